@@ -1,0 +1,76 @@
+// What every command handler shares: its export, the "Begin"/"End" records,
+// reading "paras", and the catch-all that turns any failure into the error
+// text. A handler reads like its row in the command tables:
+//
+//   KESTO_HANDLER(sel_move)
+//   {
+//       std::string job, step;
+//       std::vector<std::string> layers;
+//       double dx = 0, dy = 0;
+//       return handle(__func__, request, Form::Elements,
+//                     {{"job", job}, {"step", step}, {"layers", layers},
+//                      {"offset_x", dx}, {"offset_y", dy}},
+//                     [&] { KESTO::API::sel_move(job, step, layers, dx, dy); return pass(); });
+//   }
+#pragma once
+#include "adaptor/exports.h"
+#include "adaptor/paras.h"
+#include "adaptor/reply.h"
+
+#include <glog/logging.h>
+
+#include <exception>
+#include <type_traits>
+
+#define KESTO_HANDLER(name) extern "C" KESTO_EXPORT char* name(const char* request)
+
+// A handler whose engine side is not built yet: it answers the error text.
+#define KESTO_PENDING(name) \
+    KESTO_HANDLER(name) { return ::kesto::adaptor::pending(#name, request); }
+
+namespace kesto::adaptor {
+
+enum class Form {
+    Elements,       // first table: "paras" is an array of objects
+    Members,        // second table: "paras" is one object
+    MembersParse,   // second table, records "Begin <name> parse" / "End <name> parse"
+};
+
+char* pending(const char* name, const char* request);
+void log_failure(const char* name, const char* what);
+
+// Runs one handler: records, parsing, reading the keys, the body (which
+// returns the reply; it may take "paras" for positional or direct reading),
+// and the catch-all. A request that does not parse leaves
+// every key at its default and the body still runs. Second-table handlers log
+// a caught failure at ERROR; first-table handlers answer it silently.
+template <class Body>
+char* handle(const char* name, const char* request, Form form, Keys keys, Body&& body)
+{
+    const bool members = form != Form::Elements;
+    try {
+        LOG(INFO) << "Begin " << name << (form == Form::MembersParse ? " parse" : "");
+        Json::Value root;
+        if (parse_request(request, root)) {
+            if (members)
+                read_members(root["paras"], keys);
+            else
+                read_elements(root["paras"], keys);
+        }
+        if (form == Form::MembersParse) LOG(INFO) << "End " << name << " parse";
+        char* reply;
+        if constexpr (std::is_invocable_v<Body, const Json::Value&>)
+            reply = body(root["paras"]);
+        else
+            reply = body();
+        if (form != Form::MembersParse) LOG(INFO) << "End " << name;
+        return reply;
+    } catch (const std::exception& e) {
+        if (members) log_failure(name, e.what());
+    } catch (...) {
+        if (members) log_failure(name, "unknown exception");
+    }
+    return error();
+}
+
+} // namespace kesto::adaptor

@@ -1,0 +1,163 @@
+// kesto: a command-line host for libkesto_ctype.
+//
+//   kesto [--config DIR] run [FILE]        send each JSON line through process
+//   kesto [--config DIR] call NAME JSON    call one export by name
+//   kesto commands                         list the joint command table
+//   kesto [--config DIR] demo              the project's demonstration job
+#include "adaptor/exports.h"
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace {
+
+int usage()
+{
+    std::cerr << "usage: kesto [--config DIR] run [FILE]\n"
+                 "       kesto [--config DIR] call NAME JSON\n"
+                 "       kesto [--config DIR] demo\n"
+                 "       kesto commands\n"
+                 "  --config DIR  read ./config.json from DIR (the library's working directory)\n";
+    return 2;
+}
+
+void print_reply(const char* reply)
+{
+    if (!reply) {
+        std::cout << "(no reply)\n";
+        return;
+    }
+    std::cout << reply;
+    const size_t n = std::strlen(reply);
+    if (n == 0 || reply[n - 1] != '\n') std::cout << '\n';
+    std::cout.flush();
+}
+
+bool start(const std::string& config_dir)
+{
+    if (!config_dir.empty() && chdir(config_dir.c_str()) != 0) {
+        std::cerr << "kesto: cannot enter " << config_dir << ": " << std::strerror(errno) << "\n";
+        return false;
+    }
+    if (access("config.json", R_OK) != 0) {
+        char cwd[4096];
+        std::cerr << "kesto: no readable config.json in " << (getcwd(cwd, sizeof cwd) ? cwd : "?") << "\n";
+        return false;
+    }
+    bool ok = false;
+    try {
+        ok = init();
+    } catch (const std::exception& e) {
+        std::cerr << "kesto: the library could not start: " << e.what() << "\n";
+        return false;
+    }
+    if (!ok) {
+        std::cerr << "kesto: the library could not start (init returned false; is config.json valid JSON?)\n";
+        return false;
+    }
+    init_log(0);
+    init_func_map();
+    init_orig_func_map();
+    return true;
+}
+
+int run_lines(std::istream& in)
+{
+    std::string line;
+    int failures = 0;
+    while (std::getline(in, line)) {
+        const size_t first = line.find_first_not_of(" \t\r");
+        if (first == std::string::npos || line[first] == '#') continue;
+        try {
+            print_reply(process(line.c_str()));
+        } catch (const std::exception& e) {
+            std::cout << "(exception: " << e.what() << ")\n";
+            ++failures;
+        }
+    }
+    return failures ? 1 : 0;
+}
+
+using Handler = char* (*)(const char*);
+
+Handler find_export(const std::string& name)
+{
+    Dl_info info{};
+    if (!dladdr(reinterpret_cast<void*>(&process), &info) || !info.dli_fname) return nullptr;
+    void* lib = dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD);
+    if (!lib) return nullptr;
+    return reinterpret_cast<Handler>(dlsym(lib, name.c_str()));
+}
+
+int list_commands()
+{
+    std::map<std::string, std::string> joint;
+#define KESTO_LIST_ROW(command, handler) joint[command] = #handler;
+    KESTO_FIRST_TABLE(KESTO_LIST_ROW)
+    KESTO_SECOND_TABLE(KESTO_LIST_ROW)
+#undef KESTO_LIST_ROW
+    for (const auto& row : joint) std::cout << row.first << "\t" << row.second << "\n";
+    return 0;
+}
+
+std::string demo_file()
+{
+    const char* env = std::getenv("KESTO_DEMO");
+    if (env) return env;
+    return std::string(KESTO_SOURCE_DIR) + "/examples/demo.jsonl";
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    std::vector<std::string> args(argv + 1, argv + argc);
+    std::string config_dir;
+    if (args.size() >= 2 && args[0] == "--config") {
+        config_dir = args[1];
+        args.erase(args.begin(), args.begin() + 2);
+    }
+    if (args.empty()) return usage();
+    const std::string verb = args[0];
+
+    if (verb == "commands") return list_commands();
+    if (verb == "run" || verb == "demo") {
+        std::string file = verb == "demo" ? demo_file() : (args.size() > 1 ? args[1] : "-");
+        std::ifstream in;
+        if (file != "-") {
+            in.open(file);
+            if (!in) {
+                std::cerr << "kesto: cannot read " << file << "\n";
+                return 1;
+            }
+        }
+        if (!start(config_dir)) return 1;
+        return run_lines(file == "-" ? std::cin : in);
+    }
+    if (verb == "call") {
+        if (args.size() != 3) return usage();
+        Handler handler = find_export(args[1]);
+        if (!handler) {
+            std::cerr << "kesto: the library exports no function named " << args[1] << "\n";
+            return 1;
+        }
+        if (!start(config_dir)) return 1;
+        try {
+            print_reply(handler(args[2].c_str()));
+        } catch (const std::exception& e) {
+            std::cerr << "kesto: " << args[1] << " threw: " << e.what() << "\n";
+            return 1;
+        }
+        return 0;
+    }
+    return usage();
+}
