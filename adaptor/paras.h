@@ -79,3 +79,14 @@ void read_direct(const Json::Value& paras, const char* key, T& out)
 bool parse_request(const char* request, Json::Value& root);
 
 } // namespace kesto::adaptor
+
+#include "engine/api/records.h"
+
+namespace KESTO::API {
+// {"ix": .., "iy": ..}: ADL finds this for point targets and point lists.
+inline void read_value(const Json::Value& v, point& out)
+{
+    out.ix = v["ix"].asInt64();
+    out.iy = v["iy"].asInt64();
+}
+} // namespace KESTO::API
