@@ -1,0 +1,56 @@
+#include "engine/store/store.h"
+
+#include <map>
+
+namespace kesto::store {
+namespace {
+
+std::map<std::string, Job>& open_jobs()
+{
+    static auto* jobs = new std::map<std::string, Job>();
+    return *jobs;
+}
+
+} // namespace
+
+Job* find_job(const std::string& name)
+{
+    auto it = open_jobs().find(name);
+    return it == open_jobs().end() ? nullptr : &it->second;
+}
+
+Job& add_job(Job job)
+{
+    const std::string name = job.name;
+    return open_jobs()[name] = std::move(job);
+}
+
+bool remove_job(const std::string& name) { return open_jobs().erase(name) > 0; }
+
+std::vector<std::string> job_names()
+{
+    std::vector<std::string> names;
+    for (const auto& entry : open_jobs()) names.push_back(entry.first);
+    return names;
+}
+
+Step* find_step(Job& job, const std::string& name)
+{
+    auto it = job.steps.find(name);
+    return it == job.steps.end() ? nullptr : &it->second;
+}
+
+const MatrixRow* find_row(const Job& job, const std::string& layer)
+{
+    for (const MatrixRow& row : job.rows)
+        if (row.name == layer) return &row;
+    return nullptr;
+}
+
+Layer* find_layer(Job& job, Step& step, const std::string& name)
+{
+    if (!find_row(job, name)) return nullptr;
+    return &step.layers[name];
+}
+
+} // namespace kesto::store
