@@ -50,16 +50,18 @@ TEST(Paras, MembersPointsAndNestedRecords)
     KESTO::API::point origin;
     Json::Value raw;
     bool flag = true;
-    read_members(parse(R"({"points":[{"ix":1,"iy":-2},{"ix":3000000000,"iy":4}],"origin":{"ix":5},"raw":{"k":[1]},"flag":0})"),
+    read_members(parse(R"({"points":[{"ix":1,"iy":-2},{"ix":2000000000,"iy":4}],"origin":{"ix":5},"raw":{"k":[1]},"flag":0})"),
                  {{"points", points}, {"origin", origin}, {"raw", raw}, {"flag", flag}});
     ASSERT_EQ(points.size(), 2u);
     EXPECT_EQ(points[0].iy, -2);
-    EXPECT_EQ(points[1].ix, 3000000000LL);
+    EXPECT_EQ(points[1].ix, 2000000000);
     EXPECT_EQ(origin.ix, 5);
     EXPECT_EQ(origin.iy, 0);
     EXPECT_EQ(raw["k"][0].asInt(), 1);
     EXPECT_FALSE(flag);
     EXPECT_ANY_THROW(read_members(parse(R"([{"flag":true}])"), {{"flag", flag}}));
+    EXPECT_ANY_THROW(read_members(parse(R"({"origin":{"ix":3000000000}})"), {{"origin", origin}}))
+        << "coordinates are 32-bit";
 }
 
 TEST(Paras, PositionalAndDirectReading)
