@@ -20,6 +20,7 @@
 #include <glog/logging.h>
 
 #include <exception>
+#include <stdexcept>
 #include <type_traits>
 
 // An INFO record that costs nothing when INFO records are switched off
@@ -54,9 +55,9 @@ struct Trace {
 
 // Runs one handler: records, parsing, reading the keys, the body (which
 // returns the reply; it may take "paras" for positional or direct reading),
-// and the catch-all. A request that does not parse leaves every key at its
-// default and the body still runs. Second-table handlers log a caught failure
-// at ERROR; first-table handlers answer it silently.
+// and the catch-all. A first-table handler given text that does not parse
+// runs with every key at its default and answers any failure silently; a
+// second-table handler refuses such text, and logs every failure at ERROR.
 template <class Body>
 char* handle(Trace trace, const char* request, Form form, Keys keys, Body&& body)
 {
@@ -69,6 +70,8 @@ char* handle(Trace trace, const char* request, Form form, Keys keys, Body&& body
                 read_members(root["paras"], keys);
             else
                 read_elements(root["paras"], keys);
+        } else if (members) {
+            throw std::invalid_argument("the request is not JSON");
         }
         if (form == Form::MembersParse) KESTO_INFO << "End " << trace.end << " parse";
         char* reply;

@@ -92,6 +92,7 @@ TEST(Handler, RunsTheBodyWithDefaultsOnBadTextAndCatchesEverything)
     EXPECT_EQ(run(R"({"paras":[{"job":"throw"}]})", Form::Elements), error());
     EXPECT_EQ(run(R"({"paras":{"job":"j"}})", Form::Elements), error()) << "an object is no array";
     EXPECT_EQ(run(R"({"paras":{"job":"j"}})", Form::Members), pass());
+    EXPECT_EQ(run("not json", Form::Members), error()) << "the second table refuses bad text";
     EXPECT_EQ(calls, 3);
 }
 
