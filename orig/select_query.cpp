@@ -1,5 +1,7 @@
 // Point and polygon selection, highlight and feature queries.
 #include "adaptor/handler.h"
+#include "adaptor/records_json.h"
+#include "engine/api/selection.h"
 
 // Not built yet: these answer the error text.
 KESTO_PENDING(select_Features)
@@ -18,8 +20,6 @@ KESTO_PENDING(clear_highlighted_features)
 KESTO_PENDING(is_selected)
 KESTO_PENDING(is_Selected)
 KESTO_PENDING(select_features)
-KESTO_PENDING(set_select_param)
-KESTO_PENDING(get_select_param)
 KESTO_PENDING(unselect_features)
 KESTO_PENDING(highlight_features)
 KESTO_PENDING(unhighlight_features)
@@ -34,5 +34,43 @@ KESTO_PENDING(select_connect_line)
 KESTO_PENDING(select_features_by_net)
 KESTO_PENDING(select_by_mode)
 KESTO_PENDING(select_feature_by_info)
-KESTO_PENDING(set_selection)
 KESTO_PENDING(select_feature_by_id)
+
+using namespace kesto::adaptor;
+
+KESTO_HANDLER(set_select_param)
+{
+    KESTO::API::select_info param;
+    return handle(__func__, request, Form::Members, {{"param", param}}, [&] {
+        KESTO::API::set_select_param(param);
+        return pass();
+    });
+}
+
+KESTO_HANDLER(get_select_param)
+{
+    return handle(__func__, request, Form::Members, {}, [&] {
+        KESTO::API::select_info param;
+        KESTO::API::get_select_param(param);
+        Json::Value paras(Json::objectValue);
+        paras["param"] = KESTO::API::to_json(param);
+        return reply_json("GET_SELECT_PARAM", paras);
+    });
+}
+
+KESTO_HANDLER(set_selection)
+{
+    KESTO::API::Selection options;
+    return handle(__func__, request, Form::Members,
+                  {{"sels", options.sels},
+                   {"is_standard", options.is_standard},
+                   {"is_clear", options.is_clear},
+                   {"all_layers", options.all_layers},
+                   {"is_select", options.is_select},
+                   {"inside", options.inside},
+                   {"exclude", options.exclude}},
+                  [&] {
+                      KESTO::API::set_selection(options);
+                      return pass();
+                  });
+}

@@ -1,0 +1,19 @@
+// JSON forms of the engine records that hosts send and receive. They live in
+// the records' namespace so that the paras reader finds them for any target.
+#pragma once
+#include "adaptor/paras.h"
+#include "engine/api/display.h"
+#include "engine/api/selection.h"
+
+namespace KESTO::API {
+
+void read_value(const Json::Value& v, show_param& out);
+void read_value(const Json::Value& v, color& out);
+void read_value(const Json::Value& v, select_info& out);
+// Only the seven feature-type values 0, 1, 2, 4, 8, 16 and 32 set "type".
+void read_value(const Json::Value& v, featureInfo& out);
+
+Json::Value to_json(const select_info& info);
+Json::Value to_json(const featureInfo& info);
+
+} // namespace KESTO::API
