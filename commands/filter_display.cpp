@@ -2,6 +2,7 @@
 // engine's filter or display parameters and hands the whole record back.
 #include "adaptor/handler.h"
 #include "engine/api/display.h"
+#include "engine/api/edit.h"
 #include "engine/api/selection.h"
 
 using namespace kesto::adaptor;
@@ -103,8 +104,26 @@ KESTO_HANDLER(set_negative_data)
 // Snapping is the viewer's own business; the command has never done anything.
 KESTO_HANDLER(set_snap_features) { return error(); }
 
-// Not built yet: these answer the error text.
-KESTO_PENDING(select_features_by_filter)
-KESTO_PENDING(unselect_features_by_filter)
-KESTO_PENDING(highlight_features_by_filter)
-KESTO_PENDING(unhighlight_features_by_filter)
+namespace {
+
+using LayerOperation = void (*)(const std::string&, const std::string&, const std::string&);
+
+char* on_layer(Trace trace, const char* request, LayerOperation operation)
+{
+    std::string job, step, layer;
+    return handle(trace, request, Form::Elements, {{"job", job}, {"step", step}, {"layer", layer}}, [&] {
+        operation(job, step, layer);
+        return pass();
+    });
+}
+
+} // namespace
+
+KESTO_HANDLER(select_features_by_filter) { return on_layer(__func__, request, KESTO::API::select_features); }
+KESTO_HANDLER(unselect_features_by_filter) { return on_layer(__func__, request, KESTO::API::unselect_features); }
+// Its first record has always named the unselect command.
+KESTO_HANDLER(highlight_features_by_filter)
+{
+    return on_layer({"unselect_features_by_filter", __func__}, request, KESTO::API::highlight_features);
+}
+KESTO_HANDLER(unhighlight_features_by_filter) { return on_layer(__func__, request, KESTO::API::unhighlight_features); }
