@@ -69,7 +69,6 @@ KESTO_HANDLER(set_selection)
 
 namespace {
 
-using LayerOperation = void (*)(const std::string&, const std::string&, const std::string&);
 // The commands that name one layer by "job", "step" and "layer".
 template <class Operation>
 char* on_layer(const char* name, const char* request, Operation&& operation)
