@@ -2,6 +2,7 @@
 
 #include "engine/formats/odb/symbols.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <unordered_map>
@@ -603,11 +604,12 @@ bool read_features_file(std::string_view text, Layer& layer, Units default_units
         if (line.empty() || line[0] == '#') continue;
         const char lead = line[0];
         if (lead == '$' || lead == '@' || lead == '&') {
-            const size_t blank = line.find(' ');
+            // An attribute text may be empty: "&5" alone.
+            const size_t blank = std::min(line.find(' '), line.size());
             std::uint32_t index = 0;
-            if (blank == std::string_view::npos || !read_int(line.substr(1, blank - 1), index) || index > 10000000)
+            if (!read_int(line.substr(1, blank - 1), index) || index > 10000000)
                 return fail("bad table entry '" + std::string(line) + "'");
-            std::string_view value = trim(line.substr(blank + 1));
+            std::string_view value = trim(line.substr(blank));
             if (lead == '$') {
                 Units units = layer.units;
                 bool marked = false;
