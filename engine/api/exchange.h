@@ -1,0 +1,128 @@
+// Data exchange with the outside world: identifying input files, reading
+// Gerber and Excellon into layers and writing layers back out.
+#pragma once
+#include "engine/model/model.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace KESTO {
+namespace API {
+
+// How an input file is to be read. Text values used by the engine:
+//   format          "Gerber274x", "Gerber274D", "Excellon", "ODB++", "None"
+//   data_type       "image", "image_x2", "drill", "rout", "job_directory", "job_archive"
+//   units           "inch", "mm"
+//   Coordinates     "absolute", "incremental"
+//   zeroes_omitted  "leading", "trailing", "none"
+struct file_Parameters {
+    double file_size = 0;
+    std::string format = "None";
+    std::string data_type;
+    std::string units;
+    std::string Coordinates;
+    std::string zeroes_omitted;
+    bool Decimal_numbers = false;
+    std::int32_t Number_format_integer = 0;
+    std::int32_t Number_format_decimal = 0;
+    std::string separator_char;
+    std::string tool_units;
+    double text_line_width = 0;
+};
+
+// One row of a drill layer's tool table. Sizes in engine units (nm).
+struct drill_tools_info {
+    std::int32_t iToolIdx = 0;
+    std::int32_t iToolCount = 0;
+    std::int32_t eToolType = 0;   // 0 plated, 1 non-plated, 2 via
+    std::int32_t eViaType = 0;    // 0 standard, 1 photo, 2 laser, 3 press fit
+    std::int32_t iMinTor = 0;
+    std::int32_t iMaxTor = 0;
+    std::int32_t iFinishSize = 0;
+    std::int32_t iHoleSize = 0;
+    std::int32_t iSlotLength = 0;
+    std::int32_t iSymbolId = 0;
+};
+
+// One finding while reading or writing a file: where, and what.
+struct translate_report {
+    std::string file;
+    int line = 0;          // 1-based; 0 when the finding is not about one line
+    std::string message;
+    bool error = true;     // false: a warning, the data was still read as intended
+};
+
+// Recognises the file or job at `pathname`; `name` is its base name. The
+// parameters say what the file declares, guessed as a CAM tool would where it
+// is silent. False (format "None") when the path cannot be read or is no
+// format the engine knows.
+bool file_identify(const std::string& pathname, std::string& name, file_Parameters& parameters,
+                   std::string& format);
+
+} // namespace API
+} // namespace KESTO
+
+namespace kesto {
+
+using Reports = std::vector<KESTO::API::translate_report>;
+using UserSymbols = std::map<std::string, UserSymbol>;
+
+namespace gerber {
+
+struct ReadOptions {
+    std::string file_name;                  // for reports
+    KESTO::API::file_Parameters defaults;   // used where the file is silent (RS-274-D)
+    // RS-274-D: the aperture list that came with the file, one aperture a line:
+    // "D10 C 0.010", "D11 R 0.060 0.040", "D12 O 0.060 0.030" (shapes also
+    // ROUND, SQUARE, RECT, RECTANGLE, OBLONG, OVAL), sizes in the file's units.
+    std::string aperture_list;
+};
+
+// Reads Gerber text into `layer` (appending), adding the user symbols it needs
+// to `symbols`. False when the file breaks the format; what could be read is
+// kept and every finding is in `reports`.
+bool read(const std::string& text, const ReadOptions& options, Layer& layer, UserSymbols& symbols,
+          Reports& reports);
+
+struct WriteOptions {
+    bool inch = false;        // units of the file
+    int integer_digits = 4;   // number format
+    int decimal_digits = 6;
+};
+
+// The layer as Gerber X2 text. False when some feature has no Gerber form;
+// those are named in `reports` and left out.
+bool write(const Layer& layer, const UserSymbols& symbols, const WriteOptions& options, std::string& text,
+           Reports& reports);
+
+} // namespace gerber
+
+namespace excellon {
+
+struct ReadOptions {
+    std::string file_name;
+    KESTO::API::file_Parameters defaults; // used where the file is silent
+};
+
+// Reads an Excellon drill or rout file into `layer`: pads and slots with round
+// symbols, the tool table in Layer::tools, plating as the .drill attribute.
+bool read(const std::string& text, const ReadOptions& options, Layer& layer, Reports& reports);
+
+struct WriteOptions {
+    bool inch = false;
+    int integer_digits = 3;
+    int decimal_digits = 3;
+    std::string zeroes_omitted = "leading"; // "leading", "trailing", "none" (with a decimal point)
+};
+
+bool write(const Layer& layer, const WriteOptions& options, std::string& text, Reports& reports);
+
+} // namespace excellon
+
+// Writes `text` to `path` beside it first, then renames, so a failed save
+// leaves any old file whole.
+bool save_text(const std::string& path, const std::string& text, Reports& reports);
+
+} // namespace kesto

@@ -1,0 +1,264 @@
+#include "engine/formats/gerber/layer_build.h"
+
+#include <cmath>
+#include <cstdio>
+
+namespace kesto::formats {
+
+std::string micron_text(double nm)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "%.3f", std::round(nm) / 1000.0);
+    std::string s = text;
+    while (!s.empty() && s.back() == '0') s.pop_back();
+    if (!s.empty() && s.back() == '.') s.pop_back();
+    return s == "-0" ? "0" : s;
+}
+
+static Symbol make(SymbolFamily family, std::string name, std::initializer_list<double> p)
+{
+    Symbol s;
+    s.family = family;
+    s.name = std::move(name);
+    std::size_t i = 0;
+    for (double v : p) s.p[i++] = std::round(v);
+    return s;
+}
+
+Symbol round_symbol(double d) { return make(SymbolFamily::Round, "r" + micron_text(d), {d}); }
+Symbol square_symbol(double s) { return make(SymbolFamily::Square, "s" + micron_text(s), {s}); }
+Symbol rect_symbol(double w, double h)
+{
+    return make(SymbolFamily::Rect, "rect" + micron_text(w) + "x" + micron_text(h), {w, h});
+}
+Symbol oval_symbol(double w, double h)
+{
+    return make(SymbolFamily::Oval, "oval" + micron_text(w) + "x" + micron_text(h), {w, h});
+}
+Symbol round_donut_symbol(double od, double id)
+{
+    return make(SymbolFamily::RoundDonut, "donut_r" + micron_text(od) + "x" + micron_text(id), {od, id});
+}
+
+bool scale_symbol(Symbol& s, double f)
+{
+    switch (s.family) {
+    case SymbolFamily::Round: s = round_symbol(s.p[0] * f); return true;
+    case SymbolFamily::Square: s = square_symbol(s.p[0] * f); return true;
+    case SymbolFamily::Rect: s = rect_symbol(s.p[0] * f, s.p[1] * f); return true;
+    case SymbolFamily::Oval: s = oval_symbol(s.p[0] * f, s.p[1] * f); return true;
+    case SymbolFamily::RoundDonut: s = round_donut_symbol(s.p[0] * f, s.p[1] * f); return true;
+    default: return f == 1;
+    }
+}
+
+LayerBuilder::LayerBuilder(Layer& l) : layer(l)
+{
+    for (std::size_t i = 0; i < layer.symbols.size(); ++i) symbols_.emplace(layer.symbols[i].name, int(i));
+    for (std::size_t i = 0; i < layer.attribute_names.size(); ++i) names_.emplace(layer.attribute_names[i], i);
+}
+
+int LayerBuilder::symbol(const Symbol& s)
+{
+    auto [it, added] = symbols_.emplace(s.name, int(layer.symbols.size()));
+    if (added) layer.symbols.push_back(s);
+    return it->second;
+}
+
+std::uint32_t LayerBuilder::attribute_set(const Attributes& attributes)
+{
+    if (attributes.empty()) return 0;
+    std::string key;
+    for (auto& [name, value] : attributes) key += name + '\x1f' + value + '\x1e';
+    auto found = sets_.find(key);
+    if (found != sets_.end()) return found->second;
+    std::vector<AttributeValue> set;
+    for (auto& [name, value] : attributes) {
+        auto [it, added] = names_.emplace(name, std::uint32_t(layer.attribute_names.size()));
+        if (added) layer.attribute_names.push_back(name);
+        set.push_back({it->second, value});
+    }
+    layer.attribute_sets.push_back(std::move(set));
+    return sets_[key] = std::uint32_t(layer.attribute_sets.size());
+}
+
+static Point at(double x, double y) { return {Coord(std::llround(x)), Coord(std::llround(y))}; }
+
+Contour circle_contour(double cx, double cy, double r, bool island)
+{
+    Contour c;
+    c.island = island;
+    c.start = at(cx + r, cy);
+    const Point centre = at(cx, cy);
+    c.segments.push_back(arc_to(at(cx - r, cy), centre, island));
+    c.segments.push_back(arc_to(c.start, centre, island));
+    return c;
+}
+
+Contour polygon_contour(const std::vector<std::pair<double, double>>& points, bool island)
+{
+    Contour c;
+    c.island = island;
+    if (points.empty()) return c;
+    double area = 0;
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        auto& p = points[i];
+        auto& q = points[(i + 1) % points.size()];
+        area += p.first * q.second - q.first * p.second;
+    }
+    c.start = at(points[0].first, points[0].second);
+    for (std::size_t i = 1; i < points.size(); ++i) c.segments.push_back(line_to(at(points[i].first, points[i].second)));
+    if (c.segments.empty() || c.segments.back().end != c.start) c.segments.push_back(line_to(c.start));
+    const bool clockwise = area < 0;
+    if (clockwise != island) reverse_contour(c);
+    return c;
+}
+
+void reverse_contour(Contour& c)
+{
+    if (c.segments.empty()) return;
+    std::vector<Segment> reversed;
+    reversed.reserve(c.segments.size());
+    Point from = c.start;
+    std::vector<Point> starts;
+    for (auto& s : c.segments) {
+        starts.push_back(from);
+        from = s.end;
+    }
+    for (std::size_t i = c.segments.size(); i-- > 0;) {
+        Segment s = c.segments[i];
+        s.end = starts[i];
+        s.cw = !s.cw;
+        reversed.push_back(s);
+    }
+    c.start = c.segments.back().end;
+    c.segments = std::move(reversed);
+}
+
+Point Placement::apply(const Point& p) const
+{
+    double x = mirror ? -double(p.x) : double(p.x);
+    double y = double(p.y);
+    x *= scale;
+    y *= scale;
+    if (rotation != 0) {
+        const double r = rotation * M_PI / 180;
+        const double c = std::cos(r), s = std::sin(r);
+        const double rx = x * c - y * s;
+        y = x * s + y * c;
+        x = rx;
+    }
+    return at(x + offset.x, y + offset.y);
+}
+
+static double normal_angle(double a)
+{
+    a = std::fmod(a, 360);
+    if (a < 0) a += 360;
+    if (std::abs(a - 360) < 1e-9) a = 0;
+    return a;
+}
+
+static bool scaled_symbol(int index, double factor, LayerBuilder& builder, UserSymbols& symbols, int& out);
+
+bool place_features(const Layer& from, Layer& to, const Placement& place, bool invert, LayerBuilder& builder,
+                    UserSymbols& symbols)
+{
+    bool ok = true;
+    to.features.reserve(to.features.size() + from.features.size());
+    for (const Feature& source : from.features) {
+        Feature f = source;
+        if (invert) f.polarity = f.polarity == Polarity::Positive ? Polarity::Negative : Polarity::Positive;
+        f.a = place.apply(f.a);
+        f.b = place.apply(f.b);
+        f.c = place.apply(f.c);
+        if (place.mirror) f.cw = !f.cw;
+        if (f.kind == FeatureKind::Pad || f.kind == FeatureKind::Text || f.kind == FeatureKind::Barcode) {
+            // A pad shows its symbol mirrored (when set), then turned clockwise by its angle.
+            if (place.mirror) {
+                f.mirror = !f.mirror;
+                f.angle = normal_angle(-f.angle - place.rotation);
+            } else {
+                f.angle = normal_angle(f.angle - place.rotation);
+            }
+        }
+        if (f.symbol >= 0 && place.scale != 1 && !scaled_symbol(f.symbol, place.scale, builder, symbols, f.symbol))
+            ok = false;
+        if (f.kind == FeatureKind::Surface && f.body < from.surfaces.size()) {
+            Surface s = from.surfaces[f.body];
+            for (auto& c : s.contours) {
+                c.start = place.apply(c.start);
+                for (auto& seg : c.segments) {
+                    seg.end = place.apply(seg.end);
+                    seg.centre = place.apply(seg.centre);
+                    if (place.mirror) seg.cw = !seg.cw;
+                }
+            }
+            f.body = std::uint32_t(to.surfaces.size());
+            to.surfaces.push_back(std::move(s));
+        }
+        if (f.kind == FeatureKind::Text && f.body < from.texts.size()) {
+            f.body = std::uint32_t(to.texts.size());
+            to.texts.push_back(from.texts[source.body]);
+        }
+        to.features.push_back(f);
+    }
+    return ok;
+}
+
+static bool scaled_symbol(int index, double factor, LayerBuilder& builder, UserSymbols& symbols, int& out)
+{
+    Symbol s = builder.layer.symbols[std::size_t(index)];
+    if (s.family != SymbolFamily::User) {
+        if (!scale_symbol(s, factor)) return false;
+        out = builder.symbol(s);
+        return true;
+    }
+    auto found = symbols.find(s.name);
+    if (found == symbols.end()) return false;
+    UserSymbol scaled;
+    Layer shape = found->second.features; // the shape's own symbol table stays valid
+    Layer placed;
+    placed.symbols = shape.symbols;
+    placed.attribute_names = shape.attribute_names;
+    placed.attribute_sets = shape.attribute_sets;
+    LayerBuilder inner(placed);
+    Placement grow;
+    grow.scale = factor;
+    const bool ok = place_features(shape, placed, grow, false, inner, symbols);
+    scaled.name = user_symbol_name(s.name, placed);
+    scaled.features = std::move(placed);
+    s.name = scaled.name;
+    symbols.emplace(scaled.name, std::move(scaled));
+    out = builder.symbol(s);
+    return ok;
+}
+
+std::string user_symbol_name(const std::string& base, const Layer& shape)
+{
+    std::uint64_t h = 1469598103934665603ull;
+    auto mix = [&h](std::int64_t v) {
+        for (int i = 0; i < 8; ++i) {
+            h ^= std::uint64_t(v >> (8 * i)) & 0xff;
+            h *= 1099511628211ull;
+        }
+    };
+    for (const Feature& f : shape.features) {
+        mix(int(f.kind) * 2 + int(f.polarity));
+        mix(f.a.x), mix(f.a.y), mix(f.b.x), mix(f.b.y), mix(f.c.x), mix(f.c.y);
+        mix(std::llround(f.angle * 1000)), mix(f.mirror), mix(f.cw);
+        if (f.symbol >= 0) for (char ch : shape.symbols[std::size_t(f.symbol)].name) mix(ch);
+        if (f.kind == FeatureKind::Surface && f.body < shape.surfaces.size())
+            for (auto& c : shape.surfaces[f.body].contours) {
+                mix(c.island), mix(c.start.x), mix(c.start.y);
+                for (auto& s : c.segments) mix(s.end.x), mix(s.end.y), mix(s.arc), mix(s.cw), mix(s.centre.x), mix(s.centre.y);
+            }
+    }
+    std::string name;
+    for (char ch : base) name += char(std::tolower(static_cast<unsigned char>(ch)));
+    char tail[20];
+    std::snprintf(tail, sizeof tail, "_%08x", unsigned(h ^ (h >> 32)));
+    return name + tail;
+}
+
+} // namespace kesto::formats
