@@ -142,3 +142,30 @@ Json::Value to_json(const featureInfo& info)
 }
 
 } // namespace KESTO::API
+
+namespace kesto::adaptor {
+
+void read_value(const Json::Value& v, AttributeMap& out)
+{
+    out.values.clear();
+    if (v.isObject()) {
+        for (auto it = v.begin(); it != v.end(); ++it) out.values[it.name()] = it->asString();
+        return;
+    }
+    for (Json::ArrayIndex i = 0; i < v.size(); ++i) {
+        const std::string text = v[i].asString();
+        const size_t eq = text.find('=');
+        out.values[text.substr(0, eq)] = eq == std::string::npos ? "" : text.substr(eq + 1);
+    }
+}
+
+} // namespace kesto::adaptor
+
+namespace KESTO::API {
+
+void read_value(const Json::Value& v, lPoint& out)
+{
+    kesto::adaptor::read_members(v, {{"x", out.x}, {"y", out.y}});
+}
+
+} // namespace KESTO::API

@@ -3,6 +3,7 @@
 #pragma once
 #include "adaptor/paras.h"
 #include "engine/api/display.h"
+#include "engine/api/features.h"
 #include "engine/api/selection.h"
 
 namespace KESTO::API {
@@ -16,4 +17,20 @@ void read_value(const Json::Value& v, featureInfo& out);
 Json::Value to_json(const select_info& info);
 Json::Value to_json(const featureInfo& info);
 
+} // namespace KESTO::API
+
+namespace kesto::adaptor {
+
+// Feature attributes as hosts send them: an object of names and values, or a
+// list of "name" / "name=value" texts.
+struct AttributeMap {
+    std::map<std::string, std::string> values;
+};
+void read_value(const Json::Value& v, AttributeMap& out);
+
+} // namespace kesto::adaptor
+
+namespace KESTO::API {
+// {"x": .., "y": ..} in the working unit.
+void read_value(const Json::Value& v, lPoint& out);
 } // namespace KESTO::API

@@ -1,34 +1,11 @@
 // Selection edits: each names a job, a step and layers, and edits the
 // features selected there.
 #include "adaptor/handler.h"
+#include "adaptor/records_json.h"
 #include "engine/api/edit.h"
 
 using namespace kesto::adaptor;
 using Strings = std::vector<std::string>;
-
-namespace {
-
-// "attributes" as hosts send it: an object of names and values, or a list of
-// "name" / "name=value" texts.
-struct AttributeMap {
-    std::map<std::string, std::string> values;
-};
-
-void read_value(const Json::Value& v, AttributeMap& out)
-{
-    out.values.clear();
-    if (v.isObject()) {
-        for (auto it = v.begin(); it != v.end(); ++it) out.values[it.name()] = it->asString();
-        return;
-    }
-    for (Json::ArrayIndex i = 0; i < v.size(); ++i) {
-        const std::string text = v[i].asString();
-        const size_t eq = text.find('=');
-        out.values[text.substr(0, eq)] = eq == std::string::npos ? "" : text.substr(eq + 1);
-    }
-}
-
-} // namespace
 
 KESTO_HANDLER(sel_delete)
 {
@@ -137,7 +114,7 @@ KESTO_HANDLER(sel_attribute)
     std::string job, step;
     Strings layers;
     int mode = 0;
-    AttributeMap attributes;
+    kesto::adaptor::AttributeMap attributes;
     return handle(__func__, request, Form::Elements,
                   {{"job", job}, {"step", step}, {"layers", layers}, {"mode", mode}, {"attributes", attributes}}, [&] {
                       KESTO::API::modify_attributes(job, step, layers, mode, attributes.values);
