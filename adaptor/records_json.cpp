@@ -165,6 +165,12 @@ namespace KESTO::API {
 
 void read_value(const Json::Value& v, lPoint& out)
 {
+    // Engine units are accepted too, as the point records of other commands carry them.
+    if (v.isMember("ix") || v.isMember("iy")) {
+        out.x = to_working_unit(v["ix"].asInt());
+        out.y = to_working_unit(v["iy"].asInt());
+        return;
+    }
     kesto::adaptor::read_members(v, {{"x", out.x}, {"y", out.y}});
 }
 

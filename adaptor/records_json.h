@@ -31,6 +31,6 @@ void read_value(const Json::Value& v, AttributeMap& out);
 } // namespace kesto::adaptor
 
 namespace KESTO::API {
-// {"x": .., "y": ..} in the working unit.
+// {"x": .., "y": ..} in the working unit, or {"ix": .., "iy": ..} in engine units.
 void read_value(const Json::Value& v, lPoint& out);
 } // namespace KESTO::API
