@@ -12,8 +12,6 @@ KESTO_PENDING(get_symbols)
 KESTO_PENDING(get_symbol_name)
 KESTO_PENDING(draw_Symbol)
 KESTO_PENDING(draw_text)
-KESTO_PENDING(draw_selected_features)
-KESTO_PENDING(draw_specified_features)
 KESTO_PENDING(get_special_symbol_names)
 KESTO_PENDING(get_layer_symbol_list)
 KESTO_PENDING(draw_panel_picture)
@@ -53,6 +51,26 @@ KESTO_HANDLER(set_draw_color)
     return handle(__func__, request, Form::Members,
                   {{"red", red}, {"green", green}, {"blue", blue}, {"alpha", alpha}}, [&] {
                       KESTO::API::set_draw_color(red, green, blue, alpha);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(draw_selected_features)
+{
+    std::string job, step, layer;
+    return handle(__func__, request, Form::Members, {{"jobname", job}, {"stepname", step}, {"layername", layer}}, [&] {
+        KESTO::API::draw_selected_features(job, step, layer);
+        return pass();
+    });
+}
+
+KESTO_HANDLER(draw_specified_features)
+{
+    std::string job, step, layer;
+    std::vector<int> ids;
+    return handle(__func__, request, Form::Members,
+                  {{"jobname", job}, {"stepname", step}, {"layername", layer}, {"featureIDs", ids}}, [&] {
+                      KESTO::API::draw_specified_features(job, step, layer, ids);
                       return pass();
                   });
 }

@@ -2,6 +2,14 @@
 
 #include "engine/model/model.h"
 #include "engine/render/canvas.h"
+#include "engine/render/layer_shapes.h"
+#include "engine/store/store.h"
+
+#include <glog/logging.h>
+
+#include <algorithm>
+#include <functional>
+#include <set>
 
 #include <cmath>
 
@@ -52,6 +60,84 @@ void get_Canvas_Size(int& width, int& height)
     width = display().canvas.width;
     height = display().canvas.height;
 }
+
+void zoom_to_box(double xmin, double ymin, double xmax, double ymax)
+{
+    kesto::Box box;
+    box.add(kesto::Point{from_working_unit(xmin), from_working_unit(ymin)});
+    box.add(kesto::Point{from_working_unit(xmax), from_working_unit(ymax)});
+    kesto::render::zoom_to_box(display().canvas, box);
+}
+
+void clear_canvas() { kesto::render::clear(display().canvas); }
+
+namespace {
+
+kesto::render::Colour drawing_colour()
+{
+    const color c = display().draw_colour;
+    auto channel = [](int v) { return std::clamp(v, 0, 255) / 255.0; };
+    return {channel(c.red), channel(c.green), channel(c.blue), channel(c.alpha)};
+}
+
+// Draws the features of a layer that `pick` accepts.
+bool draw(const std::string& job_name, const std::string& step_name, const std::string& layer_name,
+          const std::function<bool(const kesto::Feature&, size_t)>& pick)
+{
+    kesto::render::Canvas& canvas = display().canvas;
+    if (!kesto::render::valid(canvas)) {
+        LOG(ERROR) << "draw " << layer_name << ": no canvas (init_canvas first)";
+        return false;
+    }
+    kesto::Job* job = kesto::store::find_job(job_name);
+    kesto::Step* step = job ? kesto::store::find_step(*job, step_name) : nullptr;
+    kesto::Layer* layer = step ? kesto::store::find_layer(*job, *step, layer_name) : nullptr;
+    if (!layer) {
+        LOG(ERROR) << "draw: no layer \"" << layer_name << "\" in step \"" << step_name << "\" of an open job \""
+                   << job_name << "\"";
+        return false;
+    }
+    const kesto::MatrixRow* row = kesto::store::find_row(*job, layer_name);
+    const bool negative = row && row->polarity == "NEGATIVE" && !pick;
+    const auto shapes = kesto::render::layer_shapes(*layer, kesto::geom::context_of(*job),
+                                                    kesto::render::visible_box(canvas), pick);
+    kesto::render::draw_layer(canvas, shapes, drawing_colour(), negative);
+    return true;
+}
+
+} // namespace
+
+bool draw_layer(const std::string& job, const std::string& step, const std::string& layer)
+{
+    return draw(job, step, layer, {});
+}
+
+bool draw_selected_features(const std::string& job, const std::string& step, const std::string& layer)
+{
+    return draw(job, step, layer, [](const kesto::Feature& f, size_t) { return f.selected; });
+}
+
+bool draw_specified_features(const std::string& job, const std::string& step, const std::string& layer,
+                             const std::vector<int>& positions)
+{
+    const std::set<int> wanted(positions.begin(), positions.end());
+    return draw(job, step, layer, [&](const kesto::Feature&, size_t i) { return wanted.count(static_cast<int>(i)) > 0; });
+}
+
+bool draw_profile(const std::string& job_name, const std::string& step_name)
+{
+    kesto::Job* job = kesto::store::find_job(job_name);
+    kesto::Step* step = job ? kesto::store::find_step(*job, step_name) : nullptr;
+    if (!step || !kesto::render::valid(display().canvas)) {
+        LOG(ERROR) << "draw_profile: no step \"" << step_name << "\" of an open job \"" << job_name << "\", or no canvas";
+        return false;
+    }
+    if (!step->has_profile) return true;
+    kesto::render::draw_outline(display().canvas, kesto::geom::surface_outline(step->profile), drawing_colour(), 2.0);
+    return true;
+}
+
+bool save_img(const std::string& path) { return kesto::render::save_png(display().canvas, path); }
 
 } // namespace API
 } // namespace KESTO

@@ -1,6 +1,7 @@
 // The viewer's display parameters, the drawing colour and the canvas.
 #pragma once
 #include <string>
+#include <vector>
 
 namespace KESTO {
 namespace API {
@@ -48,8 +49,25 @@ long long from_working_unit(double value);
 void set_draw_color(int red, int green, int blue, int alpha);
 color get_draw_color();
 
+// The canvas: a picture of part of a step, drawn layer by layer in the
+// drawing colour and saved as PNG.
 bool init_canvas(int width, int height);
 void get_Canvas_Size(int& width, int& height);
+// The window the canvas shows, in the working unit; the picture keeps its
+// aspect ratio and centres the box.
+void zoom_to_box(double xmin, double ymin, double xmax, double ymax);
+// The canvas back to its background (black).
+void clear_canvas();
+// Draws a layer's features as a photoplotter exposes them: negative
+// features clear what lies below them on the same layer.
+bool draw_layer(const std::string& job, const std::string& step, const std::string& layer);
+// The step's profile outline.
+bool draw_profile(const std::string& job, const std::string& step);
+// Only the selected features, or only those at the given positions.
+bool draw_selected_features(const std::string& job, const std::string& step, const std::string& layer);
+bool draw_specified_features(const std::string& job, const std::string& step, const std::string& layer,
+                             const std::vector<int>& positions);
+bool save_img(const std::string& path);
 
 } // namespace API
 } // namespace KESTO

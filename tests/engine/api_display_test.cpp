@@ -1,0 +1,101 @@
+// Pictures of layers through the engine's canvas operations.
+#include "engine/api/display.h"
+#include "engine/api/features.h"
+#include "engine/store/store.h"
+#include "support/test_support.h"
+
+#include <cairo.h>
+#include <gtest/gtest.h>
+
+using namespace kesto;
+namespace api = KESTO::API;
+
+namespace {
+
+// The picture's pixel at (x, y) from the top left, as 0xRRGGBB.
+std::uint32_t png_pixel(const std::string& path, int x, int y)
+{
+    cairo_surface_t* s = cairo_image_surface_create_from_png(path.c_str());
+    EXPECT_EQ(cairo_surface_status(s), CAIRO_STATUS_SUCCESS);
+    const unsigned char* data = cairo_image_surface_get_data(s);
+    const int stride = cairo_image_surface_get_stride(s);
+    const std::uint32_t v = *reinterpret_cast<const std::uint32_t*>(data + y * stride + x * 4) & 0xffffff;
+    cairo_surface_destroy(s);
+    return v;
+}
+
+class ApiDisplay : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        Job job;
+        job.name = "pic";
+        for (const char* name : {"top", "plane"}) {
+            MatrixRow row;
+            row.name = name;
+            row.polarity = std::string(name) == "plane" ? "NEGATIVE" : "POSITIVE";
+            job.rows.push_back(row);
+        }
+        job.steps["pcb"].name = "pcb";
+        store::add_job(job);
+        api::set_show_para(api::show_param{});
+        int r2000 = 0;
+        ASSERT_TRUE(api::create_new_symbol("pic", "pcb", "r2000", "", r2000));
+        // A 2 mm pad at (2, 2) and a negative 1 mm square hole in it; the plane has one pad at (8, 8).
+        ASSERT_TRUE(api::AddFeature("pic", "pcb", {"top"}, {}, api::GreatePadString(2, 2, r2000, 0, 0, 0, 0), false));
+        ASSERT_TRUE(api::AddFeature("pic", "pcb", {"top"}, {},
+                                    api::GreateSurfaceString({{1.5, 1.5}, {2.5, 1.5}, {2.5, 2.5}, {1.5, 2.5}}, 1, 0, false),
+                                    false));
+        ASSERT_TRUE(api::AddFeature("pic", "pcb", {"plane"}, {}, api::GreatePadString(8, 8, r2000, 0, 0, 0, 0), false));
+    }
+    void TearDown() override { store::remove_job("pic"); }
+    test::TempDir dir;
+};
+
+TEST_F(ApiDisplay, LayersAreExposedInOrderAndNegativeLayersInverted)
+{
+    ASSERT_TRUE(api::init_canvas(100, 100));
+    api::zoom_to_box(0, 0, 10, 10); // 10 pixels a millimetre
+    api::clear_canvas();
+    api::set_draw_color(255, 0, 0, 255);
+    EXPECT_TRUE(api::draw_layer("pic", "pcb", "top"));
+    ASSERT_TRUE(api::save_img(dir / "top.png"));
+    EXPECT_EQ(png_pixel(dir / "top.png", 20, 100 - 12), 0xff0000u) << "the pad's ring";
+    EXPECT_EQ(png_pixel(dir / "top.png", 20, 100 - 20), 0x000000u) << "the negative square clears it";
+    EXPECT_EQ(png_pixel(dir / "top.png", 50, 50), 0x000000u);
+
+    api::clear_canvas();
+    api::set_draw_color(0, 255, 0, 255);
+    EXPECT_TRUE(api::draw_layer("pic", "pcb", "plane"));
+    ASSERT_TRUE(api::save_img(dir / "plane.png"));
+    EXPECT_EQ(png_pixel(dir / "plane.png", 50, 50), 0x00ff00u) << "a negative layer is copper where nothing is drawn";
+    EXPECT_EQ(png_pixel(dir / "plane.png", 80, 100 - 80), 0x000000u);
+}
+
+TEST_F(ApiDisplay, SelectedAndSpecifiedFeaturesOnly)
+{
+    ASSERT_TRUE(api::init_canvas(100, 100));
+    api::zoom_to_box(0, 0, 10, 10);
+    api::set_draw_color(255, 255, 255, 255);
+    EXPECT_TRUE(api::draw_specified_features("pic", "pcb", "top", {1}));
+    ASSERT_TRUE(api::save_img(dir / "one.png"));
+    EXPECT_EQ(png_pixel(dir / "one.png", 20, 100 - 12), 0u) << "the pad was not asked for";
+    EXPECT_EQ(png_pixel(dir / "one.png", 20, 100 - 20), 0u) << "a negative feature alone shows nothing";
+    EXPECT_TRUE(api::draw_selected_features("pic", "pcb", "top"));
+}
+
+TEST_F(ApiDisplay, RefusesWithoutCanvasOrLayerAndReportsBadPaths)
+{
+    EXPECT_FALSE(api::init_canvas(0, 0));
+    EXPECT_FALSE(api::draw_layer("pic", "pcb", "top"));
+    ASSERT_TRUE(api::init_canvas(10, 10));
+    EXPECT_FALSE(api::draw_layer("pic", "pcb", "nolayer"));
+    EXPECT_FALSE(api::draw_layer("nojob", "pcb", "top"));
+    EXPECT_FALSE(api::save_img(dir / "no/such/folder/x.png"));
+    int w = 0, h = 0;
+    api::get_Canvas_Size(w, h);
+    EXPECT_EQ(w, 10);
+    EXPECT_EQ(h, 10);
+}
+
+} // namespace
