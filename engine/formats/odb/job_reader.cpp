@@ -62,7 +62,6 @@ using ArchivePtr = std::unique_ptr<archive, int (*)(archive*)>;
 
 bool read_entry_data(archive* a, std::string& bytes, std::string& error)
 {
-    bytes.clear();
     char buffer[65536];
     for (;;) {
         const la_ssize_t n = archive_read_data(a, buffer, sizeof buffer);
@@ -115,6 +114,9 @@ bool walk_archive(const std::string& location, const FileSink& sink, std::string
             LOG(WARNING) << location << ": skipped entry outside the job folder: " << path;
             continue;
         }
+        bytes = std::string();
+        if (archive_entry_size_is_set(entry) && archive_entry_size(entry) > 0 && archive_entry_size(entry) < (1ll << 31))
+            bytes.reserve(static_cast<size_t>(archive_entry_size(entry)));
         if (!read_entry_data(a.get(), bytes, error)) {
             error = path + ": " + error;
             return false;
