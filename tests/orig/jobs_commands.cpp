@@ -95,20 +95,16 @@ TEST(JobsCommands, RepliesAndRecordsOfTheQuirks)
     in_fresh_process(dir.path(), [] {
         start_library();
         EXPECT_EQ(call(R"({"func":"CLOSE_JOB","paras":{"jobname":"nothing"}})"), "{\"status\":false}\n");
-        // One element: the job name is empty and the reply still says true.
-        EXPECT_EQ(call(R"({"func":"OPEN_JOB","paras":[{"path":"/nowhere"}]})"),
-                  "{\"func\":\"OPEN_JOB\",\"paras\":{\"status\":true}}\n");
-        EXPECT_EQ(call(R"({"func":"OPEN_JOB","paras":{"path":"/nowhere","job":"x"}})"), "ERROR");
-        EXPECT_EQ(call(R"({"func":"JOB_SAVE","paras":[{}]})"), "OK");
+        EXPECT_EQ(call(R"({"func":"JOB_CREATE","paras":{"job":"a/b"}})"), "ERROR");
+        EXPECT_NE(read_logs("log", "ERROR_").find("Create_job failed"), std::string::npos);
+        EXPECT_EQ(call(R"({"func":"SAVE_JOB","paras":{"jobname":"nothing"}})"), "OK");
         EXPECT_EQ(call(R"({"func":"DELETE_LAYER","paras":{"jobname":"x","layer_index":"one"}})"), "ERROR");
-        EXPECT_EQ(call(R"({"func":"SET_UNITS","paras":[{"units":"inch"}]})"), "OK");
         EXPECT_EQ(call(R"({"func":"IS_JOB_CHANGED","paras":{"src_jobname":"x"}})"), "OK");
         const std::string log = read_logs("log", "INFO_");
-        EXPECT_NE(log.find("open_job -> path:/nowhere, jobName:"), std::string::npos);
-        EXPECT_NE(log.find("open_job true"), std::string::npos);
         EXPECT_NE(log.find("Begin close_job parse"), std::string::npos);
-        EXPECT_NE(log.find("End save_job"), std::string::npos);
-        EXPECT_NE(read_logs("log", "ERROR_").find("no job"), std::string::npos);
+        EXPECT_NE(log.find("End close_job parse"), std::string::npos);
+        EXPECT_NE(read_logs("log", "ERROR_").find("delete_layer failed"), std::string::npos);
+        EXPECT_NE(read_logs("log", "ERROR_").find("Save_Job: job 'nothing' is not open"), std::string::npos);
     });
 }
 
