@@ -182,6 +182,7 @@ bool RecordReader::attributes(std::string_view tail, Feature& f, std::string& er
             continue;
         }
         std::vector<AttributeValue> set;
+        set.reserve(static_cast<size_t>(std::count(section.begin(), section.end(), ',')) + 1);
         std::string_view items = section;
         while (!items.empty()) {
             const size_t comma = items.find(',');
@@ -226,6 +227,7 @@ bool RecordReader::contour_line(std::string& error)
     }
     if (kind == "OE") {
         if (!in_contour_) return fail(error, "OE without OB");
+        surface_.contours.back().segments.shrink_to_fit();
         in_contour_ = false;
         return true;
     }
