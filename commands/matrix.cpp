@@ -154,23 +154,27 @@ KESTO_HANDLER(save_job)
     });
 }
 
+// Any failure, reading the request included, is logged as this command's error.
 KESTO_HANDLER(get_layer_feature_count)
 {
-    std::string job, step, layer;
-    return handle(__func__, request, Form::Elements, {{"jobName", job}, {"stepName", step}, {"layerName", layer}}, [&] {
-        try {
-            const int count = KESTO::API::Get_features_cnt(job, step, layer);
-            if (count < 0) {
-                LOG(ERROR) << "get_layer_feature_count failed";
-                return error();
-            }
-            Json::Value reply(Json::objectValue);
-            reply["featureNum"] = std::to_string(count);
-            reply["result"] = pass();
-            return keep(compact(reply));
-        } catch (...) {
-            LOG(ERROR) << "get_layer_feature_count error";
+    try {
+        LOG(INFO) << "Begin get_layer_feature_count";
+        std::string job, step, layer;
+        Json::Value root;
+        if (parse_request(request, root))
+            read_elements(root["paras"], {{"jobName", job}, {"stepName", step}, {"layerName", layer}});
+        const int count = KESTO::API::Get_features_cnt(job, step, layer);
+        if (count < 0) {
+            LOG(ERROR) << "get_layer_feature_count failed";
             return error();
         }
-    });
+        Json::Value reply(Json::objectValue);
+        reply["featureNum"] = std::to_string(count);
+        reply["result"] = pass();
+        LOG(INFO) << "End get_layer_feature_count";
+        return keep(compact(reply));
+    } catch (...) {
+        LOG(ERROR) << "get_layer_feature_count error";
+        return error();
+    }
 }

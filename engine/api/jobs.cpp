@@ -347,7 +347,7 @@ bool job_rename(const std::string& src, const std::string& dst)
         Job job = std::move(*open);
         store::remove_job(src);
         job.name = dst;
-        if (fs::path(job.folder) == from) job.folder = to.string();
+        job.folder = fs::path(job.folder) == from ? to.string() : (fs::path(job.folder).parent_path() / dst).string();
         store::add_job(std::move(job));
     }
     return true;

@@ -381,7 +381,10 @@ bool JobReader::attrlist(const std::string& path, const std::string& bytes, std:
 
 bool JobReader::file(const std::string& path, std::string&& bytes, std::string& error)
 {
-    const std::vector<std::string> parts = split_path(path);
+    std::vector<std::string> parts = split_path(path);
+    // Entity folders are lower case in ODB++; a job written otherwise still matches its matrix.
+    if (parts.size() >= 3 && (parts[0] == "steps" || parts[0] == "symbols")) parts[1] = lower(parts[1]);
+    if (parts.size() >= 5 && parts[0] == "steps" && parts[2] == "layers") parts[3] = lower(parts[3]);
     const std::string& name = parts.back();
     // Checksums describe the files as they were; every save rewrites those files.
     if (name.size() > 4 && name[0] == '.' && name.compare(name.size() - 4, 4, ".sum") == 0) return true;
