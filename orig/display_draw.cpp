@@ -2,11 +2,38 @@
 #include "adaptor/handler.h"
 #include "adaptor/records_json.h"
 #include "engine/api/display.h"
+#include "engine/api/jobs.h"
 
 // Not built yet: these answer the error text.
 KESTO_PENDING(layer_box)
-KESTO_PENDING(profile_box)
-KESTO_PENDING(get_graphics)
+KESTO_HANDLER(profile_box)
+{
+    using namespace kesto::adaptor;
+    std::string job, step;
+    return handle(__func__, request, Form::Members, {{"job", job}, {"step", step}}, [&] {
+        KESTO::API::reply_box box;
+        if (!KESTO::API::profile_box(job, step, box)) return error();
+        Json::Value paras(Json::objectValue);
+        paras["Xmin"] = Json::Int64(box.Xmin);
+        paras["Xmax"] = Json::Int64(box.Xmax);
+        paras["Ymin"] = Json::Int64(box.Ymin);
+        paras["Ymax"] = Json::Int64(box.Ymax);
+        return reply_json("PROFILE_BOX", paras);
+    });
+}
+
+// The same reply as get_matrix, without blank rows and columns.
+KESTO_HANDLER(get_graphics)
+{
+    using namespace kesto::adaptor;
+    std::string job;
+    return handle(__func__, request, Form::Members, {{"job", job}}, [&] {
+        std::map<int, std::string> steps;
+        std::vector<KESTO::API::layer_info> layers;
+        KESTO::API::get_graphics(job, steps, layers);
+        return reply_json("GET_GRAPHICS", KESTO::DB::matrix_transform(steps, layers));
+    });
+}
 KESTO_PENDING(bBox)
 KESTO_PENDING(get_symbols)
 KESTO_PENDING(get_symbol_name)

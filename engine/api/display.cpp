@@ -31,10 +31,20 @@ Display& display()
 
 } // namespace
 
-void get_show_para(show_param& out) { out = display().param; }
-void set_show_para(const show_param& param) { display().param = param; }
+// The unit switch is the session's working unit, which the job commands set too.
+void get_show_para(show_param& out)
+{
+    out = display().param;
+    out.Units = working_unit_is_inch() ? 1 : 0;
+}
 
-bool working_unit_is_inch() { return display().param.Units == 1; }
+void set_show_para(const show_param& param)
+{
+    display().param = param;
+    kesto::store::set_working_unit(param.Units == 1 ? kesto::Units::Inch : kesto::Units::Mm);
+}
+
+bool working_unit_is_inch() { return kesto::store::working_unit() == kesto::Units::Inch; }
 
 double to_working_unit(long long nm)
 {

@@ -1,5 +1,6 @@
 // The viewer's display parameters, the drawing colour and the canvas.
 #pragma once
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -35,7 +36,7 @@ struct color {
 
 // An extent in engine integer units (nanometres).
 struct reply_box {
-    long long Xmin = 0, Xmax = 0, Ymin = 0, Ymax = 0;
+    std::int64_t Xmin = 0, Xmax = 0, Ymin = 0, Ymax = 0;
 };
 
 void get_show_para(show_param& out);

@@ -49,8 +49,21 @@ const MatrixRow* find_row(const Job& job, const std::string& layer)
 
 Layer* find_layer(Job& job, Step& step, const std::string& name)
 {
-    if (!find_row(job, name)) return nullptr;
+    if (name.empty() || !find_row(job, name)) return nullptr;
     return &step.layers[name];
+}
+
+namespace {
+Units g_working_unit = Units::Mm;
+} // namespace
+
+Units working_unit() { return g_working_unit; }
+void set_working_unit(Units units) { g_working_unit = units; }
+
+std::map<std::string, AttributeDef>& session_attribute_defs()
+{
+    static auto* defs = new std::map<std::string, AttributeDef>();
+    return *defs;
 }
 
 } // namespace kesto::store

@@ -1,7 +1,9 @@
-// The jobs the engine holds open, by name, and lookups into them.
+// The jobs the engine holds open, by name, lookups into them, and the rest of
+// the session: the working unit and the attribute definitions loaded by hand.
 #pragma once
 #include "engine/model/model.h"
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -19,5 +21,14 @@ Step* find_step(Job& job, const std::string& name);
 // The layer's features in a step, or nullptr when the matrix has no such row.
 Layer* find_layer(Job& job, Step& step, const std::string& name);
 const MatrixRow* find_row(const Job& job, const std::string& layer);
+
+// The unit of real-valued coordinates crossing the API: mm unless a unit
+// command chose inch.
+Units working_unit();
+void set_working_unit(Units units);
+
+// Attribute definitions loaded by load_userattr / load_sysattr; every job
+// opened later knows them too (its own definitions win).
+std::map<std::string, AttributeDef>& session_attribute_defs();
 
 } // namespace kesto::store

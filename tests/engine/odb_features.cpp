@@ -218,3 +218,17 @@ TEST(OdbFeatures, AFileWithABadLineNamesTheLine)
     EXPECT_NE(error.find("SE"), std::string::npos) << error;
     EXPECT_FALSE(read_features_file("UNITS=FURLONG\n", layer = Layer(), Units::Inch, error));
 }
+
+TEST(OdbFeatures, FeaturesWithoutASymbolStillWriteAReadableFile)
+{
+    Layer layer;
+    layer.units = Units::Mm;
+    Feature line;
+    line.kind = FeatureKind::Line;
+    line.b = Point{1000000, 0};
+    layer.features.push_back(line); // symbol -1: made by code that forgot it
+    EXPECT_EQ(write_feature_record(layer, line, Units::Mm), "L 0 0 1 0 r0 P 0");
+    const Layer again = read(write_features_file(layer, {}));
+    ASSERT_EQ(again.features.size(), 1u);
+    EXPECT_EQ(again.symbols.at(again.features[0].symbol).family, SymbolFamily::Round);
+}

@@ -182,6 +182,7 @@ bool RecordReader::attributes(std::string_view tail, Feature& f, std::string& er
             continue;
         }
         std::vector<AttributeValue> set;
+        set.reserve(static_cast<size_t>(std::count(section.begin(), section.end(), ',')) + 1);
         std::string_view items = section;
         while (!items.empty()) {
             const size_t comma = items.find(',');
@@ -226,6 +227,7 @@ bool RecordReader::contour_line(std::string& error)
     }
     if (kind == "OE") {
         if (!in_contour_) return fail(error, "OE without OB");
+        surface_.contours.back().segments.shrink_to_fit();
         in_contour_ = false;
         return true;
     }
@@ -418,22 +420,35 @@ void append_orientation(std::string& out, const Feature& f)
     append_real(out, a);
 }
 
-void append_symbol(std::string& out, const Layer& layer, std::int32_t symbol)
+// A feature without a valid symbol is written with `fallback` (a number the
+// file's table gives "r0", or -1 for the name itself), so the file reads back.
+void append_symbol(std::string& out, const Layer& layer, std::int32_t symbol, std::int32_t fallback)
 {
     out += ' ';
-    append_int(out, symbol < 0 ? 0 : symbol);
+    if (symbol >= 0 && static_cast<size_t>(symbol) < layer.symbols.size())
+        append_int(out, symbol);
+    else if (fallback >= 0)
+        append_int(out, fallback);
+    else
+        out += "r0";
+}
+
+bool needs_symbol(const Feature& f)
+{
+    return f.kind == FeatureKind::Line || f.kind == FeatureKind::Pad || f.kind == FeatureKind::Arc;
 }
 
 std::string_view polarity_letter(const Feature& f) { return f.polarity == Polarity::Negative ? " N" : " P"; }
 
-void append_record(std::string& out, const Layer& layer, const Feature& f, Units units, std::string_view attributes)
+void append_record(std::string& out, const Layer& layer, const Feature& f, Units units, std::string_view attributes,
+                   std::int32_t fallback)
 {
     switch (f.kind) {
     case FeatureKind::Line:
         out += 'L';
         append_point(out, f.a, units);
         append_point(out, f.b, units);
-        append_symbol(out, layer, f.symbol);
+        append_symbol(out, layer, f.symbol, fallback);
         out += polarity_letter(f);
         out += ' ';
         append_int(out, f.dcode < 0 ? 0 : f.dcode);
@@ -443,11 +458,11 @@ void append_record(std::string& out, const Layer& layer, const Feature& f, Units
         append_point(out, f.a, units);
         if (f.resize > 0) {
             out += " -1";
-            append_symbol(out, layer, f.symbol);
+            append_symbol(out, layer, f.symbol, fallback);
             out += ' ';
             append_real(out, f.resize);
         } else {
-            append_symbol(out, layer, f.symbol);
+            append_symbol(out, layer, f.symbol, fallback);
         }
         out += polarity_letter(f);
         out += ' ';
@@ -460,7 +475,7 @@ void append_record(std::string& out, const Layer& layer, const Feature& f, Units
         append_point(out, f.a, units);
         append_point(out, f.b, units);
         append_point(out, f.c, units);
-        append_symbol(out, layer, f.symbol);
+        append_symbol(out, layer, f.symbol, fallback);
         out += polarity_letter(f);
         out += ' ';
         append_int(out, f.dcode < 0 ? 0 : f.dcode);
@@ -582,7 +597,7 @@ bool parse_feature_record(std::string_view record, Layer& layer, Units units, st
 std::string write_feature_record(const Layer& layer, const Feature& feature, Units units)
 {
     std::string out;
-    append_record(out, layer, feature, units, raw_attributes(layer, feature));
+    append_record(out, layer, feature, units, raw_attributes(layer, feature), -1);
     return out;
 }
 
@@ -703,7 +718,11 @@ std::string write_features_file(const Layer& layer, const TextAttributes& text_a
     out += "#\n#Num Features\n#\nF ";
     append_int(out, static_cast<long long>(layer.features.size()));
     out += "\n\n";
-    if (!layer.symbols.empty()) {
+    const bool orphans = std::any_of(layer.features.begin(), layer.features.end(), [&layer](const Feature& f) {
+        return needs_symbol(f) && (f.symbol < 0 || static_cast<size_t>(f.symbol) >= layer.symbols.size());
+    });
+    const std::int32_t fallback = static_cast<std::int32_t>(layer.symbols.size());
+    if (!layer.symbols.empty() || orphans) {
         out += "#\n#Feature symbol names\n#\n";
         for (size_t i = 0; i < layer.symbols.size(); ++i) {
             const Symbol& s = layer.symbols[i];
@@ -713,6 +732,11 @@ std::string write_features_file(const Layer& layer, const TextAttributes& text_a
             out += s.name.empty() ? standard_symbol_name(s, s.units) : s.name;
             if (s.units_marked || s.units != units) out += s.units == Units::Inch ? " I" : " M";
             out += '\n';
+        }
+        if (orphans) {
+            out += '$';
+            append_int(out, fallback);
+            out += " r0\n";
         }
         out += '\n';
     }
@@ -739,7 +763,7 @@ std::string write_features_file(const Layer& layer, const TextAttributes& text_a
     out += "#\n#Layer features\n#\n";
     static const std::string none;
     for (const Feature& f : layer.features) {
-        append_record(out, layer, f, units, f.attributes ? rendered.at(f.attributes - 1) : none);
+        append_record(out, layer, f, units, f.attributes ? rendered.at(f.attributes - 1) : none, fallback);
         out += '\n';
     }
     return out;

@@ -62,7 +62,6 @@ using ArchivePtr = std::unique_ptr<archive, int (*)(archive*)>;
 
 bool read_entry_data(archive* a, std::string& bytes, std::string& error)
 {
-    bytes.clear();
     char buffer[65536];
     for (;;) {
         const la_ssize_t n = archive_read_data(a, buffer, sizeof buffer);
@@ -115,6 +114,9 @@ bool walk_archive(const std::string& location, const FileSink& sink, std::string
             LOG(WARNING) << location << ": skipped entry outside the job folder: " << path;
             continue;
         }
+        bytes = std::string();
+        if (archive_entry_size_is_set(entry) && archive_entry_size(entry) > 0 && archive_entry_size(entry) < (1ll << 31))
+            bytes.reserve(static_cast<size_t>(archive_entry_size(entry)));
         if (!read_entry_data(a.get(), bytes, error)) {
             error = path + ": " + error;
             return false;
@@ -379,7 +381,10 @@ bool JobReader::attrlist(const std::string& path, const std::string& bytes, std:
 
 bool JobReader::file(const std::string& path, std::string&& bytes, std::string& error)
 {
-    const std::vector<std::string> parts = split_path(path);
+    std::vector<std::string> parts = split_path(path);
+    // Entity folders are lower case in ODB++; a job written otherwise still matches its matrix.
+    if (parts.size() >= 3 && (parts[0] == "steps" || parts[0] == "symbols")) parts[1] = lower(parts[1]);
+    if (parts.size() >= 5 && parts[0] == "steps" && parts[2] == "layers") parts[3] = lower(parts[3]);
     const std::string& name = parts.back();
     // Checksums describe the files as they were; every save rewrites those files.
     if (name.size() > 4 && name[0] == '.' && name.compare(name.size() - 4, 4, ".sum") == 0) return true;

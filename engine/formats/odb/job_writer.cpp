@@ -251,6 +251,29 @@ bool write_files(const Job& job, JobWriter& out)
     return out.sync_folders();
 }
 
+// File systems without an exchanging rename: the old job steps aside, the new
+// one moves in. A crash in between leaves the old job whole beside the target.
+bool swap_by_two_renames(const std::string& fresh, const std::string& target, std::string& error)
+{
+    if (errno != EINVAL && errno != ENOSYS) {
+        error = target + ": cannot swap the saved job in: " + std::strerror(errno);
+        return false;
+    }
+    const std::string aside = fresh + ".old";
+    if (::rename(target.c_str(), aside.c_str()) != 0) {
+        error = target + ": cannot move the old job aside: " + std::strerror(errno);
+        return false;
+    }
+    if (::rename(fresh.c_str(), target.c_str()) != 0) {
+        error = target + ": cannot move the saved job in: " + std::strerror(errno);
+        ::rename(aside.c_str(), target.c_str());
+        return false;
+    }
+    boost::system::error_code ec;
+    fs::remove_all(aside, ec);
+    return true;
+}
+
 } // namespace
 
 bool save_job(const Job& job, const std::string& target_text, std::string& error)
@@ -281,8 +304,8 @@ bool save_job(const Job& job, const std::string& target_text, std::string& error
     }
     if (fs::exists(target, ec)) {
         // Swap the folders in one step; the old job then sits in `fresh`.
-        if (::renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) != 0) {
-            error = target.string() + ": cannot swap the saved job in: " + std::strerror(errno);
+        if (::renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) != 0 &&
+            !swap_by_two_renames(fresh, target.string(), error)) {
             fs::remove_all(fresh, ec);
             return false;
         }
