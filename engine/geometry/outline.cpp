@@ -255,6 +255,23 @@ Paths text_outline(const Layer& layer, const Feature& f, const OutlineContext& c
     return place(Placement{f.a, f.angle, f.mirror}, image);
 }
 
+// The outline or box of a user symbol, from the cache or worked out by
+// `work` on its features and kept.
+template <typename Result, typename Work>
+Result user_symbol_work(const std::string& name, const OutlineContext& context, int depth,
+                        std::map<std::string, Result>& cache, const Work& work)
+{
+    if (depth >= kMaxSymbolDepth || !context.user_symbol || !context.cache) return {};
+    auto known = cache.find(name);
+    if (known != cache.end()) return known->second;
+    const Layer* features = context.user_symbol(name);
+    if (!features || !context.cache->expanding.insert(name).second) return {};
+    Result result = work(*features);
+    context.cache->expanding.erase(name);
+    cache[name] = result;
+    return result;
+}
+
 } // namespace
 
 OutlineContext context_of(const Job& job)
@@ -375,11 +392,9 @@ Paths symbol_outline(const Symbol& s, const OutlineContext& context, int depth)
                                          ll / 2 * std::sin(t), lw));
         return unite(rings_image, cross);
     }
-    case F::User: {
-        if (depth >= kMaxSymbolDepth || !context.user_symbol) return {};
-        const Layer* features = context.user_symbol(s.name);
-        return features ? layer_outline(*features, context, depth + 1) : Paths{};
-    }
+    case F::User:
+        return user_symbol_work<Paths>(s.name, context, depth, context.cache->outlines,
+                                       [&](const Layer& features) { return layer_outline(features, context, depth + 1); });
     case F::Null:
     case F::Unknown:
         return {};
@@ -406,14 +421,12 @@ Box symbol_box(const Symbol& s, const OutlineContext& context, int depth)
         double reach = std::max(outer, std::hypot(p(s, 4) / 2, p(s, 3) / 2));
         return centred(2 * reach, 2 * reach);
     }
-    case F::User: {
-        if (depth >= kMaxSymbolDepth || !context.user_symbol) return {};
-        const Layer* features = context.user_symbol(s.name);
-        Box box;
-        if (features)
-            for (const Feature& f : features->features) box.add(feature_box(*features, f, context, depth + 1));
-        return box;
-    }
+    case F::User:
+        return user_symbol_work<Box>(s.name, context, depth, context.cache->boxes, [&](const Layer& features) {
+            Box box;
+            for (const Feature& f : features.features) box.add(feature_box(features, f, context, depth + 1));
+            return box;
+        });
     case F::Null: case F::Unknown:
         return {};
     default:

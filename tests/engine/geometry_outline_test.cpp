@@ -352,6 +352,28 @@ TEST(GeometryUserSymbols, DrawTheirFeaturesAndStopAtTheDepthLimit)
     Layer looping = pad_layer(self);
     EXPECT_TRUE(feature_outline(looping, looping.features[0], context).empty());
     EXPECT_TRUE(feature_box(looping, looping.features[0], context).empty());
+    // Symbols that hold each other, and wide nesting: 40 copies of 40 copies
+    // of ... five deep would be 10^8 pads expanded one by one.
+    Symbol ping = user, pong = user;
+    ping.name = "ping";
+    pong.name = "pong";
+    job.symbols["ping"].features = pad_layer(pong);
+    job.symbols["pong"].features = pad_layer(ping);
+    for (int level = 0; level < 5; ++level) {
+        Symbol inner = user;
+        inner.name = level ? "wide" + std::to_string(level - 1) : "pair";
+        Layer& features = job.symbols["wide" + std::to_string(level)].features;
+        features = pad_layer(inner);
+        for (int k = 1; k < 40; ++k) features.features.push_back(features.features[0]);
+    }
+    context = context_of(job);
+    Layer ponged = pad_layer(ping);
+    EXPECT_TRUE(feature_outline(ponged, ponged.features[0], context).empty());
+    Symbol widest = user;
+    widest.name = "wide4";
+    Layer wide = pad_layer(widest);
+    EXPECT_FALSE(feature_outline(wide, wide.features[0], context).empty());
+    EXPECT_FALSE(feature_box(wide, wide.features[0], context).empty());
     // Unknown user symbols draw nothing.
     user.name = "missing";
     Layer unknown = pad_layer(user);
