@@ -380,6 +380,26 @@ TEST(GeometryUserSymbols, DrawTheirFeaturesAndStopAtTheDepthLimit)
     EXPECT_TRUE(feature_outline(unknown, unknown.features[0], context).empty());
 }
 
+TEST(GeometrySymbols, HostileSizesNeitherCrashNorThrow)
+{
+    const double nan = std::nan("");
+    for (int f = 0; f <= int(SymbolFamily::User); ++f) {
+        for (double v : {nan, -1 * mm, 1e30, 0.0, 1e6 * mm}) {
+            Symbol s = symbol(SymbolFamily(f), {v, v / 2, v, v, v, v, v});
+            Layer layer = pad_layer(s, {}, 33);
+            Feature line;
+            line.kind = FeatureKind::Line;
+            line.symbol = 0;
+            line.b = {Coord(mm), 0};
+            layer.features.push_back(line);
+            for (const Feature& feature : layer.features) {
+                EXPECT_NO_THROW(feature_outline(layer, feature, {})) << f << " " << v;
+                EXPECT_NO_THROW(feature_box(layer, feature, {})) << f << " " << v;
+            }
+        }
+    }
+}
+
 const char* kFont = R"(XSIZE 0.2
 YSIZE 0.3
 OFFSET 0.05
