@@ -271,7 +271,7 @@ Result user_symbol_work(const std::string& name, const OutlineContext& context, 
 
 } // namespace
 
-OutlineContext context_of(const Job& job)
+OutlineContext context_of(const Job& job, std::string* font_error)
 {
     OutlineContext context;
     const Job* owner = &job;
@@ -281,7 +281,8 @@ OutlineContext context_of(const Job& job)
     };
     auto file = job.files.find("fonts/standard");
     if (file != job.files.end()) {
-        if (auto font = parse_stroke_font(file->second)) context.font = std::make_shared<StrokeFont>(std::move(*font));
+        if (auto font = parse_stroke_font(file->second, font_error))
+            context.font = std::make_shared<StrokeFont>(std::move(*font));
     }
     return context;
 }

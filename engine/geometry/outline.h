@@ -35,8 +35,9 @@ struct OutlineContext {
 };
 
 // Lookups into a job: its user symbols, and the font of its fonts/standard
-// file (the built-in font when the job has none or it does not parse).
-OutlineContext context_of(const Job& job);
+// file. The built-in font stands in when the job has none, or when its file
+// does not parse; then `font_error` says why.
+OutlineContext context_of(const Job& job, std::string* font_error = nullptr);
 
 // User symbols may hold user symbols; deeper nesting than this draws nothing.
 constexpr int kMaxSymbolDepth = 8;
