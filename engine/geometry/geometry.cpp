@@ -8,8 +8,6 @@ namespace kesto::geom {
 
 namespace {
 
-ClipperLib::cInt round_nm(double v) { return static_cast<ClipperLib::cInt>(std::llround(v)); }
-
 Paths run(ClipperLib::ClipType type, const Paths& a, const Paths& b)
 {
     ClipperLib::Clipper clipper;
@@ -40,6 +38,34 @@ double box_gap(const EdgeBox& a, const EdgeBox& b)
 
 } // namespace
 
+ClipperLib::cInt to_nm(double v)
+{
+    if (std::isnan(v)) return 0;
+    return static_cast<ClipperLib::cInt>(std::llround(std::clamp(v, -kMaxCoord, kMaxCoord)));
+}
+
+void Painter::add(const Paths& outline, bool positive)
+{
+    if (positive != positive_) {
+        flush();
+        positive_ = positive;
+    }
+    pending_.insert(pending_.end(), outline.begin(), outline.end());
+}
+
+void Painter::flush()
+{
+    if (pending_.empty()) return;
+    image_ = positive_ ? unite(image_, pending_) : subtract(image_, pending_);
+    pending_.clear();
+}
+
+Paths Painter::image()
+{
+    flush();
+    return image_;
+}
+
 int arc_chords(double radius, double sweep)
 {
     sweep = std::fabs(sweep);
@@ -58,7 +84,7 @@ void append_arc(Path& path, double cx, double cy, double radius, double from, do
     int n = arc_chords(radius, sweep);
     for (int i = 0; i < n; ++i) {
         double t = from + sweep * i / n;
-        path.push_back({round_nm(cx + radius * std::cos(t)), round_nm(cy + radius * std::sin(t))});
+        path.push_back({to_nm(cx + radius * std::cos(t)), to_nm(cy + radius * std::sin(t))});
     }
 }
 
@@ -96,8 +122,8 @@ Path circle(double cx, double cy, double radius)
 
 Path rectangle(double xmin, double ymin, double xmax, double ymax)
 {
-    return {{round_nm(xmin), round_nm(ymin)}, {round_nm(xmax), round_nm(ymin)},
-            {round_nm(xmax), round_nm(ymax)}, {round_nm(xmin), round_nm(ymax)}};
+    return {{to_nm(xmin), to_nm(ymin)}, {to_nm(xmax), to_nm(ymin)},
+            {to_nm(xmax), to_nm(ymax)}, {to_nm(xmin), to_nm(ymax)}};
 }
 
 IntPoint place(const Placement& how, double x, double y)
@@ -110,7 +136,7 @@ IntPoint place(const Placement& how, double x, double y)
         c = std::round(c);
         s = std::round(s);
     }
-    return {round_nm(double(how.at.x) + x * c + y * s), round_nm(double(how.at.y) - x * s + y * c)};
+    return {to_nm(double(how.at.x) + x * c + y * s), to_nm(double(how.at.y) - x * s + y * c)};
 }
 
 Paths place(const Placement& how, const Paths& local)
@@ -230,7 +256,7 @@ Closest outline_point_distance(const Paths& a, double px, double py)
     Closest best;
     best.distance = std::numeric_limits<double>::infinity();
     if (a.empty()) return best;
-    IntPoint p{round_nm(px), round_nm(py)};
+    IntPoint p{to_nm(px), to_nm(py)};
     if (locate(p, a) != Where::Outside) {
         best = Closest{0, px, py, px, py};
         return best;

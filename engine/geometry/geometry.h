@@ -26,6 +26,26 @@ constexpr double kRelativeChordError = 0.005;
 constexpr int kMinCircleSegments = 16;
 constexpr int kMaxCircleSegments = 4096;
 
+// Coordinates stay within this many nanometres of the origin (1000 km), far
+// inside what Clipper accepts, whatever sizes a job brings.
+constexpr double kMaxCoord = 1e15;
+
+// A real coordinate rounded to the nanometre and held to +-kMaxCoord; NaN is 0.
+ClipperLib::cInt to_nm(double v);
+
+// Paints outlines in drawing order: positive ones add, negative ones take
+// away. Runs of one polarity are merged in one boolean each.
+class Painter {
+public:
+    void add(const Paths& outline, bool positive);
+    Paths image();
+
+private:
+    void flush();
+    Paths image_, pending_;
+    bool positive_ = true;
+};
+
 // Number of chords for an arc of `radius` sweeping `sweep` radians.
 int arc_chords(double radius, double sweep);
 

@@ -22,9 +22,9 @@ std::vector<std::size_t> features_in_polygon(const Layer& layer, const LayerInde
                                              PolygonTest test, const OutlineContext& context);
 
 // Edge-to-edge clearance of two features, 0 when they touch or overlap, with
-// the closest point on each. Round pads and round lines are measured exactly;
-// other shapes through their outlines (chords sit inside true arcs by at most
-// the chord error, which the distance may gain).
+// the closest point on each. Round pads, and lines and arcs drawn with round
+// symbols, are measured exactly; other shapes through their outlines (chords
+// miss true arcs by at most the chord error, which the distance may gain or lose).
 Closest feature_distance(const Layer& layer_a, const Feature& a, const Layer& layer_b, const Feature& b,
                          const OutlineContext& context);
 // Distance from a feature's outline to a point, 0 inside it.

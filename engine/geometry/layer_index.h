@@ -45,7 +45,7 @@ private:
     using Entry = std::pair<Rect, std::uint32_t>;
     std::uint32_t new_slot(const Rect& rect, std::size_t position);
 
-    boost::geometry::index::rtree<Entry, boost::geometry::index::rstar<16>> tree_;
+    boost::geometry::index::rtree<Entry, boost::geometry::index::quadratic<16>> tree_;
     std::vector<std::uint32_t> slot_of_;     // by position
     std::vector<std::uint32_t> position_of_; // by slot
     std::vector<Rect> rect_of_;              // by slot

@@ -9,9 +9,7 @@ namespace {
 
 constexpr double kDeg = kPi / 180.0;
 
-ClipperLib::cInt nm(double v) { return static_cast<ClipperLib::cInt>(std::llround(v)); }
-
-void add_point(Path& path, double x, double y) { path.push_back({nm(x), nm(y)}); }
+void add_point(Path& path, double x, double y) { path.push_back({to_nm(x), to_nm(y)}); }
 
 Path reversed(Path path)
 {
@@ -85,7 +83,7 @@ Paths thermal(const Paths& ring, double angle, double spokes, double gap, double
     for (int k = 0; k < n && gap > 0; ++k) {
         double t = (angle + 360.0 * k / n) * kDeg;
         double c = std::cos(t), si = std::sin(t);
-        auto at = [&](double u, double v) { return IntPoint{nm(u * c - v * si), nm(u * si + v * c)}; };
+        auto at = [&](double u, double v) { return IntPoint{to_nm(u * c - v * si), to_nm(u * si + v * c)}; };
         cuts.push_back({at(0, -gap / 2), at(reach, -gap / 2), at(reach, gap / 2), at(0, gap / 2)});
     }
     Paths pieces = subtract(ring, cuts);
@@ -121,7 +119,7 @@ Box arc_box(const Point& start, const Point& end, const Point& centre, bool cw)
     for (int q = -4; q <= 8; ++q) {
         double t = q * kPi / 2;
         if (t > lo && t < hi)
-            box.add(Point{centre.x + nm(r * std::cos(t)), centre.y + nm(r * std::sin(t))});
+            box.add(Point{centre.x + to_nm(r * std::cos(t)), centre.y + to_nm(r * std::sin(t))});
     }
     return box;
 }
@@ -224,8 +222,8 @@ Paths rounded_thermal(double od, double id, double angle, double spokes, double 
     for (int k = 0; k < n; ++k) {
         double from = (angle + 360.0 * k / n + half) * kDeg, to = (angle + 360.0 * (k + 1) / n - half) * kDeg;
         if (to - from < 1e-9) continue;
-        Point start{nm(mid * std::cos(from)), nm(mid * std::sin(from))};
-        Point end{nm(mid * std::cos(to)), nm(mid * std::sin(to))};
+        Point start{to_nm(mid * std::cos(from)), to_nm(mid * std::sin(from))};
+        Point end{to_nm(mid * std::cos(to)), to_nm(mid * std::sin(to))};
         Paths piece = round_arc(start, end, Point{}, false, width);
         pieces.insert(pieces.end(), piece.begin(), piece.end());
     }
@@ -239,7 +237,7 @@ Paths text_outline(const Layer& layer, const Feature& f, const OutlineContext& c
     const StrokeFont& font = context.font ? *context.font : builtin_stroke_font();
     double sx = double(text.xsize) / font.xsize, sy = double(text.ysize) / font.ysize;
     double advance = double(text.xsize) + font.offset * sx;
-    Paths image;
+    Painter painter;
     for (std::size_t i = 0; i < text.text.size(); ++i) {
         auto glyph = font.glyphs.find(static_cast<unsigned char>(text.text[i]));
         if (glyph == font.glyphs.end()) continue;
@@ -248,16 +246,32 @@ Paths text_outline(const Layer& layer, const Feature& f, const OutlineContext& c
             double ax = x0 + (s.xs + font.xsize / 2) * sx, ay = (s.ys + font.ysize / 3) * sy;
             double bx = x0 + (s.xe + font.xsize / 2) * sx, by = (s.ye + font.ysize / 3) * sy;
             double w = s.width * text.width_factor;
-            Paths stroke{s.round ? round_ended(ax, ay, bx, by, w) : square_ended(ax, ay, bx, by, w)};
-            image = s.positive ? unite(image, stroke) : subtract(image, stroke);
+            painter.add({s.round ? round_ended(ax, ay, bx, by, w) : square_ended(ax, ay, bx, by, w)}, s.positive);
         }
     }
-    return place(Placement{f.a, f.angle, f.mirror}, image);
+    return place(Placement{f.a, f.angle, f.mirror}, painter.image());
+}
+
+// The outline or box of a user symbol, from the cache or worked out by
+// `work` on its features and kept.
+template <typename Result, typename Work>
+Result user_symbol_work(const std::string& name, const OutlineContext& context, int depth,
+                        std::map<std::string, Result>& cache, const Work& work)
+{
+    if (depth >= kMaxSymbolDepth || !context.user_symbol || !context.cache) return {};
+    auto known = cache.find(name);
+    if (known != cache.end()) return known->second;
+    const Layer* features = context.user_symbol(name);
+    if (!features || !context.cache->expanding.insert(name).second) return {};
+    Result result = work(*features);
+    context.cache->expanding.erase(name);
+    cache[name] = result;
+    return result;
 }
 
 } // namespace
 
-OutlineContext context_of(const Job& job)
+OutlineContext context_of(const Job& job, std::string* font_error)
 {
     OutlineContext context;
     const Job* owner = &job;
@@ -267,7 +281,8 @@ OutlineContext context_of(const Job& job)
     };
     auto file = job.files.find("fonts/standard");
     if (file != job.files.end()) {
-        if (auto font = parse_stroke_font(file->second)) context.font = std::make_shared<StrokeFont>(std::move(*font));
+        if (auto font = parse_stroke_font(file->second, font_error))
+            context.font = std::make_shared<StrokeFont>(std::move(*font));
     }
     return context;
 }
@@ -375,11 +390,9 @@ Paths symbol_outline(const Symbol& s, const OutlineContext& context, int depth)
                                          ll / 2 * std::sin(t), lw));
         return unite(rings_image, cross);
     }
-    case F::User: {
-        if (depth >= kMaxSymbolDepth || !context.user_symbol) return {};
-        const Layer* features = context.user_symbol(s.name);
-        return features ? layer_outline(*features, context, depth + 1) : Paths{};
-    }
+    case F::User:
+        return user_symbol_work<Paths>(s.name, context, depth, context.cache->outlines,
+                                       [&](const Layer& features) { return layer_outline(features, context, depth + 1); });
     case F::Null:
     case F::Unknown:
         return {};
@@ -392,7 +405,7 @@ Box symbol_box(const Symbol& s, const OutlineContext& context, int depth)
     using F = SymbolFamily;
     double a = p(s, 0), b = p(s, 1);
     auto centred = [](double w, double h) {
-        return Box{-nm(w / 2) - 1, -nm(h / 2) - 1, nm(w / 2) + 1, nm(h / 2) + 1};
+        return Box{-to_nm(w / 2) - 1, -to_nm(h / 2) - 1, to_nm(w / 2) + 1, to_nm(h / 2) + 1};
     };
     switch (s.family) {
     case F::Round: case F::Hole: case F::Square: case F::RoundDonut: case F::SquareDonut:
@@ -406,14 +419,12 @@ Box symbol_box(const Symbol& s, const OutlineContext& context, int depth)
         double reach = std::max(outer, std::hypot(p(s, 4) / 2, p(s, 3) / 2));
         return centred(2 * reach, 2 * reach);
     }
-    case F::User: {
-        if (depth >= kMaxSymbolDepth || !context.user_symbol) return {};
-        const Layer* features = context.user_symbol(s.name);
-        Box box;
-        if (features)
-            for (const Feature& f : features->features) box.add(feature_box(*features, f, context, depth + 1));
-        return box;
-    }
+    case F::User:
+        return user_symbol_work<Box>(s.name, context, depth, context.cache->boxes, [&](const Layer& features) {
+            Box box;
+            for (const Feature& f : features.features) box.add(feature_box(features, f, context, depth + 1));
+            return box;
+        });
     case F::Null: case F::Unknown:
         return {};
     default:
@@ -568,23 +579,10 @@ Box feature_box(const Layer& layer, const Feature& f, const OutlineContext& cont
 
 Paths layer_outline(const Layer& layer, const OutlineContext& context, int depth)
 {
-    Paths image, pending;
-    Polarity polarity = Polarity::Positive;
-    auto flush = [&] {
-        if (pending.empty()) return;
-        image = polarity == Polarity::Positive ? unite(image, pending) : subtract(image, pending);
-        pending.clear();
-    };
-    for (const Feature& f : layer.features) {
-        if (f.polarity != polarity) {
-            flush();
-            polarity = f.polarity;
-        }
-        Paths outline = feature_outline(layer, f, context, depth);
-        pending.insert(pending.end(), outline.begin(), outline.end());
-    }
-    flush();
-    return image;
+    Painter painter;
+    for (const Feature& f : layer.features)
+        painter.add(feature_outline(layer, f, context, depth), f.polarity == Polarity::Positive);
+    return painter.image();
 }
 
 } // namespace kesto::geom

@@ -8,23 +8,36 @@
 #include "engine/geometry/stroke_font.h"
 
 #include <functional>
+#include <map>
 #include <memory>
+#include <set>
 #include <string>
 
 namespace kesto::geom {
 
+// Outlines and boxes of user symbols worked out once per context, so that
+// symbols placed many times, or nested, cost one expansion each.
+struct UserSymbolCache {
+    std::map<std::string, Paths> outlines;
+    std::map<std::string, Box> boxes;
+    std::set<std::string> expanding; // a symbol met again inside itself draws nothing
+};
+
 // What outlines need beyond the layer: the features of user-defined symbols
-// and the stroke font of texts.
+// and the stroke font of texts. A context is a snapshot for one piece of
+// work: make a new one after user symbols change.
 struct OutlineContext {
     // The features of a user symbol by name, or nullptr when there is none.
     std::function<const Layer*(const std::string& name)> user_symbol;
     // The font of texts; the built-in font when null.
     std::shared_ptr<const StrokeFont> font;
+    std::shared_ptr<UserSymbolCache> cache = std::make_shared<UserSymbolCache>();
 };
 
 // Lookups into a job: its user symbols, and the font of its fonts/standard
-// file (the built-in font when the job has none or it does not parse).
-OutlineContext context_of(const Job& job);
+// file. The built-in font stands in when the job has none, or when its file
+// does not parse; then `font_error` says why.
+OutlineContext context_of(const Job& job, std::string* font_error = nullptr);
 
 // User symbols may hold user symbols; deeper nesting than this draws nothing.
 constexpr int kMaxSymbolDepth = 8;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 
 namespace kesto::geom {
 namespace {
@@ -93,6 +94,71 @@ TEST(GeometryClearance, RoundPadsAndLinesAreMeasuredExactly)
     // Point to a round pad: from its edge.
     EXPECT_DOUBLE_EQ(feature_point_distance(board.layer, board.layer.features[p1], {c(2 * mm), 0}, {}).distance,
                      1.5 * mm);
+}
+
+TEST(GeometryClearance, RoundArcsAreMeasuredExactly)
+{
+    Board board;
+    int w = board.symbol(SymbolFamily::Round, 0.2 * mm);
+    // Two concentric quarter arcs 1 mm apart, on the same quarter.
+    auto inner = board.arc(w, {c(5 * mm), 0}, {0, c(5 * mm)}, {0, 0}, false);
+    auto outer = board.arc(w, {0, c(6 * mm)}, {c(6 * mm), 0}, {0, 0}, true);
+    EXPECT_NEAR(board.distance(inner, outer).distance, 0.8 * mm, 1e-3);
+    // The same outer arc the other way round covers the other three quarters:
+    // now only the ends face each other.
+    auto other = board.arc(w, {0, c(6 * mm)}, {c(6 * mm), 0}, {0, 0}, false);
+    EXPECT_NEAR(board.distance(inner, other).distance, 0.8 * mm, 1e-3);
+    auto far = board.arc(w, {c(-6 * mm), 0}, {0, c(-6 * mm)}, {0, 0}, false);
+    EXPECT_NEAR(board.distance(inner, far).distance, std::hypot(5 * mm, 6 * mm) - 0.2 * mm, 1e-3);
+    // A line across the ring's hole, nearest at its foot from the centre.
+    auto chord = board.line(w, -10 * mm, 3 * mm, 10 * mm, 3 * mm);
+    auto ring = board.arc(w, {c(5 * mm), 0}, {c(5 * mm), 0}, {0, 0}, true);
+    EXPECT_EQ(board.distance(chord, ring).distance, 0);
+    auto below = board.line(w, -1 * mm, -7 * mm, 1 * mm, -7 * mm);
+    Closest d = board.distance(below, ring);
+    EXPECT_NEAR(d.distance, 2 * mm - 0.2 * mm, 1e-3);
+    EXPECT_NEAR(d.ay, -6.9 * mm, 1e-3);
+    EXPECT_NEAR(d.by, -5.1 * mm, 1e-3);
+    // Inside the hole the ends come nearest, not the foot.
+    auto within = board.line(w, -1 * mm, -2 * mm, 1 * mm, -2 * mm);
+    EXPECT_NEAR(board.distance(within, ring).distance, 5 * mm - std::sqrt(5.0) * mm - 0.2 * mm, 1e-3);
+    // From a point inside the ring's hole.
+    EXPECT_NEAR(feature_point_distance(board.layer, board.layer.features[ring], {c(1 * mm), 0}, {}).distance,
+                3.9 * mm, 1e-3);
+}
+
+// Closed forms and outlines must agree to the chord bound on any round shapes.
+TEST(GeometryClearance, ClosedFormsAgreeWithOutlines)
+{
+    std::mt19937 rng(11);
+    std::uniform_real_distribution<double> at(0, 10 * mm), width(0.05 * mm, 1 * mm), radius(0.3 * mm, 4 * mm),
+        angle(0, 2 * kPi);
+    Board board;
+    for (int k = 0; k < 6; ++k) board.symbol(SymbolFamily::Round, width(rng));
+    auto random_feature = [&] {
+        int s = int(rng() % 6);
+        switch (rng() % 3) {
+        case 0: return board.pad(s, at(rng), at(rng));
+        case 1: return board.line(s, at(rng), at(rng), at(rng), at(rng));
+        default: {
+            double cx = at(rng), cy = at(rng), r = radius(rng), t1 = angle(rng), t2 = angle(rng);
+            return board.arc(s, {c(cx + r * std::cos(t1)), c(cy + r * std::sin(t1))},
+                             {c(cx + r * std::cos(t2)), c(cy + r * std::sin(t2))}, {c(cx), c(cy)}, rng() % 2);
+        }
+        }
+    };
+    for (int trial = 0; trial < 400; ++trial) {
+        auto a = random_feature(), b = random_feature();
+        const Feature& fa = board.layer.features[a];
+        const Feature& fb = board.layer.features[b];
+        Closest exact = board.distance(a, b);
+        Closest polygons = outline_distance(feature_outline(board.layer, fa, {}), feature_outline(board.layer, fb, {}));
+        ASSERT_NEAR(exact.distance, polygons.distance, 2 * kMaxChordError + 4) << "trial " << trial;
+        EXPECT_NEAR(std::hypot(exact.bx - exact.ax, exact.by - exact.ay), exact.distance, 1.0);
+        // Each closest point lies on its own feature's edge (or inside it when touching).
+        EXPECT_LE(feature_point_distance(board.layer, fa, {c(exact.ax), c(exact.ay)}, {}).distance, 2.0);
+        EXPECT_LE(feature_point_distance(board.layer, fb, {c(exact.bx), c(exact.by)}, {}).distance, 2.0);
+    }
 }
 
 TEST(GeometryClearance, OtherShapesGoThroughTheirOutlines)

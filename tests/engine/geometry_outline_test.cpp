@@ -1,6 +1,8 @@
 // Outlines of symbols, lines, arcs, surfaces and texts against their formulas.
 #include "engine/geometry/outline.h"
 
+#include <archive.h>
+#include <archive_entry.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -352,10 +354,52 @@ TEST(GeometryUserSymbols, DrawTheirFeaturesAndStopAtTheDepthLimit)
     Layer looping = pad_layer(self);
     EXPECT_TRUE(feature_outline(looping, looping.features[0], context).empty());
     EXPECT_TRUE(feature_box(looping, looping.features[0], context).empty());
+    // Symbols that hold each other, and wide nesting: 40 copies of 40 copies
+    // of ... five deep would be 10^8 pads expanded one by one.
+    Symbol ping = user, pong = user;
+    ping.name = "ping";
+    pong.name = "pong";
+    job.symbols["ping"].features = pad_layer(pong);
+    job.symbols["pong"].features = pad_layer(ping);
+    for (int level = 0; level < 5; ++level) {
+        Symbol inner = user;
+        inner.name = level ? "wide" + std::to_string(level - 1) : "pair";
+        Layer& features = job.symbols["wide" + std::to_string(level)].features;
+        features = pad_layer(inner);
+        for (int k = 1; k < 40; ++k) features.features.push_back(features.features[0]);
+    }
+    context = context_of(job);
+    Layer ponged = pad_layer(ping);
+    EXPECT_TRUE(feature_outline(ponged, ponged.features[0], context).empty());
+    Symbol widest = user;
+    widest.name = "wide4";
+    Layer wide = pad_layer(widest);
+    EXPECT_FALSE(feature_outline(wide, wide.features[0], context).empty());
+    EXPECT_FALSE(feature_box(wide, wide.features[0], context).empty());
     // Unknown user symbols draw nothing.
     user.name = "missing";
     Layer unknown = pad_layer(user);
     EXPECT_TRUE(feature_outline(unknown, unknown.features[0], context).empty());
+}
+
+TEST(GeometrySymbols, HostileSizesNeitherCrashNorThrow)
+{
+    const double nan = std::nan("");
+    for (int f = 0; f <= int(SymbolFamily::User); ++f) {
+        for (double v : {nan, -1 * mm, 1e30, 0.0, 1e6 * mm}) {
+            Symbol s = symbol(SymbolFamily(f), {v, v / 2, v, v, v, v, v});
+            Layer layer = pad_layer(s, {}, 33);
+            Feature line;
+            line.kind = FeatureKind::Line;
+            line.symbol = 0;
+            line.b = {Coord(mm), 0};
+            layer.features.push_back(line);
+            for (const Feature& feature : layer.features) {
+                EXPECT_NO_THROW(feature_outline(layer, feature, {})) << f << " " << v;
+                EXPECT_NO_THROW(feature_box(layer, feature, {})) << f << " " << v;
+            }
+        }
+    }
 }
 
 const char* kFont = R"(XSIZE 0.2
@@ -399,6 +443,53 @@ TEST(GeometryFonts, ParsesFontFilesAndRejectsBrokenOnes)
     }
 }
 
+// The bytes of the file of the sample job whose path ends with `suffix`.
+std::string sample_job_file(const std::string& suffix)
+{
+    std::string bytes;
+    archive* a = archive_read_new();
+    archive_read_support_filter_all(a);
+    archive_read_support_format_all(a);
+    if (archive_read_open_filename(a, KESTO_TESTDATA "/odb/sample_design.tgz", 1 << 16) == ARCHIVE_OK) {
+        archive_entry* entry = nullptr;
+        while (archive_read_next_header(a, &entry) == ARCHIVE_OK) {
+            std::string name = archive_entry_pathname(entry);
+            if (name.size() < suffix.size() || name.compare(name.size() - suffix.size(), suffix.size(), suffix) != 0)
+                continue;
+            char buffer[8192];
+            la_ssize_t n;
+            while ((n = archive_read_data(a, buffer, sizeof buffer)) > 0) bytes.append(buffer, std::size_t(n));
+            break;
+        }
+    }
+    archive_read_free(a);
+    return bytes;
+}
+
+TEST(GeometryFonts, ReadsTheFontOfARealJob)
+{
+    std::string text = sample_job_file("fonts/standard");
+    ASSERT_FALSE(text.empty());
+    std::string error;
+    auto font = parse_stroke_font(text, &error);
+    ASSERT_TRUE(font) << error;
+    EXPECT_NEAR(font->xsize, 0.302 * kNmPerInch, 1);
+    EXPECT_GT(font->glyphs.size(), 90u);
+    // Its capitals fill the cell the way the built-in font's do.
+    auto extent = [](const StrokeFont& f, unsigned char c) {
+        Box box;
+        for (const Stroke& s : f.glyphs.at(c)) {
+            box.add(Point{to_nm(s.xs), to_nm(s.ys)});
+            box.add(Point{to_nm(s.xe), to_nm(s.ye)});
+        }
+        return box;
+    };
+    Box real = extent(*font, 'A'), ours = extent(builtin_stroke_font(), 'A');
+    EXPECT_NEAR(double(real.ymin), double(ours.ymin), 1000);
+    EXPECT_NEAR(double(real.ymax), double(ours.ymax), 1000);
+    EXPECT_NEAR(double(real.xmin), double(ours.xmin), 1000);
+}
+
 TEST(GeometryFonts, TextsUseTheJobFontOrTheBuiltInOne)
 {
     Job job;
@@ -440,6 +531,12 @@ TEST(GeometryFonts, TextsUseTheJobFontOrTheBuiltInOne)
     // Without a font file the built-in font draws every letter and digit.
     OutlineContext plain = context_of(Job{});
     EXPECT_EQ(plain.font, nullptr);
+    // A broken font file is reported, and the built-in font stands in.
+    Job broken;
+    broken.files["fonts/standard"] = "XSIZE 1\nYSIZE 1\nCHAR A\nLINE 0 0\nECHAR\n";
+    std::string why;
+    EXPECT_EQ(context_of(broken, &why).font, nullptr);
+    EXPECT_EQ(why, "font line 4: malformed LINE record");
     layer.features[0].mirror = false;
     layer.texts[0].text = "KESTO 42";
     Paths builtin = feature_outline(layer, layer.features[0], plain);
