@@ -442,8 +442,13 @@ private:
 
 bool read(const std::string& text, const ReadOptions& options, Layer& layer, Reports& reports)
 {
-    Reader reader(options, layer, reports);
-    return reader.run(text);
+    try {
+        Reader reader(options, layer, reports);
+        return reader.run(text);
+    } catch (const std::exception& e) {
+        reports.push_back({options.file_name, 0, std::string("reading stopped: ") + e.what(), true});
+        return false;
+    }
 }
 
 } // namespace kesto::excellon

@@ -715,7 +715,7 @@ private:
     void parameter(const std::string& c, int line)
     {
         const std::string code = c.substr(0, 2);
-        const std::string rest = c.substr(2);
+        const std::string rest = c.size() > 2 ? c.substr(2) : std::string();
         if (code == "FS") format_statement(rest, line);
         else if (code == "MO") {
             if (rest == "IN") unit_ = kNmPerInch;
@@ -1079,8 +1079,13 @@ private:
 
 bool read(const std::string& text, const ReadOptions& options, Layer& layer, UserSymbols& symbols, Reports& reports)
 {
-    Reader reader(text, options, layer, symbols, reports);
-    return reader.run();
+    try {
+        Reader reader(text, options, layer, symbols, reports);
+        return reader.run();
+    } catch (const std::exception& e) {
+        reports.push_back({options.file_name, 0, std::string("reading stopped: ") + e.what(), true});
+        return false;
+    }
 }
 
 } // namespace kesto::gerber
