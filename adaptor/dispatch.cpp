@@ -55,7 +55,7 @@ using namespace kesto::adaptor;
 extern "C" KESTO_EXPORT char* init_func_map(void)
 {
     try {
-        LOG(INFO) << "Begin init_map";
+        KESTO_INFO << "Begin init_map";
         CommandTable& table = first_table();
 #define KESTO_STORE_ROW(command, handler) table[command] = &handler;
         KESTO_FIRST_TABLE(KESTO_STORE_ROW)
@@ -69,16 +69,16 @@ extern "C" KESTO_EXPORT char* init_func_map(void)
 extern "C" KESTO_EXPORT char* init_orig_func_map(void)
 {
     try {
-        LOG(INFO) << "Begin init_orig_map";
+        KESTO_INFO << "Begin init_orig_map";
         CommandTable& table = second_table();
 #define KESTO_STORE_ROW(command, handler) table[command] = &handler;
         KESTO_SECOND_TABLE(KESTO_STORE_ROW)
 #undef KESTO_STORE_ROW
-        LOG(INFO) << "end init_orig_map";
+        KESTO_INFO << "end init_orig_map";
         CommandTable joint = first_table();
         for (const auto& row : table) joint[row.first] = row.second;
         joint_table().swap(joint);
-        LOG(INFO) << "end init_map";
+        KESTO_INFO << "end init_map";
         return pass();
     } catch (...) {
         return error();
@@ -94,11 +94,11 @@ extern "C" KESTO_EXPORT char* process(const char* request)
         if (!root.isObject()) return error();
         if (first_member(root) != "func") return pass();
         const std::string command = root["func"].asString();
-        LOG(INFO) << command;
+        KESTO_INFO << command;
         const CommandTable& table = joint_table();
         const auto row = table.find(command);
         if (row == table.end()) {
-            LOG(INFO) << "func not found in map!";
+            KESTO_INFO << "func not found in map!";
             return error();
         }
         return row->second(request);

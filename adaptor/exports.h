@@ -370,6 +370,7 @@ KESTO_EXPORT char* orig_process(const char* request);
   FN(odb2other_transform) \
   FN(gbr2odb_transform) \
   FN(get_Canvas_Size) \
+  FN(GreatePadString) \
 
 // Classes exported with their members (demangled name patterns).
 #define KESTO_EXPORT_CLASSES(CLASS) \

@@ -20,7 +20,12 @@
 #include <glog/logging.h>
 
 #include <exception>
+#include <stdexcept>
 #include <type_traits>
+
+// An INFO record that costs nothing when INFO records are switched off
+// (glog builds every message, time stamp included, before it filters).
+#define KESTO_INFO LOG_IF(INFO, FLAGS_minloglevel <= google::GLOG_INFO)
 
 #define KESTO_HANDLER(name) extern "C" KESTO_EXPORT char* name(const char* request)
 
@@ -39,36 +44,47 @@ enum class Form {
 char* pending(const char* name, const char* request);
 void log_failure(const char* name, const char* what);
 
+// The names a handler's "Begin" and "End" records carry: its own, or, for
+// the few handlers whose records have always named another command, those.
+struct Trace {
+    const char* begin;
+    const char* end;
+    Trace(const char* name) : begin(name), end(name) {}
+    Trace(const char* begin_name, const char* end_name) : begin(begin_name), end(end_name) {}
+};
+
 // Runs one handler: records, parsing, reading the keys, the body (which
 // returns the reply; it may take "paras" for positional or direct reading),
-// and the catch-all. A request that does not parse leaves
-// every key at its default and the body still runs. Second-table handlers log
-// a caught failure at ERROR; first-table handlers answer it silently.
+// and the catch-all. A first-table handler given text that does not parse
+// runs with every key at its default and answers any failure silently; a
+// second-table handler refuses such text, and logs every failure at ERROR.
 template <class Body>
-char* handle(const char* name, const char* request, Form form, Keys keys, Body&& body)
+char* handle(Trace trace, const char* request, Form form, Keys keys, Body&& body)
 {
     const bool members = form != Form::Elements;
     try {
-        LOG(INFO) << "Begin " << name << (form == Form::MembersParse ? " parse" : "");
+        KESTO_INFO << "Begin " << trace.begin << (form == Form::MembersParse ? " parse" : "");
         Json::Value root;
         if (parse_request(request, root)) {
             if (members)
                 read_members(root["paras"], keys);
             else
                 read_elements(root["paras"], keys);
+        } else if (members) {
+            throw std::invalid_argument("the request is not JSON");
         }
-        if (form == Form::MembersParse) LOG(INFO) << "End " << name << " parse";
+        if (form == Form::MembersParse) KESTO_INFO << "End " << trace.end << " parse";
         char* reply;
         if constexpr (std::is_invocable_v<Body, const Json::Value&>)
             reply = body(root["paras"]);
         else
             reply = body();
-        if (form != Form::MembersParse) LOG(INFO) << "End " << name;
+        if (form != Form::MembersParse) KESTO_INFO << "End " << trace.end;
         return reply;
     } catch (const std::exception& e) {
-        if (members) log_failure(name, e.what());
+        if (members) log_failure(trace.begin, e.what());
     } catch (...) {
-        if (members) log_failure(name, "unknown exception");
+        if (members) log_failure(trace.begin, "unknown exception");
     }
     return error();
 }

@@ -86,7 +86,7 @@ namespace KESTO::API {
 // {"ix": .., "iy": ..}: ADL finds this for point targets and point lists.
 inline void read_value(const Json::Value& v, point& out)
 {
-    out.ix = v["ix"].asInt64();
-    out.iy = v["iy"].asInt64();
+    out.ix = v["ix"].asInt();
+    out.iy = v["iy"].asInt();
 }
 } // namespace KESTO::API

@@ -46,7 +46,7 @@ bool initialise_log()
             if (!dir.empty()) set_up_logging(dir);
             conf.log_initialised = true;
         }
-        LOG(INFO) << "End initlog";
+        KESTO_INFO << "End initlog";
         return true;
     }();
     return done;
@@ -69,11 +69,11 @@ KESTO_HANDLER(set_config_path)
     using namespace kesto::adaptor;
     std::string path;
     try {
-        LOG(INFO) << "Begin set_config_path parse";
+        KESTO_INFO << "Begin set_config_path parse";
         Json::Value root;
         if (parse_request(request, root)) {
             read_members(root["paras"], {{"path", path}});
-            LOG(INFO) << "End set_config_path parse";
+            KESTO_INFO << "End set_config_path parse";
         }
     } catch (...) {
         return error();

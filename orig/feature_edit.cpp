@@ -1,5 +1,7 @@
 // Feature builders, clipping, reshaping and feature changes.
 #include "adaptor/handler.h"
+#include "adaptor/records_json.h"
+#include "engine/api/features.h"
 
 // Not built yet: these answer the error text.
 KESTO_PENDING(delete_selected_features)
@@ -7,7 +9,6 @@ KESTO_PENDING(delete_clicked_features)
 KESTO_PENDING(change_clicked_features_polarity)
 KESTO_PENDING(Undo)
 KESTO_PENDING(change_feature_symbols)
-KESTO_PENDING(Addfeature)
 KESTO_PENDING(copy_features_in_samelayer)
 KESTO_PENDING(copy_specified_features)
 KESTO_PENDING(copy_features_to_otherLayer)
@@ -18,10 +19,6 @@ KESTO_PENDING(copy_layer_features)
 KESTO_PENDING(move_other_layer)
 KESTO_PENDING(change_texts)
 KESTO_PENDING(reshape_line_to_pad)
-KESTO_PENDING(GreateLineString)
-KESTO_PENDING(GreateArcString)
-KESTO_PENDING(GreateSurfaceString)
-KESTO_PENDING(GreateTextString)
 KESTO_PENDING(clip_area_use_manual)
 KESTO_PENDING(clip_area_use_profile)
 KESTO_PENDING(reshape_substitute)
@@ -59,3 +56,87 @@ KESTO_PENDING(copy_usersymbol_to_other_job)
 KESTO_PENDING(move_select_feature_to_other_step)
 KESTO_PENDING(classify_polyline)
 KESTO_PENDING(rounding_line_corner)
+
+using namespace kesto::adaptor;
+
+// The description builders answer the pass text; the text they build is for
+// the engine's own callers.
+KESTO_HANDLER(GreatePadString)
+{
+    double x = 0, y = 0;
+    int symbol = 0, polarity = 0, dcode = 0, orient = 0;
+    return handle(__func__, request, Form::Members,
+                  {{"location_x", x}, {"location_y", y}, {"symbolNum", symbol}, {"polarity", polarity},
+                   {"dcode", dcode}, {"orient", orient}},
+                  [&] {
+                      KESTO::API::GreatePadString(x, y, symbol, polarity, dcode, orient, 0.0);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(GreateLineString)
+{
+    double sx = 0, sy = 0, ex = 0, ey = 0;
+    int symbol = 0, polarity = 0, dcode = 0;
+    return handle(__func__, request, Form::Members,
+                  {{"start_x", sx}, {"start_y", sy}, {"end_x", ex}, {"end_y", ey}, {"symbolNum", symbol},
+                   {"polarity", polarity}, {"dcode", dcode}},
+                  [&] {
+                      KESTO::API::GreateLineString(sx, sy, ex, ey, symbol, polarity, dcode);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(GreateArcString)
+{
+    double sx = 0, sy = 0, ex = 0, ey = 0, cx = 0, cy = 0;
+    int symbol = 0, polarity = 0, dcode = 0;
+    return handle(__func__, request, Form::Members,
+                  {{"start_x", sx}, {"start_y", sy}, {"end_x", ex}, {"end_y", ey}, {"center_x", cx}, {"center_y", cy},
+                   {"symbolNum", symbol}, {"polarity", polarity}, {"dcode", dcode}},
+                  [&] {
+                      KESTO::API::GreateArcString(sx, sy, ex, ey, cx, cy, symbol, polarity, dcode, false);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(GreateSurfaceString)
+{
+    std::vector<KESTO::API::lPoint> points;
+    int polarity = 0, dcode = 0;
+    bool round = false;
+    return handle(__func__, request, Form::Members,
+                  {{"points_location", points}, {"polarity", polarity}, {"dcode", dcode}, {"isround", round}}, [&] {
+                      KESTO::API::GreateSurfaceString(points, polarity, dcode, round);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(GreateTextString)
+{
+    double x = 0, y = 0, xsize = 0, ysize = 0, width = 0;
+    std::string font, text;
+    int polarity = 0, orient = 0, version = 1;
+    return handle(__func__, request, Form::Members,
+                  {{"location_x", x}, {"location_y", y}, {"fontname", font}, {"text", text}, {"polarity", polarity},
+                   {"orient", orient}, {"xsize", xsize}, {"ysize", ysize}, {"linewidth", width}, {"version", version}},
+                  [&] {
+                      KESTO::API::GreateTextString(x, y, font, polarity, orient, xsize, ysize, width, text, version, 0.0);
+                      return pass();
+                  });
+}
+
+// "attrbutes" is the key hosts send here.
+KESTO_HANDLER(Addfeature)
+{
+    std::string job, step, content;
+    std::vector<std::string> layers;
+    AttributeMap attributes;
+    return handle(__func__, request, Form::Members,
+                  {{"jobname", job}, {"stepname", step}, {"layernames", layers}, {"featurecontent", content},
+                   {"attrbutes", attributes}},
+                  [&] {
+                      KESTO::API::AddFeature(job, step, layers, attributes.values, content, false);
+                      return pass();
+                  });
+}

@@ -1,6 +1,7 @@
 # Writes the linker version script of libkesto_ctype.so from adaptor/exports.h:
 # every frame entry and handler named there is global, every class listed there
-# is global with its members, and everything else is local.
+# is global with its members, and everything else is local. The member
+# pattern stays unquoted: the linker matches quoted names literally.
 file(READ ${HEADER} text)
 string(REGEX MATCHALL "ROW\\(\"[A-Za-z0-9_]+\", [A-Za-z_][A-Za-z0-9_]*\\)" rows "${text}")
 string(REGEX MATCHALL "FN\\([A-Za-z_][A-Za-z0-9_]*\\)" fns "${text}")
@@ -25,7 +26,7 @@ endforeach()
 string(APPEND out "    extern \"C++\" {\n")
 foreach(c IN LISTS classes)
   string(REGEX REPLACE "CLASS\\(([A-Za-z0-9_:]+)\\)" "\\1" n "${c}")
-  string(APPEND out "      \"${n}::*\";\n      \"typeinfo for ${n}\";\n      \"typeinfo name for ${n}\";\n      \"vtable for ${n}\";\n")
+  string(APPEND out "      ${n}::*;\n      \"typeinfo for ${n}\";\n      \"typeinfo name for ${n}\";\n      \"vtable for ${n}\";\n")
 endforeach()
 string(APPEND out "    };\n  local: *;\n};\n")
 file(WRITE ${OUT}.tmp "${out}")

@@ -4,7 +4,10 @@
 //   kesto [--config DIR] call NAME JSON    call one export by name
 //   kesto commands                         list the joint command table
 //   kesto [--config DIR] demo              the project's demonstration job
+//   --quiet                                no copy of the log on standard error
 #include "adaptor/exports.h"
+
+#include <glog/logging.h>
 
 #include <dlfcn.h>
 #include <unistd.h>
@@ -26,7 +29,8 @@ int usage()
                  "       kesto [--config DIR] call NAME JSON\n"
                  "       kesto [--config DIR] demo\n"
                  "       kesto commands\n"
-                 "  --config DIR  read ./config.json from DIR (the library's working directory)\n";
+                 "  --config DIR  read ./config.json from DIR (the library's working directory)\n"
+                 "  --quiet       keep the library's log records off standard error\n";
     return 2;
 }
 
@@ -41,6 +45,8 @@ void print_reply(const char* reply)
     if (n == 0 || reply[n - 1] != '\n') std::cout << '\n';
     std::cout.flush();
 }
+
+bool g_quiet = false;
 
 bool start(const std::string& config_dir)
 {
@@ -64,6 +70,7 @@ bool start(const std::string& config_dir)
         std::cerr << "kesto: the library could not start (init returned false; is config.json valid JSON?)\n";
         return false;
     }
+    if (g_quiet) google::SetStderrLogging(google::GLOG_FATAL);
     init_log(0);
     init_func_map();
     init_orig_func_map();
@@ -122,9 +129,16 @@ int main(int argc, char** argv)
 {
     std::vector<std::string> args(argv + 1, argv + argc);
     std::string config_dir;
-    if (args.size() >= 2 && args[0] == "--config") {
-        config_dir = args[1];
-        args.erase(args.begin(), args.begin() + 2);
+    while (!args.empty() && args[0].rfind("--", 0) == 0) {
+        if (args[0] == "--quiet") {
+            g_quiet = true;
+            args.erase(args.begin());
+        } else if (args[0] == "--config" && args.size() >= 2) {
+            config_dir = args[1];
+            args.erase(args.begin(), args.begin() + 2);
+        } else {
+            return usage();
+        }
     }
     if (args.empty()) return usage();
     const std::string verb = args[0];

@@ -6,10 +6,11 @@
 namespace KESTO {
 namespace API {
 
-// A point in engine integer units (nanometres); JSON {"ix": .., "iy": ..}.
+// A point in engine integer units (nanometres, so 32 bits reach 2.1 m);
+// JSON {"ix": .., "iy": ..}.
 struct point {
-    std::int64_t ix = 0;
-    std::int64_t iy = 0;
+    std::int32_t ix = 0;
+    std::int32_t iy = 0;
 };
 
 } // namespace API

@@ -20,6 +20,10 @@ constexpr Coord kNmPerMm = 1000000;
 constexpr Coord kNmPerMil = 25400;
 constexpr Coord kNmPerInch = 25400000;
 
+// The unit a file or a symbol name is written in: inch files give symbol sizes
+// in mils, metric files in microns.
+enum class Units : std::uint8_t { Inch, Mm };
+
 struct Point {
     Coord x = 0;
     Coord y = 0;
@@ -87,8 +91,20 @@ struct Box {
 //   Ellipse el<w>x<h>          p0 w, p1 h
 //   Moire moire<rw>x<rg>x<nr>x<lw>x<ll>x<la>  p0 ring width, p1 ring gap, p2 rings, p3 line width, p4 line length, p5 line angle
 //   Hole hole<d>x<p|v|n>x<tp>x<tm>  p0 d, p1 + tolerance, p2 - tolerance; plating in `plating`
-//   Null null<n>               no geometry
+//   Null null<n>               no geometry, p0 n
 //   User                       a user-defined symbol of the job, by name
+//   HomePlate hplate<w>x<h>x<c>                 p0 w, p1 h, p2 cut size
+//   InvertedHomePlate rhplate<w>x<h>x<c>        as hplate
+//   FlatHomePlate fhplate<w>x<h>x<vc>x<hc>      p0 w, p1 h, p2 vertical cut, p3 horizontal cut
+//   RadiusedInvertedHomePlate radhplate<w>x<h>x<ms>  p0 w, p1 h, p2 middle curve size
+//   RadiusedHomePlate dshape<w>x<h>x<r>         p0 w, p1 h, p2 relief
+//   Cross cross<w>x<h>x<hs>x<vs>x<hc>x<vc>x<r|s> p0 w, p1 h, p2 hor. line width, p3 vert. line width,
+//                                                p4 hor. cross point, p5 vert. cross point; rounded_ends
+//   Dogbone dogbone<w>x<h>x<hs>x<vs>x<hc>x<r|s> p0 w, p1 h, p2 hs, p3 vs, p4 hc; rounded_ends
+//   DPack dpack<w>x<h>x<hg>x<vg>x<hn>x<vn>     p0 w, p1 h, p2 hor. gap, p3 vert. gap, p4 rows, p5 columns
+// Square donuts, square and rectangle thermals take an optional
+// "xr<rad>[x<corners>]" (rounded) or "xc<size>[x<corners>]" (chamfered) tail
+// too: the radius goes to the first free parameter, `corners` as for rect.
 enum class SymbolFamily : std::uint8_t {
     Unknown,
     Round, Square, Rect, RectRounded, RectChamfered, Oval, Diamond, Octagon,
@@ -97,6 +113,8 @@ enum class SymbolFamily : std::uint8_t {
     RoundThermalRounded, RoundThermalSquared, SquareThermal, SquareThermalOpen,
     SquareRoundThermal, RectThermal, RectThermalOpen, OvalThermal, OblongThermal,
     Ellipse, Moire, Hole, Null, User,
+    HomePlate, InvertedHomePlate, FlatHomePlate, RadiusedInvertedHomePlate, RadiusedHomePlate,
+    Cross, Dogbone, DPack,
 };
 
 // Corners of rounded or chamfered rectangles, as the digits of ODB++ names:
@@ -109,9 +127,12 @@ struct Symbol {
     SymbolFamily family = SymbolFamily::Unknown;
     std::array<double, 7> p{};      // see the table above
     std::uint8_t corners = kAllCorners;
-    bool rounded_ends = true;       // oblong thermal: r (true) or s
+    bool rounded_ends = true;       // oblong thermal, cross, dogbone: r (true) or s
+    char corner_style = 0;          // optional tail of donuts and thermals: 'r', 'c' or 0
     char plating = 'p';             // hole: p plated, n non-plated, v via
     std::string name;               // the name as written in the job
+    Units units = Units::Inch;      // the unit of the sizes in `name`
+    bool units_marked = false;      // the symbol table gave the unit (" I" / " M")
 };
 
 // ---------------------------------------------------------------- features
@@ -147,6 +168,9 @@ struct Text {
     double width_factor = 1.0; // line width as a fraction of the font's standard width
     std::string text;
     int version = 1;        // 0: old fixed pitch, 1: proportional
+    // Barcodes: the record's fields between the position and the text, as
+    // written ("UPC39 standard P 0 E 0.008 0.2 Y N Y T T"), in the layer's units.
+    std::string barcode;
 };
 
 // One attribute of a feature: a name of the layer's attribute table and its
@@ -173,6 +197,7 @@ struct Feature {
     std::uint32_t id = 0;
     std::uint32_t attributes = 0; // 0 none, else index + 1 into Layer::attribute_sets
     std::uint32_t body = 0;       // surfaces: Layer::surfaces, texts: Layer::texts
+    float resize = 0;             // pads drawn with a resized symbol (apt_def -1): the factor
 };
 
 // A drill tool of a drill or rout layer.
@@ -198,6 +223,12 @@ struct Layer {
     std::map<std::string, std::string> attributes; // layer attributes (attrlist)
     std::map<std::string, std::string> files;      // other files of the layer, kept as read
     bool loaded = true;                            // false while its features wait on disk
+    // Attribute sets are shared by the features that carry the same set; to
+    // change one feature's attributes, append a new set and point it there.
+    Units units = Units::Inch;                     // the unit its files are written in
+    std::uint32_t id = 0;                          // the features file's ID
+    std::vector<std::string> attribute_texts;      // the &n table, only while a file is read
+    std::map<std::string, std::string> tools_header; // tools file fields besides the tools
 };
 
 // ---------------------------------------------------------------- steps, jobs
@@ -238,12 +269,21 @@ struct MatrixRow {
     std::string form, dielectric_type, dielectric_name, cu_top, cu_bottom;
     std::uint32_t id = 0;
     int color = 0;
+    std::map<std::string, std::string> other; // other fields of the row, kept as read
 };
 
 struct MatrixStep {
     int col = 0;
     std::string name;
     std::uint32_t id = 0;
+};
+
+// The definition of an attribute (misc/sysattr*, misc/userattr): its kind
+// (BOOLEAN, TEXT, INTEGER, FLOAT, OPTION) and the block's fields as read.
+struct AttributeDef {
+    std::string kind;
+    std::string name;
+    std::map<std::string, std::string> fields;
 };
 
 // A user-defined symbol: itself a list of features.
@@ -264,6 +304,9 @@ struct Job {
     std::map<std::string, std::string> attributes;
     std::map<std::string, std::string> files; // other files, kept as read (relative path -> bytes)
     bool changed = false;
+    Units units = Units::Inch;                // misc/info UNITS: the unit new files are written in
+    std::map<std::string, AttributeDef> attribute_defs; // misc/sysattr*, misc/userattr, by name
+    std::vector<std::string> saves;           // where and when this session saved it
 };
 
 } // namespace kesto

@@ -1,0 +1,71 @@
+// The engine's analysis operations that the check and analysis-cache
+// commands call: the drill check, and the result sets of kept analysis runs
+// by uuid.
+#pragma once
+#include "engine/api/progress.h"
+#include "engine/drc/check_records.h"
+
+#include <map>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace KESTO {
+namespace API {
+
+struct drill_context {
+    std::string erf;               // rule set name
+    double rout_distance = 0;      // working unit
+    bool hole_size = false;
+    bool extra_holes = false;
+    bool hole_separation = false;
+    bool power_ground_short = false;
+    bool missing_hole = false;
+    bool npth_to_rout = false;
+    bool use_pth = false;
+    bool use_npth = false;
+    bool use_via = false;
+    int compensated_rout = 0;
+    bool calculate_board_net_status = true;
+};
+
+// Red, yellow and green limits per "DrillRanges" item, in micrometres.
+using drill_thresholds = std::map<int, std::tuple<int, int, int>>;
+
+// Runs the drill analysis on the layers of a job's step and keeps the run
+// under a fresh uuid (latest_analysis_uuid names it). False, with an empty
+// result, when the job or step is not open.
+bool drill_check(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                 const drill_context& context, const drill_thresholds& thresholds, drill_result& result,
+                 COMMON::progress_value<int>* progress);
+
+// The uuid of the latest run of an analysis kind (1 signal layer, 2 drill,
+// 3 solder mask, 4 silk screen, 5 board drill) on a job's step, or "".
+std::string latest_analysis_uuid(const std::string& job, const std::string& step, int kind);
+
+// The result set of a kept run; an unknown uuid, or a run of another kind,
+// leaves the map empty.
+void getJWSignalLayerAnalysisResult(const std::string& uuid, signal_result& result);
+void getJWDrillAnalysisResult(const std::string& uuid, drill_result& result);
+void getJWSolderMaskAnalysisResult(const std::string& uuid, solder_mask_result& result);
+void getJWSilkScreenAnalysisResult(const std::string& uuid, silk_screen_result& result);
+void getJWBoardDrillAnalysisResult(const std::string& uuid, board_drill_result& result);
+
+// The same sets for whole-result export.
+void getSignalLayerAnalysisResult4Co(const std::string& uuid, signal_result& result);
+void getDrillAnalysisResult4Co(const std::string& uuid, drill_result& result);
+void getSolderMaskAnalysisResult4Co(const std::string& uuid, solder_mask_result& result);
+void getSilkScreenAnalysisResult4Co(const std::string& uuid, silk_screen_result& result);
+void getBoardDrillAnalysisResult4Co(const std::string& uuid, board_drill_result& result);
+
+} // namespace API
+} // namespace KESTO
+
+// The whole-board analysis of a job given by the paths of its files.
+class AllTypeAnalysisHandle {
+public:
+    // Throws std::runtime_error when the job cannot be read.
+    std::string allTypeAnalysisDoor(const std::string& matrix_path, const std::string& signal_path,
+                                    const std::string& drill_path, const std::string& silk_path,
+                                    const std::string& solder_path);
+};

@@ -1,0 +1,77 @@
+// The selection parameters (the filter every select-by-filter command
+// applies), the options of a selection operation, and the feature template
+// hosts describe features with.
+#pragma once
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace KESTO {
+namespace API {
+
+// Feature-type bits of a filter or template.
+enum feature_type_bits : int {
+    kTypeLine = 1,
+    kTypePad = 2,
+    kTypeSurface = 4,
+    kTypeArc = 8,
+    kTypeText = 16,
+    kTypeBarcode = 32,
+    kTypeAll = 127,
+};
+
+struct select_info {
+    int featuretypes = kTypeAll;  // bit set; 0 selects nothing
+    bool has_symbols = false;     // true: only features whose symbol is in `symbols`
+    std::vector<std::string> symbols;
+    double minline = 0;           // line and arc widths, working unit; 0..0 means any
+    double maxline = 0;
+    int dcode = -1;               // -1 any
+    int attributes_flag = 0;      // 0 all attributes must match, 1 any one
+    std::vector<std::string> attributes_value; // "name" or "name=value"
+    int profile_value = 0;        // 0 anywhere, 1 inside the profile, 2 outside
+    bool use_selection = false;   // true: filter within the current selection
+};
+
+// Options of a selection operation.
+struct Selection {
+    int sels = 0;            // 0 replace, 1 add to the selection
+    bool is_standard = true;
+    bool is_clear = false;   // clear the selection first
+    bool all_layers = false;
+    bool is_select = true;   // select (true) or unselect
+    bool inside = true;      // polygon: features inside (true) or touching
+    bool exclude = false;    // invert the polygon test
+};
+
+// A feature template or description.
+struct featureInfo {
+    double X = 0, Y = 0;
+    double XS = 0, YS = 0, XE = 0, YE = 0, XC = 0, YC = 0;
+    double angle = 0;
+    double D = 0;
+    int Icnt = 0, Hcnt = 0;
+    int linewidth = 0;
+    std::string layername;
+    std::string symbolname;
+    int type = 0;
+    std::string polarity;
+    std::string CW;
+    std::string text;
+    std::string realtext;
+    std::string font;
+    std::vector<std::pair<std::string, std::string>> attributes;
+    int feature_index = 0;
+    double xsize = 0, ysize = 0;
+    bool mirror = false;
+    int srclinewidth = 0;
+};
+
+void get_select_param(select_info& out);
+void set_select_param(select_info param);
+void set_selection(const Selection& options);
+Selection get_selection();
+
+} // namespace API
+} // namespace KESTO

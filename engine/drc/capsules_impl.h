@@ -1,0 +1,66 @@
+// The pair walk of near_pairs; included by capsules.h.
+#pragma once
+#include <algorithm>
+
+namespace kesto::drc {
+
+template <class OnPair>
+void near_pairs(const std::vector<Capsule>& caps, Coord reach, bool cross_groups_only, OnPair&& on_pair)
+{
+    if (caps.size() < 2) return;
+    PairSearch s;
+    s.build(caps, reach);
+    auto overlap = [&](std::uint32_t i, std::uint32_t j) {
+        const auto& p = s.boxes[i];
+        const auto& q = s.boxes[j];
+        return p.xmin <= q.xmax && q.xmin <= p.xmax && p.ymin <= q.ymax && q.ymin <= p.ymax;
+    };
+    auto visit = [&](std::uint32_t i, std::uint32_t j) {
+        if (cross_groups_only && caps[i].group == caps[j].group) return;
+        if (!overlap(i, j)) return;
+        if (i < j)
+            on_pair(i, j);
+        else
+            on_pair(j, i);
+    };
+    auto visit_cells = [&](const PairSearch::Cell& c, const PairSearch::Cell& d) {
+        for (std::uint32_t x = c.begin; x < c.end; ++x)
+            for (std::uint32_t y = d.begin; y < d.end; ++y) visit(s.members[x], s.members[y]);
+    };
+
+    // Small capsules: each cell against itself, its right neighbour and the
+    // three cells of the row above. Rows are sorted, so the row above is
+    // walked with one forward-moving cursor.
+    const std::uint64_t row = std::uint64_t(1) << 32;
+    std::size_t above = 0;
+    for (std::size_t ci = 0; ci < s.cells.size(); ++ci) {
+        const auto& c = s.cells[ci];
+        for (std::uint32_t x = c.begin; x < c.end; ++x)
+            for (std::uint32_t y = x + 1; y < c.end; ++y) visit(s.members[x], s.members[y]);
+        if (ci + 1 < s.cells.size() && s.cells[ci + 1].key == c.key + 1) visit_cells(c, s.cells[ci + 1]);
+        const std::uint64_t lo = c.key + row - 1, hi = c.key + row + 1;
+        while (above < s.cells.size() && s.cells[above].key < lo) ++above;
+        for (std::size_t q = above; q < s.cells.size() && s.cells[q].key <= hi; ++q) visit_cells(c, s.cells[q]);
+    }
+
+    // Long capsules: against the small ones in the cells their box reaches,
+    // then against each other.
+    for (std::uint32_t l : s.large) {
+        const auto& b = s.boxes[l];
+        const Coord half = s.size / 2 + 1;
+        const std::uint64_t k0 = s.cell_key(b.xmin - half, b.ymin - half);
+        const std::uint64_t k1 = s.cell_key(b.xmax + half, b.ymax + half);
+        const std::uint64_t x0 = k0 & 0xffffffffu, x1 = k1 & 0xffffffffu;
+        for (std::uint64_t y = k0 >> 32; y <= (k1 >> 32); ++y) {
+            const std::uint64_t first = (y << 32) | x0, last = (y << 32) | x1;
+            auto it = std::lower_bound(s.cells.begin(), s.cells.end(), first,
+                                       [](const PairSearch::Cell& c, std::uint64_t k) { return c.key < k; });
+            for (; it != s.cells.end() && it->key <= last; ++it)
+                for (std::uint32_t m = it->begin; m < it->end; ++m) visit(l, s.members[m]);
+        }
+    }
+    for (std::size_t x = 0; x < s.large.size(); ++x)
+        for (std::size_t y = x + 1; y < s.large.size(); ++y) visit(s.large[x], s.large[y]);
+}
+
+} // namespace kesto::drc

@@ -1,0 +1,684 @@
+#include "engine/drc/drill_analysis.h"
+
+#include "engine/drc/capsules.h"
+#include "engine/store/store.h"
+
+#include <algorithm>
+#include <cmath>
+#include <unordered_map>
+
+namespace kesto::drc {
+
+using KESTO::API::check_info;
+using KESTO::API::drill_check_item;
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+constexpr double kNmPerUnit = 1e6; // marker numbers are written in millimetres
+
+enum class HoleClass : std::uint8_t { Pth, Npth, Via };
+
+struct Hole {
+    Capsule cap;
+    HoleClass cls = HoleClass::Pth;
+    bool slot = false;
+    std::uint32_t layer = 0;   // index into the requested layers
+    std::uint32_t feature = 0;
+};
+
+struct Box2 {
+    Coord xmin, ymin, xmax, ymax;
+    bool contains(Point p) const { return p.x >= xmin && p.x <= xmax && p.y >= ymin && p.y <= ymax; }
+};
+
+// Boxes in a uniform grid, for "what lies here" questions. Boxes covering
+// very many cells (planes, outlines) are kept aside and tested one by one.
+class BoxIndex {
+public:
+    explicit BoxIndex(Coord cell) : cell_(cell) {}
+    void add(const Box2& b, std::uint32_t id)
+    {
+        boxes_.push_back({b, id});
+        const std::uint32_t k = std::uint32_t(boxes_.size() - 1);
+        const Coord x0 = b.xmin / cell_ - (b.xmin < 0), x1 = b.xmax / cell_ - (b.xmax < 0);
+        const Coord y0 = b.ymin / cell_ - (b.ymin < 0), y1 = b.ymax / cell_ - (b.ymax < 0);
+        if ((x1 - x0 + 1) * (y1 - y0 + 1) > 4096) {
+            big_.push_back(k);
+            return;
+        }
+        for (Coord x = x0; x <= x1; ++x)
+            for (Coord y = y0; y <= y1; ++y) cells_[key(x, y)].push_back(k);
+    }
+    // Calls f(id, box) for boxes overlapping q until f returns true; a box
+    // may be offered more than once.
+    template <class F>
+    bool any(const Box2& q, F&& f) const
+    {
+        for (std::uint32_t k : big_)
+            if (overlaps(boxes_[k].first, q) && f(boxes_[k].second, boxes_[k].first)) return true;
+        const Coord x0 = q.xmin / cell_ - (q.xmin < 0), x1 = q.xmax / cell_ - (q.xmax < 0);
+        const Coord y0 = q.ymin / cell_ - (q.ymin < 0), y1 = q.ymax / cell_ - (q.ymax < 0);
+        for (Coord x = x0; x <= x1; ++x)
+            for (Coord y = y0; y <= y1; ++y) {
+                auto it = cells_.find(key(x, y));
+                if (it == cells_.end()) continue;
+                for (std::uint32_t k : it->second)
+                    if (overlaps(boxes_[k].first, q) && f(boxes_[k].second, boxes_[k].first)) return true;
+            }
+        return false;
+    }
+
+private:
+    static bool overlaps(const Box2& a, const Box2& b)
+    {
+        return a.xmin <= b.xmax && b.xmin <= a.xmax && a.ymin <= b.ymax && b.ymin <= a.ymax;
+    }
+    static std::uint64_t key(Coord x, Coord y) { return (std::uint64_t(std::uint32_t(x)) << 32) | std::uint32_t(y); }
+    Coord cell_;
+    std::vector<std::pair<Box2, std::uint32_t>> boxes_;
+    std::vector<std::uint32_t> big_;
+    std::unordered_map<std::uint64_t, std::vector<std::uint32_t>> cells_;
+};
+
+bool is_copper_type(const std::string& type) { return type == "SIGNAL" || type == "POWER_GROUND" || type == "MIXED"; }
+
+// The value of a feature's attribute, or nullptr when it does not carry it.
+const std::string* attribute(const Layer& layer, const Feature& f, const std::string& name)
+{
+    if (f.attributes == 0 || f.attributes > layer.attribute_sets.size()) return nullptr;
+    for (const auto& value : layer.attribute_sets[f.attributes - 1])
+        if (value.name < layer.attribute_names.size() && layer.attribute_names[value.name] == name) return &value.value;
+    return nullptr;
+}
+
+const Symbol* symbol_of(const Layer& layer, const Feature& f)
+{
+    if (f.symbol < 0 || std::size_t(f.symbol) >= layer.symbols.size()) return nullptr;
+    return &layer.symbols[std::size_t(f.symbol)];
+}
+
+// The diameter of a round or hole symbol, or 0 for any other.
+Coord round_diameter(const Symbol* s)
+{
+    if (!s || (s->family != SymbolFamily::Round && s->family != SymbolFamily::Hole)) return 0;
+    return Coord(std::llround(s->p[0]));
+}
+
+HoleClass hole_class(const Layer& layer, const Feature& f, const Symbol* s)
+{
+    if (const std::string* drill = attribute(layer, f, ".drill")) {
+        if (*drill == "non_plated") return HoleClass::Npth;
+        if (*drill == "via") return HoleClass::Via;
+        return HoleClass::Pth;
+    }
+    if (s && s->family == SymbolFamily::Hole) return s->plating == 'n' ? HoleClass::Npth : s->plating == 'v' ? HoleClass::Via : HoleClass::Pth;
+    return HoleClass::Pth;
+}
+
+int feature_type_bit(FeatureKind k)
+{
+    switch (k) {
+    case FeatureKind::Line: return 1;
+    case FeatureKind::Pad: return 2;
+    case FeatureKind::Arc: return 4;
+    case FeatureKind::Surface: return 8;
+    case FeatureKind::Text: return 16;
+    case FeatureKind::Barcode: return 32;
+    }
+    return 0;
+}
+
+double unit(Coord v) { return double(v) / kNmPerUnit; }
+
+KESTO::API::featureInfo describe(const Layer& layer, const std::string& layer_name, std::uint32_t index)
+{
+    const Feature& f = layer.features[index];
+    KESTO::API::featureInfo info;
+    info.layername = layer_name;
+    info.feature_index = int(index);
+    info.type = feature_type_bit(f.kind);
+    info.polarity = f.polarity == Polarity::Positive ? "positive" : "negative";
+    info.angle = f.angle;
+    info.mirror = f.mirror;
+    const Symbol* s = symbol_of(layer, f);
+    if (s) {
+        info.symbolname = s->name;
+        info.D = unit(Coord(std::llround(s->p[0])));
+        const auto e = symbol_extent(*s, f.angle);
+        info.xsize = unit(e[0]);
+        info.ysize = unit(e[1]);
+        if (f.kind == FeatureKind::Line || f.kind == FeatureKind::Arc) info.linewidth = int(std::llround(s->p[0]));
+    }
+    if (f.kind == FeatureKind::Line || f.kind == FeatureKind::Arc) {
+        info.XS = unit(f.a.x), info.YS = unit(f.a.y), info.XE = unit(f.b.x), info.YE = unit(f.b.y);
+        if (f.kind == FeatureKind::Arc) {
+            info.XC = unit(f.c.x), info.YC = unit(f.c.y);
+            info.CW = f.cw ? "Y" : "N";
+        }
+    } else {
+        info.X = unit(f.a.x), info.Y = unit(f.a.y);
+    }
+    if (f.kind == FeatureKind::Text && f.body < layer.texts.size()) {
+        info.text = info.realtext = layer.texts[f.body].text;
+        info.font = layer.texts[f.body].font;
+    }
+    if (f.kind == FeatureKind::Surface && f.body < layer.surfaces.size())
+        for (const Contour& c : layer.surfaces[f.body].contours) ++(c.island ? info.Icnt : info.Hcnt);
+    if (f.attributes > 0 && f.attributes <= layer.attribute_sets.size())
+        for (const auto& v : layer.attribute_sets[f.attributes - 1])
+            if (v.name < layer.attribute_names.size()) info.attributes.emplace_back(layer.attribute_names[v.name], v.value);
+    return info;
+}
+
+Box2 feature_box(const Layer& layer, const Feature& f)
+{
+    Box b;
+    const Symbol* s = symbol_of(layer, f);
+    const auto e = s ? symbol_extent(*s, f.angle) : std::array<Coord, 2>{0, 0};
+    switch (f.kind) {
+    case FeatureKind::Pad:
+    case FeatureKind::Text:
+    case FeatureKind::Barcode:
+        return {f.a.x - e[0] / 2, f.a.y - e[1] / 2, f.a.x + e[0] / 2, f.a.y + e[1] / 2};
+    case FeatureKind::Line:
+    case FeatureKind::Arc: {
+        b.add(f.a);
+        b.add(f.b);
+        Coord r = e[0] / 2;
+        if (f.kind == FeatureKind::Arc) {
+            // The whole circle bounds the arc; good enough for a marker.
+            const Coord rad = Coord(std::hypot(double(f.a.x - f.c.x), double(f.a.y - f.c.y)));
+            b.add(Point{f.c.x - rad, f.c.y - rad});
+            b.add(Point{f.c.x + rad, f.c.y + rad});
+        }
+        return {b.xmin - r, b.ymin - r, b.xmax + r, b.ymax + r};
+    }
+    case FeatureKind::Surface:
+        if (f.body < layer.surfaces.size())
+            for (const Contour& c : layer.surfaces[f.body].contours) {
+                b.add(c.start);
+                for (const Segment& seg : c.segments) b.add(seg.end);
+            }
+        if (b.empty()) b.add(f.a);
+        return {b.xmin, b.ymin, b.xmax, b.ymax};
+    }
+    return {f.a.x, f.a.y, f.a.x, f.a.y};
+}
+
+std::vector<double> box_geometry(const Box2& b)
+{
+    return {unit((b.xmin + b.xmax) / 2), unit((b.ymin + b.ymax) / 2), unit(b.xmax - b.xmin), unit(b.ymax - b.ymin)};
+}
+
+// Marker numbers in nanometres beside the working-unit ones.
+void set_values_from_geometry(check_info& info)
+{
+    info.values.clear();
+    for (double g : info.geometry) info.values.push_back(std::int64_t(std::llround(g * kNmPerUnit)));
+}
+
+std::int32_t clamp32(Coord v) { return std::int32_t(std::clamp<Coord>(v, INT32_MIN, INT32_MAX)); }
+
+// Arcs of rout paths as chords no further than a micron from the arc.
+void arc_chords(const Feature& f, Coord r, std::uint32_t group, std::vector<Capsule>& out)
+{
+    const double ax = double(f.a.x - f.c.x), ay = double(f.a.y - f.c.y);
+    const double bx = double(f.b.x - f.c.x), by = double(f.b.y - f.c.y);
+    const double radius = std::hypot(ax, ay);
+    double a0 = std::atan2(ay, ax), a1 = std::atan2(by, bx);
+    double sweep = f.cw ? a0 - a1 : a1 - a0;
+    while (sweep <= 0) sweep += 2 * kPi; // equal ends: a full circle
+    const double step = radius > 1000 ? 2 * std::acos(1.0 - 1000.0 / radius) : sweep;
+    const int n = std::clamp(int(std::ceil(sweep / step)), 1, 1024);
+    Point prev = f.a;
+    for (int i = 1; i <= n; ++i) {
+        const double t = a0 + (f.cw ? -1 : 1) * sweep * i / n;
+        const Point p = i == n ? f.b : Point{f.c.x + Coord(std::llround(radius * std::cos(t))), f.c.y + Coord(std::llround(radius * std::sin(t)))};
+        out.push_back({prev, p, r, group});
+        prev = p;
+    }
+}
+
+struct Analysis {
+    const Job& job;
+    const Step& step;
+    const std::vector<std::string>& names;
+    const DrillOptions& options;
+    const LevelLimits& limits;
+    std::vector<const Layer*> layers;  // nullptr for a layer the job lacks
+    std::vector<Hole> holes;           // round holes and slots of the classes asked for
+    DrillAnalysis out;
+
+    bool wanted(HoleClass c) const
+    {
+        return (c == HoleClass::Pth && options.use_pth) || (c == HoleClass::Npth && options.use_npth) ||
+               (c == HoleClass::Via && options.use_via);
+    }
+
+    void add(std::uint32_t layer, int item, Coord value, check_info info)
+    {
+        info.measure_value = clamp32(value);
+        info.sort_value = info.measure_value;
+        info.layer_for_analysis = names[layer];
+        info.level = finding_level(limits, item, value);
+        if (info.values.empty()) set_values_from_geometry(info);
+        for (const auto& f : info.features)
+            if (!f.symbolname.empty()) info.symbol_names.push_back(f.symbolname);
+        auto& levels = out.result[names[layer]].items[drill_check_item(item)];
+        levels.lv[std::size_t(info.level - 1)].push_back(std::move(info));
+    }
+
+    check_info about(std::initializer_list<std::pair<std::uint32_t, std::uint32_t>> features)
+    {
+        check_info info;
+        for (const auto& [layer, index] : features) {
+            info.features.push_back(describe(*layers[layer], names[layer], index));
+            if (std::find(info.layer_names.begin(), info.layer_names.end(), names[layer]) == info.layer_names.end())
+                info.layer_names.push_back(names[layer]);
+        }
+        return info;
+    }
+
+    void collect()
+    {
+        for (std::uint32_t l = 0; l < names.size(); ++l) {
+            const MatrixRow* row = store::find_row(job, names[l]);
+            auto it = step.layers.find(names[l]);
+            if (!row || it == step.layers.end()) {
+                layers.push_back(nullptr);
+                out.notes.push_back("layer " + names[l] + " is not a layer of step " + step.name + "; skipped");
+                continue;
+            }
+            layers.push_back(&it->second);
+            out.result[names[l]];
+            const Layer& layer = it->second;
+            for (std::uint32_t i = 0; i < layer.features.size(); ++i) {
+                const Feature& f = layer.features[i];
+                if (f.kind != FeatureKind::Pad && f.kind != FeatureKind::Line) continue;
+                const Symbol* s = symbol_of(layer, f);
+                const Coord d = round_diameter(s);
+                if (d <= 0) continue;
+                Hole h;
+                h.cls = hole_class(layer, f, s);
+                if (!wanted(h.cls)) continue;
+                h.slot = f.kind == FeatureKind::Line && f.a != f.b;
+                h.cap = {f.a, f.kind == FeatureKind::Line ? f.b : f.a, d / 2, 0};
+                h.layer = l;
+                h.feature = i;
+                holes.push_back(h);
+            }
+        }
+    }
+
+    // Hole tables: per layer, class and size the count and the box the holes
+    // of that size cover. Then what a drill cannot make.
+    void hole_tables()
+    {
+        struct Entry {
+            Box box;
+            std::uint32_t count = 0, first = 0;
+        };
+        std::map<std::tuple<std::uint32_t, int, Coord>, Entry> table;
+        for (const Hole& h : holes) {
+            int item = h.slot ? (h.cls == HoleClass::Npth ? KESTO::API::NonPlatedSlotSummary : KESTO::API::PlatedSlotSummary)
+                              : (h.cls == HoleClass::Pth ? KESTO::API::PthSummary
+                                 : h.cls == HoleClass::Npth ? KESTO::API::NpthSummary : KESTO::API::ViaSummary);
+            Entry& e = table[{h.layer, item, 2 * h.cap.r}];
+            if (e.count++ == 0) e.first = h.feature;
+            e.box.add(Point{std::min(h.cap.a.x, h.cap.b.x) - h.cap.r, std::min(h.cap.a.y, h.cap.b.y) - h.cap.r});
+            e.box.add(Point{std::max(h.cap.a.x, h.cap.b.x) + h.cap.r, std::max(h.cap.a.y, h.cap.b.y) + h.cap.r});
+        }
+        for (const auto& [key, e] : table) {
+            const auto [layer, item, size] = key;
+            check_info info = about({{layer, e.first}});
+            info.shape = KESTO::API::MarkerRect;
+            const Box2 b{e.box.xmin, e.box.ymin, e.box.xmax, e.box.ymax};
+            info.geometry = box_geometry(b);
+            set_values_from_geometry(info);
+            info.values.push_back(e.count);
+            add(layer, item, size, std::move(info));
+        }
+
+        for (std::uint32_t l = 0; l < layers.size(); ++l) {
+            if (!layers[l]) continue;
+            const Layer& layer = *layers[l];
+            for (std::uint32_t i = 0; i < layer.features.size(); ++i) {
+                const Feature& f = layer.features[i];
+                const Box2 b = feature_box(layer, f);
+                check_info info = about({{l, i}});
+                if (f.kind == FeatureKind::Text) {
+                    info.shape = KESTO::API::MarkerPoint;
+                    info.geometry = {unit(f.a.x), unit(f.a.y)};
+                    const Coord height = f.body < layer.texts.size() ? layer.texts[f.body].ysize : 0;
+                    add(l, KESTO::API::CannedText, height, std::move(info));
+                    continue;
+                }
+                info.shape = KESTO::API::MarkerRect;
+                info.geometry = box_geometry(b);
+                const Coord size = std::min(b.xmax - b.xmin, b.ymax - b.ymin);
+                if (f.kind == FeatureKind::Pad || f.kind == FeatureKind::Line) {
+                    if (round_diameter(symbol_of(layer, f)) <= 0) add(l, KESTO::API::NonStandardSymbol, size, std::move(info));
+                } else {
+                    add(l, KESTO::API::NonStandardFeature, size, std::move(info));
+                }
+            }
+        }
+    }
+
+    Coord limit(int item, Coord fallback) const
+    {
+        auto it = limits.find(item);
+        if (it == limits.end()) return fallback;
+        return std::max({it->second[0], it->second[1], it->second[2]});
+    }
+
+    bool duplicate(const Hole& a, const Hole& b, Coord& offset) const
+    {
+        if (a.slot != b.slot) return false;
+        auto d = [](Point p, Point q) { return Coord(std::llround(std::hypot(double(p.x - q.x), double(p.y - q.y)))); };
+        offset = std::max(d(a.cap.a, b.cap.a), d(a.cap.b, b.cap.b));
+        if (a.slot) offset = std::min(offset, std::max(d(a.cap.a, b.cap.b), d(a.cap.b, b.cap.a)));
+        return offset <= kSamePosition;
+    }
+
+    void separation()
+    {
+        const Coord close = limit(KESTO::API::CloseHoles, kDefaultCloseLimit);
+        const Coord close_npth = limit(KESTO::API::CloseNpths, kDefaultCloseLimit);
+        std::vector<Capsule> caps;
+        caps.reserve(holes.size());
+        for (const Hole& h : holes) caps.push_back(h.cap);
+        struct Pair {
+            std::uint32_t i, j;
+            int item;
+            Coord value;
+            Gap gap;
+        };
+        std::vector<Pair> pairs;
+        near_pairs(caps, std::max(close, close_npth), false, [&](std::uint32_t i, std::uint32_t j) {
+            const Hole& a = holes[i];
+            const Hole& b = holes[j];
+            Coord offset = 0;
+            if (duplicate(a, b, offset)) {
+                pairs.push_back({i, j, KESTO::API::DuplicateHoles, offset, {}});
+                return;
+            }
+            const Gap g = capsule_gap(a.cap, b.cap);
+            if (g.gap <= 0) {
+                pairs.push_back({i, j, KESTO::API::TouchingHoles, g.gap, g});
+                return;
+            }
+            const bool npths = a.cls == HoleClass::Npth && b.cls == HoleClass::Npth;
+            if (g.gap <= (npths ? close_npth : close))
+                pairs.push_back({i, j, npths ? KESTO::API::CloseNpths : KESTO::API::CloseHoles, g.gap, g});
+        });
+        std::sort(pairs.begin(), pairs.end(), [](const Pair& p, const Pair& q) { return std::tie(p.i, p.j) < std::tie(q.i, q.j); });
+        for (const Pair& p : pairs) {
+            const Hole& a = holes[p.i];
+            const Hole& b = holes[p.j];
+            check_info info = about({{a.layer, a.feature}, {b.layer, b.feature}});
+            if (p.item == KESTO::API::DuplicateHoles) {
+                info.shape = a.slot ? KESTO::API::MarkerLine : KESTO::API::MarkerCircle;
+                info.geometry = a.slot ? std::vector<double>{unit(a.cap.a.x), unit(a.cap.a.y), unit(a.cap.b.x), unit(a.cap.b.y), unit(2 * a.cap.r)}
+                                       : std::vector<double>{unit(a.cap.a.x), unit(a.cap.a.y), unit(2 * a.cap.r), unit(2 * a.cap.r)};
+            } else {
+                info.shape = KESTO::API::MarkerSegment;
+                info.geometry = {unit(p.gap.pa.x), unit(p.gap.pa.y), unit(p.gap.pb.x), unit(p.gap.pb.y), unit(p.value)};
+            }
+            add(a.layer, p.item, p.value, std::move(info));
+        }
+    }
+
+    // Each NPTH and each slot against the nearest rout path within reach.
+    void rout()
+    {
+        std::vector<Capsule> caps;
+        std::vector<std::pair<std::uint32_t, std::uint32_t>> origin; // hole index, or (rout layer, feature)
+        std::vector<std::string> rout_names;
+        std::vector<const Layer*> rout_layers;
+        for (const Hole& h : holes)
+            if (h.slot || h.cls == HoleClass::Npth) {
+                caps.push_back({h.cap.a, h.cap.b, h.cap.r, 0});
+                origin.emplace_back(std::uint32_t(&h - holes.data()), 0);
+            }
+        const std::size_t hole_caps = caps.size();
+        for (const MatrixRow& row : job.rows) {
+            auto it = step.layers.find(row.name);
+            if (row.context != "BOARD" || row.type != "ROUT" || it == step.layers.end()) continue;
+            const Layer& layer = it->second;
+            const std::uint32_t rl = std::uint32_t(rout_names.size());
+            rout_names.push_back(row.name);
+            rout_layers.push_back(&layer);
+            for (std::uint32_t i = 0; i < layer.features.size(); ++i) {
+                const Feature& f = layer.features[i];
+                const Symbol* s = symbol_of(layer, f);
+                const auto e = s ? symbol_extent(*s, 0) : std::array<Coord, 2>{0, 0};
+                const Coord r = std::min(e[0], e[1]) / 2;
+                const std::size_t before = caps.size();
+                if (f.kind == FeatureKind::Line || f.kind == FeatureKind::Pad)
+                    caps.push_back({f.a, f.kind == FeatureKind::Line ? f.b : f.a, r, 1});
+                else if (f.kind == FeatureKind::Arc)
+                    arc_chords(f, r, 1, caps);
+                for (std::size_t k = before; k < caps.size(); ++k) origin.emplace_back(rl, i);
+            }
+        }
+        if (rout_names.empty()) {
+            out.notes.push_back("step " + step.name + " has no rout layer; hole to rout not checked");
+            return;
+        }
+        struct Best {
+            Gap gap;
+            std::uint32_t rout = 0;
+            bool found = false;
+        };
+        std::vector<Best> best(hole_caps);
+        near_pairs(caps, options.rout_distance, true, [&](std::uint32_t i, std::uint32_t j) {
+            const Gap g = capsule_gap(caps[i], caps[j]);
+            if (g.gap > options.rout_distance) return;
+            Best& b = best[i];
+            if (!b.found || g.gap < b.gap.gap) b = {g, j, true};
+        });
+        for (std::size_t k = 0; k < hole_caps; ++k) {
+            if (!best[k].found) continue;
+            const Hole& h = holes[origin[k].first];
+            const auto [rl, rf] = origin[best[k].rout];
+            check_info info = about({{h.layer, h.feature}});
+            info.features.push_back(describe(*rout_layers[rl], rout_names[rl], rf));
+            info.layer_names.push_back(rout_names[rl]);
+            info.shape = KESTO::API::MarkerSegment;
+            const Gap& g = best[k].gap;
+            info.geometry = {unit(g.pa.x), unit(g.pa.y), unit(g.pb.x), unit(g.pb.y), unit(g.gap)};
+            const int item = !h.slot ? KESTO::API::NpthToRout
+                                     : h.cls == HoleClass::Npth ? KESTO::API::NpthSlotToRout : KESTO::API::PthSlotToRout;
+            add(h.layer, item, g.gap, std::move(info));
+        }
+    }
+
+    std::vector<const MatrixRow*> copper_rows() const
+    {
+        std::vector<const MatrixRow*> rows;
+        for (const MatrixRow& row : job.rows)
+            if (row.context == "BOARD" && is_copper_type(row.type) && step.layers.count(row.name)) rows.push_back(&row);
+        std::sort(rows.begin(), rows.end(), [](const MatrixRow* a, const MatrixRow* b) { return a->row < b->row; });
+        return rows;
+    }
+
+    // Pads standing at one place on both outer copper layers, not marked as
+    // surface-mount, belong to through-hole components and need a hole.
+    void missing()
+    {
+        const auto rows = copper_rows();
+        if (rows.size() < 2) {
+            out.notes.push_back("step " + step.name + " has fewer than two copper layers; missing holes not checked");
+            return;
+        }
+        std::uint32_t first = 0;
+        while (first < layers.size() && !layers[first]) ++first;
+        if (first == layers.size()) return;
+        const Layer& top = step.layers.at(rows.front()->name);
+        const Layer& bottom = step.layers.at(rows.back()->name);
+        std::vector<Point> bottom_pads;
+        for (const Feature& f : bottom.features)
+            if (f.kind == FeatureKind::Pad && f.polarity == Polarity::Positive) bottom_pads.push_back(f.a);
+        std::sort(bottom_pads.begin(), bottom_pads.end(), [](Point p, Point q) { return std::tie(p.x, p.y) < std::tie(q.x, q.y); });
+        BoxIndex drills(kNmPerMm);
+        std::uint32_t id = 0;
+        for (std::uint32_t l = 0; l < layers.size(); ++l) {
+            if (!layers[l]) continue;
+            for (const Feature& f : layers[l]->features)
+                if (round_diameter(symbol_of(*layers[l], f)) > 0 && (f.kind == FeatureKind::Pad || f.kind == FeatureKind::Line))
+                    drills.add({f.a.x, f.a.y, f.a.x, f.a.y}, id++);
+        }
+        for (std::uint32_t i = 0; i < top.features.size(); ++i) {
+            const Feature& f = top.features[i];
+            if (f.kind != FeatureKind::Pad || f.polarity != Polarity::Positive || attribute(top, f, ".smd")) continue;
+            const Box2 pad = feature_box(top, f);
+            if (pad.xmax <= pad.xmin || pad.ymax <= pad.ymin) continue;
+            auto it = std::lower_bound(bottom_pads.begin(), bottom_pads.end(), Point{f.a.x - kSamePosition, INT64_MIN},
+                                       [](Point p, Point q) { return std::tie(p.x, p.y) < std::tie(q.x, q.y); });
+            bool through = false;
+            for (; it != bottom_pads.end() && it->x <= f.a.x + kSamePosition && !through; ++it)
+                through = std::llabs(it->y - f.a.y) <= kSamePosition;
+            if (!through || drills.any(pad, [](std::uint32_t, const Box2&) { return true; })) continue;
+            check_info info;
+            info.features.push_back(describe(top, rows.front()->name, i));
+            info.layer_names = {rows.front()->name, rows.back()->name};
+            info.shape = KESTO::API::MarkerRect;
+            info.geometry = box_geometry(pad);
+            add(first, KESTO::API::MissingHoles, std::min(pad.xmax - pad.xmin, pad.ymax - pad.ymin), std::move(info));
+        }
+    }
+
+    // Plated holes and vias whose centre meets no copper on any copper layer
+    // of the drill's span.
+    void extra()
+    {
+        const auto rows = copper_rows();
+        if (rows.empty()) {
+            out.notes.push_back("step " + step.name + " has no copper layer; extra holes not checked");
+            return;
+        }
+        std::map<std::string, BoxIndex> copper;
+        std::vector<std::vector<std::pair<const Feature*, const Layer*>>> owners(rows.size());
+        for (std::size_t r = 0; r < rows.size(); ++r) {
+            const Layer& layer = step.layers.at(rows[r]->name);
+            BoxIndex& index = copper.emplace(rows[r]->name, BoxIndex(kNmPerMm)).first->second;
+            for (const Feature& f : layer.features) {
+                if (f.polarity != Polarity::Positive || f.kind == FeatureKind::Text) continue;
+                index.add(feature_box(layer, f), std::uint32_t(owners[r].size()));
+                owners[r].push_back({&f, &layer});
+            }
+        }
+        for (const Hole& h : holes) {
+            if (h.slot || h.cls == HoleClass::Npth) continue;
+            const MatrixRow* drill_row = store::find_row(job, names[h.layer]);
+            const int from = drill_row && !drill_row->start_name.empty() ? row_of(drill_row->start_name) : INT32_MIN;
+            const int to = drill_row && !drill_row->end_name.empty() ? row_of(drill_row->end_name) : INT32_MAX;
+            bool met = false;
+            for (std::size_t r = 0; r < rows.size() && !met; ++r) {
+                if (rows[r]->row < std::min(from, to) || rows[r]->row > std::max(from, to)) continue;
+                const Point c = h.cap.a;
+                met = copper.at(rows[r]->name).any({c.x, c.y, c.x, c.y}, [&](std::uint32_t id, const Box2&) {
+                    const auto [f, layer] = owners[r][id];
+                    if (f->kind != FeatureKind::Line) return true;
+                    const Symbol* s = symbol_of(*layer, *f);
+                    const Coord w = s ? symbol_extent(*s, 0)[0] : 0;
+                    return capsule_gap({f->a, f->b, w / 2, 0}, {c, c, 0, 0}).gap <= 0;
+                });
+            }
+            if (met) continue;
+            check_info info = about({{h.layer, h.feature}});
+            info.shape = KESTO::API::MarkerCircle;
+            info.geometry = {unit(h.cap.a.x), unit(h.cap.a.y), unit(2 * h.cap.r), unit(2 * h.cap.r)};
+            add(h.layer, KESTO::API::ExtraHoles, 2 * h.cap.r, std::move(info));
+        }
+    }
+
+    int row_of(const std::string& name) const
+    {
+        const MatrixRow* row = store::find_row(job, name);
+        return row ? row->row : 0;
+    }
+
+    // Display numbers run through each item's levels in order.
+    void number()
+    {
+        for (auto& [layer, reply] : out.result)
+            for (auto& [item, levels] : reply.items) {
+                int n = 0;
+                for (auto& list : levels.lv)
+                    for (check_info& info : list) info.disp_num = ++n;
+            }
+    }
+};
+
+} // namespace
+
+int finding_level(const LevelLimits& limits, int item, Coord value)
+{
+    auto it = limits.find(item);
+    if (it == limits.end()) return item <= KESTO::API::NonPlatedSlotSummary ? 4 : 1;
+    for (int level = 0; level < 3; ++level)
+        if (value <= it->second[std::size_t(level)]) return level + 1;
+    return 4;
+}
+
+std::array<Coord, 2> symbol_extent(const Symbol& s, double angle)
+{
+    double w = s.p[0], h = s.p[0];
+    switch (s.family) {
+    case SymbolFamily::Rect: case SymbolFamily::RectRounded: case SymbolFamily::RectChamfered:
+    case SymbolFamily::Oval: case SymbolFamily::Diamond: case SymbolFamily::Octagon:
+    case SymbolFamily::RectDonut: case SymbolFamily::OvalDonut: case SymbolFamily::HexLong:
+    case SymbolFamily::HexShort: case SymbolFamily::Triangle: case SymbolFamily::HalfOval:
+    case SymbolFamily::RectThermal: case SymbolFamily::RectThermalOpen: case SymbolFamily::OvalThermal:
+    case SymbolFamily::OblongThermal: case SymbolFamily::Ellipse:
+        h = s.p[1];
+        break;
+    case SymbolFamily::Moire:
+        w = h = std::max(s.p[4], 2 * s.p[2] * (s.p[0] + s.p[1]));
+        break;
+    case SymbolFamily::Null: case SymbolFamily::User: case SymbolFamily::Unknown:
+        return {0, 0};
+    default:
+        break;
+    }
+    const double a = angle * kPi / 180, c = std::fabs(std::cos(a)), sn = std::fabs(std::sin(a));
+    return {Coord(std::llround(w * c + h * sn)), Coord(std::llround(w * sn + h * c))};
+}
+
+DrillAnalysis analyse_drill(const Job& job, const Step& step, const std::vector<std::string>& layers,
+                            const DrillOptions& options, const LevelLimits& limits,
+                            KESTO::COMMON::progress_value<int>* progress)
+{
+    Analysis a{job, step, layers, options, limits, {}, {}, {}};
+    struct Stage {
+        bool run;
+        void (Analysis::*work)();
+    };
+    const Stage stages[] = {{true, &Analysis::collect},
+                            {options.hole_size, &Analysis::hole_tables},
+                            {options.hole_separation, &Analysis::separation},
+                            {options.npth_to_rout, &Analysis::rout},
+                            {options.missing_hole, &Analysis::missing},
+                            {options.extra_holes, &Analysis::extra},
+                            {true, &Analysis::number}};
+    if (progress) progress->total = int(std::size(stages));
+    for (const Stage& s : stages) {
+        if (progress && progress->cancel) {
+            a.out.notes.push_back("drill analysis cancelled by the host");
+            break;
+        }
+        if (s.run) (a.*s.work)();
+        if (progress) ++progress->done;
+    }
+    if (options.power_ground_short)
+        a.out.notes.push_back("power/ground shorts need the board nets, which this engine does not compute yet; not checked");
+    if (options.hole_separation && options.board_nets)
+        a.out.notes.push_back("board nets are not computed yet: close plated holes are reported under Close Holes, "
+                              "not by same or different net");
+    return std::move(a.out);
+}
+
+} // namespace kesto::drc

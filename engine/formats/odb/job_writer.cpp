@@ -1,0 +1,300 @@
+#include "engine/formats/odb/job_io.h"
+
+#include "engine/formats/odb/structured.h"
+#include "engine/formats/odb/symbols.h"
+
+#include <boost/filesystem.hpp>
+#include <glog/logging.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace fs = boost::filesystem;
+
+namespace kesto::odb {
+namespace {
+
+std::string upper(std::string s)
+{
+    std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    return s;
+}
+
+bool safe_relative(const std::string& path)
+{
+    if (path.empty() || path.front() == '/') return false;
+    size_t start = 0;
+    while (start <= path.size()) {
+        const size_t slash = path.find('/', start);
+        const std::string part = path.substr(start, slash == std::string::npos ? std::string::npos : slash - start);
+        if (part.empty() || part == "." || part == "..") return false;
+        if (slash == std::string::npos) break;
+        start = slash + 1;
+    }
+    return true;
+}
+
+bool sync_path(const std::string& path, int flags)
+{
+    const int fd = ::open(path.c_str(), flags | O_CLOEXEC);
+    if (fd < 0) return false;
+    const bool ok = ::fsync(fd) == 0;
+    ::close(fd);
+    return ok;
+}
+
+// Writes the files of a job under one folder, each synced, and remembers the
+// folders it made so they can be synced at the end.
+class JobWriter {
+public:
+    explicit JobWriter(std::string root) : root_(std::move(root)) {}
+
+    bool put(const std::string& relative, const std::string& bytes)
+    {
+        if (!safe_relative(relative)) return fail(relative + ": not a path inside the job");
+        const fs::path path = fs::path(root_) / relative;
+        boost::system::error_code ec;
+        const fs::path dir = path.parent_path();
+        if (!fs::is_directory(dir, ec)) {
+            if (!fs::create_directories(dir, ec) && ec) return fail(dir.string() + ": " + ec.message());
+            for (fs::path d = dir; d.string().size() > root_.size(); d = d.parent_path()) dirs_.push_back(d.string());
+        }
+        const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+        if (fd < 0) return fail(path.string() + ": " + std::strerror(errno));
+        size_t done = 0;
+        while (done < bytes.size()) {
+            const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) {
+                ::close(fd);
+                return fail(path.string() + ": " + std::strerror(errno));
+            }
+            done += static_cast<size_t>(n);
+        }
+        const bool synced = ::fsync(fd) == 0;
+        if (::close(fd) != 0 || !synced) return fail(path.string() + ": cannot be written to disk");
+        return true;
+    }
+
+    bool sync_folders()
+    {
+        std::sort(dirs_.begin(), dirs_.end());
+        dirs_.erase(std::unique(dirs_.begin(), dirs_.end()), dirs_.end());
+        for (const std::string& d : dirs_)
+            if (!sync_path(d, O_RDONLY | O_DIRECTORY)) return fail(d + ": cannot be synced");
+        return sync_path(root_, O_RDONLY | O_DIRECTORY) || fail(root_ + ": cannot be synced");
+    }
+
+    const std::string& error() const { return error_; }
+
+private:
+    bool fail(const std::string& what)
+    {
+        error_ = what;
+        return false;
+    }
+    std::string root_;
+    std::vector<std::string> dirs_;
+    std::string error_;
+};
+
+std::string attrlist_text(const std::map<std::string, std::string>& attributes)
+{
+    StructuredText text;
+    for (const auto& [key, value] : attributes) text.fields.emplace_back(key, value);
+    return write_structured(text, "=");
+}
+
+std::string matrix_text(const Job& job)
+{
+    StructuredText text;
+    int col = 0;
+    for (const MatrixStep& step : job.columns) {
+        if (step.name.empty()) continue; // a blank column holds nothing to keep
+        Block block{"STEP", {{"COL", std::to_string(++col)}, {"NAME", upper(step.name)}}};
+        if (step.id) block.fields.emplace_back("ID", std::to_string(step.id));
+        text.blocks.push_back(std::move(block));
+    }
+    int row_number = 0;
+    for (const MatrixRow& row : job.rows) {
+        if (row.name.empty()) continue;
+        Block block{"LAYER",
+                    {{"ROW", std::to_string(++row_number)},
+                     {"CONTEXT", row.context},
+                     {"TYPE", row.type},
+                     {"NAME", upper(row.name)},
+                     {"POLARITY", row.polarity},
+                     {"DIELECTRIC_TYPE", row.dielectric_type},
+                     {"DIELECTRIC_NAME", row.dielectric_name},
+                     {"FORM", row.form},
+                     {"CU_TOP", row.cu_top},
+                     {"CU_BOTTOM", row.cu_bottom},
+                     {"START_NAME", upper(row.start_name)},
+                     {"END_NAME", upper(row.end_name)},
+                     {"OLD_NAME", upper(row.old_name)},
+                     {"ADD_TYPE", row.add_type},
+                     {"COLOR", std::to_string(row.color)}}};
+        for (const auto& [key, value] : row.other) block.fields.emplace_back(key, value);
+        if (row.id) block.fields.emplace_back("ID", std::to_string(row.id));
+        text.blocks.push_back(std::move(block));
+    }
+    return write_structured(text);
+}
+
+std::string stephdr_text(const Step& step, Units job_units)
+{
+    auto it = step.header.find("UNITS");
+    const Units units = it != step.header.end() && (it->second == "MM" || it->second == "mm") ? Units::Mm
+                        : it != step.header.end()                                         ? Units::Inch
+                                                                                          : job_units;
+    const double per_unit = units == Units::Inch ? kNmPerInch : kNmPerMm;
+    auto length = [per_unit](Coord v) { return format_length(static_cast<double>(v), per_unit, 10); };
+    StructuredText text;
+    text.fields.emplace_back("UNITS", units == Units::Inch ? "INCH" : "MM");
+    text.fields.emplace_back("X_DATUM", length(step.datum.x));
+    text.fields.emplace_back("Y_DATUM", length(step.datum.y));
+    for (const auto& [key, value] : step.header)
+        if (key != "UNITS") text.fields.emplace_back(key, value);
+    for (const StepRepeat& sr : step.repeats) {
+        char angle[32];
+        std::snprintf(angle, sizeof angle, "%.17g", sr.angle);
+        text.blocks.push_back(Block{"STEP-REPEAT",
+                                    {{"NAME", upper(sr.step)},
+                                     {"X", length(sr.origin.x)},
+                                     {"Y", length(sr.origin.y)},
+                                     {"DX", length(sr.dx)},
+                                     {"DY", length(sr.dy)},
+                                     {"NX", std::to_string(sr.nx)},
+                                     {"NY", std::to_string(sr.ny)},
+                                     {"ANGLE", angle},
+                                     {"MIRROR", sr.mirror ? "YES" : "NO"},
+                                     {"FLIP", sr.flip ? "YES" : "NO"}}});
+    }
+    return write_structured(text);
+}
+
+std::string tools_text(const Layer& layer, Units job_units)
+{
+    StructuredText text;
+    Units units = job_units;
+    if (auto it = layer.tools_header.find("UNITS"); it != layer.tools_header.end())
+        units = it->second == "MM" || it->second == "mm" ? Units::Mm : Units::Inch;
+    const double per_unit = units == Units::Inch ? kNmPerMil : kNmPerMicron;
+    auto size = [per_unit](Coord v) { return format_length(static_cast<double>(v), per_unit, 7); };
+    text.fields.emplace_back("UNITS", units == Units::Inch ? "INCH" : "MM");
+    for (const auto& [key, value] : layer.tools_header)
+        if (key != "UNITS") text.fields.emplace_back(key, value);
+    for (const DrillTool& t : layer.tools)
+        text.blocks.push_back(Block{"TOOLS",
+                                    {{"NUM", std::to_string(t.number)},
+                                     {"TYPE", t.type},
+                                     {"TYPE2", t.type2},
+                                     {"MIN_TOL", size(t.min_tol)},
+                                     {"MAX_TOL", size(t.max_tol)},
+                                     {"BIT", t.bit},
+                                     {"FINISH_SIZE", size(t.finish_size)},
+                                     {"DRILL_SIZE", size(t.drill_size)}}});
+    return write_structured(text);
+}
+
+std::string profile_text(const Step& step, Units units, const TextAttributes& texts)
+{
+    Layer layer;
+    layer.units = units;
+    layer.surfaces.push_back(step.profile);
+    Feature f;
+    f.kind = FeatureKind::Surface;
+    layer.features.push_back(f);
+    return write_features_file(layer, texts);
+}
+
+bool write_files(const Job& job, JobWriter& out)
+{
+    const TextAttributes texts = text_attributes(job);
+    StructuredText info;
+    for (const auto& [key, value] : job.info) info.fields.emplace_back(key, value);
+    if (!out.put("matrix/matrix", matrix_text(job)) || !out.put("misc/info", write_structured(info)) ||
+        !out.put("misc/attrlist", attrlist_text(job.attributes)))
+        return false;
+    for (const auto& [path, bytes] : job.files)
+        if (!out.put(path, bytes)) return false;
+    for (const auto& [name, step] : job.steps) {
+        if (name.empty()) continue;
+        const std::string dir = "steps/" + name + "/";
+        if (!out.put(dir + "stephdr", stephdr_text(step, job.units)) ||
+            !out.put(dir + "attrlist", attrlist_text(step.attributes)) ||
+            (step.has_profile && !out.put(dir + "profile", profile_text(step, job.units, texts))))
+            return false;
+        for (const auto& [path, bytes] : step.files)
+            if (!out.put(dir + path, bytes)) return false;
+        for (const auto& [lname, layer] : step.layers) {
+            if (lname.empty()) continue;
+            const std::string ldir = dir + "layers/" + lname + "/";
+            if (!out.put(ldir + "features", write_features_file(layer, texts)) ||
+                (!layer.attributes.empty() && !out.put(ldir + "attrlist", attrlist_text(layer.attributes))) ||
+                ((!layer.tools.empty() || !layer.tools_header.empty()) && !out.put(ldir + "tools", tools_text(layer, job.units))))
+                return false;
+            for (const auto& [path, bytes] : layer.files)
+                if (!out.put(ldir + path, bytes)) return false;
+        }
+    }
+    for (const auto& [name, user] : job.symbols) {
+        const std::string dir = "symbols/" + name + "/";
+        if (!out.put(dir + "features", write_features_file(user.features, texts)) ||
+            (!user.attributes.empty() && !out.put(dir + "attrlist", attrlist_text(user.attributes))))
+            return false;
+    }
+    return out.sync_folders();
+}
+
+} // namespace
+
+bool save_job(const Job& job, const std::string& target_text, std::string& error)
+{
+    boost::system::error_code ec;
+    const fs::path target = fs::absolute(fs::path(target_text)).lexically_normal();
+    const fs::path parent = target.parent_path();
+    if (target.filename().empty() || target.filename() == "." || target.filename() == "..") {
+        error = target_text + ": not a job folder";
+        return false;
+    }
+    if (fs::exists(target, ec) && !fs::is_directory(target, ec)) {
+        error = target.string() + " exists and is not a folder";
+        return false;
+    }
+    fs::create_directories(parent, ec);
+    std::string pattern = (parent / ("." + target.filename().string() + ".saving-XXXXXX")).string();
+    if (!mkdtemp(pattern.data())) {
+        error = parent.string() + ": cannot write beside the job: " + std::strerror(errno);
+        return false;
+    }
+    const std::string fresh = pattern;
+    JobWriter writer(fresh);
+    if (!write_files(job, writer)) {
+        error = writer.error();
+        fs::remove_all(fresh, ec);
+        return false;
+    }
+    if (fs::exists(target, ec)) {
+        // Swap the folders in one step; the old job then sits in `fresh`.
+        if (::renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) != 0) {
+            error = target.string() + ": cannot swap the saved job in: " + std::strerror(errno);
+            fs::remove_all(fresh, ec);
+            return false;
+        }
+    } else if (::rename(fresh.c_str(), target.c_str()) != 0) {
+        error = target.string() + ": cannot move the saved job in: " + std::strerror(errno);
+        fs::remove_all(fresh, ec);
+        return false;
+    }
+    sync_path(parent.string(), O_RDONLY | O_DIRECTORY);
+    fs::remove_all(fresh, ec);
+    if (ec) LOG(WARNING) << "the previous copy of the job stays in " << fresh << ": " << ec.message();
+    return true;
+}
+
+} // namespace kesto::odb

@@ -1,0 +1,287 @@
+#include "engine/geometry/geometry.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace kesto::geom {
+
+namespace {
+
+ClipperLib::cInt round_nm(double v) { return static_cast<ClipperLib::cInt>(std::llround(v)); }
+
+Paths run(ClipperLib::ClipType type, const Paths& a, const Paths& b)
+{
+    ClipperLib::Clipper clipper;
+    clipper.AddPaths(a, ClipperLib::ptSubject, true);
+    clipper.AddPaths(b, ClipperLib::ptClip, true);
+    Paths out;
+    clipper.Execute(type, out, ClipperLib::pftNonZero, ClipperLib::pftNonZero);
+    return out;
+}
+
+struct EdgeBox {
+    double xmin, ymin, xmax, ymax;
+};
+
+EdgeBox edge_box(const IntPoint& a, const IntPoint& b)
+{
+    return {double(std::min(a.X, b.X)), double(std::min(a.Y, b.Y)), double(std::max(a.X, b.X)),
+            double(std::max(a.Y, b.Y))};
+}
+
+// Gap between two boxes; a lower bound of the distance of anything inside them.
+double box_gap(const EdgeBox& a, const EdgeBox& b)
+{
+    double dx = std::max({0.0, a.xmin - b.xmax, b.xmin - a.xmax});
+    double dy = std::max({0.0, a.ymin - b.ymax, b.ymin - a.ymax});
+    return std::hypot(dx, dy);
+}
+
+} // namespace
+
+int arc_chords(double radius, double sweep)
+{
+    sweep = std::fabs(sweep);
+    int full = kMinCircleSegments;
+    if (radius > 0) {
+        double error = std::min(kMaxChordError, kRelativeChordError * radius);
+        double half_step = std::acos(std::max(-1.0, 1.0 - error / radius));
+        if (half_step > 0) full = static_cast<int>(std::ceil(kPi / half_step));
+        full = std::clamp(full, kMinCircleSegments, kMaxCircleSegments);
+    }
+    return std::max(1, static_cast<int>(std::ceil(full * sweep / (2 * kPi) - 1e-9)));
+}
+
+void append_arc(Path& path, double cx, double cy, double radius, double from, double sweep)
+{
+    int n = arc_chords(radius, sweep);
+    for (int i = 0; i < n; ++i) {
+        double t = from + sweep * i / n;
+        path.push_back({round_nm(cx + radius * std::cos(t)), round_nm(cy + radius * std::sin(t))});
+    }
+}
+
+Path arc_points(const Point& start, const Point& end, const Point& centre, bool cw)
+{
+    double sx = double(start.x - centre.x), sy = double(start.y - centre.y);
+    double ex = double(end.x - centre.x), ey = double(end.y - centre.y);
+    double radius = std::hypot(sx, sy);
+    double from = std::atan2(sy, sx);
+    double to = std::atan2(ey, ex);
+    double sweep = to - from;
+    if (cw) {
+        while (sweep >= 0) sweep -= 2 * kPi;
+    } else {
+        while (sweep <= 0) sweep += 2 * kPi;
+    }
+    // Start and end points that differ by less than a nanometre close a circle.
+    if (start == end) sweep = cw ? -2 * kPi : 2 * kPi;
+    Path path;
+    if (radius == 0) {
+        path.push_back({start.x, start.y});
+        return path;
+    }
+    append_arc(path, double(centre.x), double(centre.y), radius, from, sweep);
+    path.push_back({end.x, end.y});
+    return path;
+}
+
+Path circle(double cx, double cy, double radius)
+{
+    Path path;
+    append_arc(path, cx, cy, radius, 0, 2 * kPi);
+    return path;
+}
+
+Path rectangle(double xmin, double ymin, double xmax, double ymax)
+{
+    return {{round_nm(xmin), round_nm(ymin)}, {round_nm(xmax), round_nm(ymin)},
+            {round_nm(xmax), round_nm(ymax)}, {round_nm(xmin), round_nm(ymax)}};
+}
+
+IntPoint place(const Placement& how, double x, double y)
+{
+    if (how.mirror) x = -x;
+    double t = how.angle * kPi / 180.0;
+    double c = std::cos(t), s = std::sin(t);
+    // Exact quarter turns keep integer coordinates exact.
+    if (std::fmod(how.angle, 90.0) == 0) {
+        c = std::round(c);
+        s = std::round(s);
+    }
+    return {round_nm(double(how.at.x) + x * c + y * s), round_nm(double(how.at.y) - x * s + y * c)};
+}
+
+Paths place(const Placement& how, const Paths& local)
+{
+    Paths out;
+    out.reserve(local.size());
+    for (const Path& path : local) {
+        Path moved;
+        moved.reserve(path.size());
+        for (const IntPoint& p : path) moved.push_back(place(how, double(p.X), double(p.Y)));
+        // A mirror turns islands clockwise: turn them back.
+        if (how.mirror) std::reverse(moved.begin(), moved.end());
+        out.push_back(std::move(moved));
+    }
+    return out;
+}
+
+Paths unite(const Paths& a, const Paths& b) { return run(ClipperLib::ctUnion, a, b); }
+Paths subtract(const Paths& a, const Paths& b) { return run(ClipperLib::ctDifference, a, b); }
+Paths intersect(const Paths& a, const Paths& b) { return run(ClipperLib::ctIntersection, a, b); }
+Paths exclusive_or(const Paths& a, const Paths& b) { return run(ClipperLib::ctXor, a, b); }
+
+Paths offset(const Paths& outline, double delta, Join join)
+{
+    ClipperLib::ClipperOffset grower;
+    grower.ArcTolerance = kMaxChordError;
+    ClipperLib::JoinType type = join == Join::Round    ? ClipperLib::jtRound
+                                : join == Join::Square ? ClipperLib::jtSquare
+                                                       : ClipperLib::jtMiter;
+    grower.AddPaths(outline, type, ClipperLib::etClosedPolygon);
+    Paths out;
+    grower.Execute(out, delta);
+    return unite(out);
+}
+
+double area(const Paths& outline)
+{
+    double sum = 0;
+    for (const Path& path : outline) sum += ClipperLib::Area(path);
+    return sum;
+}
+
+Box box_of(const Path& path)
+{
+    Box box;
+    for (const IntPoint& p : path) box.add(Point{p.X, p.Y});
+    return box;
+}
+
+Box box_of(const Paths& outline)
+{
+    Box box;
+    for (const Path& path : outline) box.add(box_of(path));
+    return box;
+}
+
+Where locate(const IntPoint& p, const Paths& outline)
+{
+    int winding = 0;
+    for (const Path& path : outline) {
+        int in = ClipperLib::PointInPolygon(p, path);
+        if (in < 0) return Where::OnEdge;
+        if (in > 0) winding += ClipperLib::Orientation(path) ? 1 : -1;
+    }
+    return winding > 0 ? Where::Inside : Where::Outside;
+}
+
+Closest segment_point(double x1, double y1, double x2, double y2, double px, double py)
+{
+    double dx = x2 - x1, dy = y2 - y1;
+    double len2 = dx * dx + dy * dy;
+    double t = len2 > 0 ? std::clamp(((px - x1) * dx + (py - y1) * dy) / len2, 0.0, 1.0) : 0.0;
+    Closest c;
+    c.ax = x1 + t * dx;
+    c.ay = y1 + t * dy;
+    c.bx = px;
+    c.by = py;
+    c.distance = std::hypot(c.ax - px, c.ay - py);
+    return c;
+}
+
+Closest segment_segment(double ax1, double ay1, double ax2, double ay2,
+                        double bx1, double by1, double bx2, double by2)
+{
+    // Proper crossing: distance 0 at the crossing point.
+    double rx = ax2 - ax1, ry = ay2 - ay1, sx = bx2 - bx1, sy = by2 - by1;
+    double denom = rx * sy - ry * sx;
+    if (denom != 0) {
+        double t = ((bx1 - ax1) * sy - (by1 - ay1) * sx) / denom;
+        double u = ((bx1 - ax1) * ry - (by1 - ay1) * rx) / denom;
+        if (t >= 0 && t <= 1 && u >= 0 && u <= 1) {
+            Closest c;
+            c.ax = c.bx = ax1 + t * rx;
+            c.ay = c.by = ay1 + t * ry;
+            return c;
+        }
+    }
+    // Otherwise the closest pair involves an end point of one of them.
+    Closest best = segment_point(ax1, ay1, ax2, ay2, bx1, by1);
+    Closest c = segment_point(ax1, ay1, ax2, ay2, bx2, by2);
+    if (c.distance < best.distance) best = c;
+    for (auto [px, py] : {std::pair{ax1, ay1}, std::pair{ax2, ay2}}) {
+        c = segment_point(bx1, by1, bx2, by2, px, py);
+        if (c.distance < best.distance) {
+            best.distance = c.distance;
+            best.ax = px;
+            best.ay = py;
+            best.bx = c.ax;
+            best.by = c.ay;
+        }
+    }
+    return best;
+}
+
+Closest outline_point_distance(const Paths& a, double px, double py)
+{
+    Closest best;
+    best.distance = std::numeric_limits<double>::infinity();
+    if (a.empty()) return best;
+    IntPoint p{round_nm(px), round_nm(py)};
+    if (locate(p, a) != Where::Outside) {
+        best = Closest{0, px, py, px, py};
+        return best;
+    }
+    for (const Path& path : a) {
+        for (std::size_t i = 0; i < path.size(); ++i) {
+            const IntPoint& s = path[i];
+            const IntPoint& e = path[(i + 1) % path.size()];
+            Closest c = segment_point(double(s.X), double(s.Y), double(e.X), double(e.Y), px, py);
+            if (c.distance < best.distance) best = c;
+        }
+    }
+    return best;
+}
+
+Closest outline_distance(const Paths& a, const Paths& b)
+{
+    Closest best;
+    best.distance = std::numeric_limits<double>::infinity();
+    if (a.empty() || b.empty()) return best;
+    // One inside the other: any vertex of one inside the other is a contact.
+    for (const auto& [inner, outer] : {std::pair{&a, &b}, std::pair{&b, &a}}) {
+        for (const Path& path : *inner) {
+            if (path.empty()) continue;
+            if (locate(path.front(), *outer) != Where::Outside) {
+                double x = double(path.front().X), y = double(path.front().Y);
+                return Closest{0, x, y, x, y};
+            }
+        }
+    }
+    for (const Path& pa : a) {
+        for (std::size_t i = 0; i < pa.size(); ++i) {
+            const IntPoint& s = pa[i];
+            const IntPoint& e = pa[(i + 1) % pa.size()];
+            EdgeBox ea = edge_box(s, e);
+            for (const Path& pb : b) {
+                for (std::size_t j = 0; j < pb.size(); ++j) {
+                    const IntPoint& t = pb[j];
+                    const IntPoint& u = pb[(j + 1) % pb.size()];
+                    if (box_gap(ea, edge_box(t, u)) >= best.distance) continue;
+                    Closest c = segment_segment(double(s.X), double(s.Y), double(e.X), double(e.Y),
+                                                double(t.X), double(t.Y), double(u.X), double(u.Y));
+                    if (c.distance < best.distance) {
+                        best = c;
+                        if (best.distance == 0) return best;
+                    }
+                }
+            }
+        }
+    }
+    return best;
+}
+
+} // namespace kesto::geom

@@ -1,0 +1,54 @@
+// Exact outlines and boxes of the features of a layer.
+//
+// An outline is the area the feature covers, whatever its polarity: the
+// caller decides what a negative feature takes away. Arcs are replaced by
+// chords within the bound of geometry.h.
+#pragma once
+#include "engine/geometry/geometry.h"
+#include "engine/geometry/stroke_font.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace kesto::geom {
+
+// What outlines need beyond the layer: the features of user-defined symbols
+// and the stroke font of texts.
+struct OutlineContext {
+    // The features of a user symbol by name, or nullptr when there is none.
+    std::function<const Layer*(const std::string& name)> user_symbol;
+    // The font of texts; the built-in font when null.
+    std::shared_ptr<const StrokeFont> font;
+};
+
+// Lookups into a job: its user symbols, and the font of its fonts/standard
+// file (the built-in font when the job has none or it does not parse).
+OutlineContext context_of(const Job& job);
+
+// User symbols may hold user symbols; deeper nesting than this draws nothing.
+constexpr int kMaxSymbolDepth = 8;
+
+// The outline of a symbol centred on the origin, unrotated.
+Paths symbol_outline(const Symbol& symbol, const OutlineContext& context, int depth = 0);
+// A box around the symbol centred on the origin, without building its outline.
+Box symbol_box(const Symbol& symbol, const OutlineContext& context, int depth = 0);
+
+Paths feature_outline(const Layer& layer, const Feature& feature, const OutlineContext& context,
+                      int depth = 0);
+// A box around the feature's outline, computed without it where the shape
+// allows; never smaller than the outline's own box.
+Box feature_box(const Layer& layer, const Feature& feature, const OutlineContext& context, int depth = 0);
+
+// The whole image of a layer's features in drawing order: positive features
+// add, negative ones take away.
+Paths layer_outline(const Layer& layer, const OutlineContext& context, int depth = 0);
+
+// The outline of a surface body (islands with their holes).
+Paths surface_outline(const Surface& surface);
+
+// The outline of a line or arc drawn with a symbol: round symbols give round
+// ends, any other symbol is swept along the path.
+Paths stroke_outline(const Path& centreline, const Symbol& symbol, const OutlineContext& context, int depth = 0);
+
+} // namespace kesto::geom

@@ -1,0 +1,169 @@
+#include "engine/render/canvas.h"
+
+#include <cairo.h>
+#include <glog/logging.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace kesto::render {
+namespace {
+
+constexpr int kMaxSide = 32768;
+
+std::shared_ptr<cairo_surface_t> image(int width, int height, cairo_format_t format)
+{
+    cairo_surface_t* s = cairo_image_surface_create(format, width, height);
+    if (cairo_surface_status(s) != CAIRO_STATUS_SUCCESS) {
+        cairo_surface_destroy(s);
+        return nullptr;
+    }
+    return std::shared_ptr<cairo_surface_t>(s, cairo_surface_destroy);
+}
+
+using Context = std::unique_ptr<cairo_t, decltype(&cairo_destroy)>;
+
+Context context(const std::shared_ptr<cairo_surface_t>& surface) { return Context(cairo_create(surface.get()), cairo_destroy); }
+
+void set_world(cairo_t* cr, const Canvas& canvas)
+{
+    // Pixel rows grow downwards; the world's y grows upwards.
+    cairo_translate(cr, 0, canvas.height);
+    cairo_scale(cr, canvas.scale, -canvas.scale);
+    cairo_translate(cr, -canvas.origin_x, -canvas.origin_y);
+}
+
+void add_paths(cairo_t* cr, const ClipperLib::Paths& paths)
+{
+    for (const auto& path : paths) {
+        if (path.size() < 2) continue;
+        cairo_move_to(cr, static_cast<double>(path[0].X), static_cast<double>(path[0].Y));
+        for (size_t i = 1; i < path.size(); ++i)
+            cairo_line_to(cr, static_cast<double>(path[i].X), static_cast<double>(path[i].Y));
+        cairo_close_path(cr);
+    }
+}
+
+} // namespace
+
+Canvas make_canvas(int width, int height, Colour background)
+{
+    Canvas canvas;
+    canvas.background = background;
+    if (width <= 0 || height <= 0 || width > kMaxSide || height > kMaxSide) {
+        LOG(ERROR) << "canvas of " << width << " x " << height << " pixels refused (1 to " << kMaxSide << " a side)";
+        return canvas;
+    }
+    canvas.surface = image(width, height, CAIRO_FORMAT_ARGB32);
+    if (!canvas.surface) {
+        LOG(ERROR) << "no memory for a canvas of " << width << " x " << height << " pixels";
+        return canvas;
+    }
+    canvas.width = width;
+    canvas.height = height;
+    clear(canvas);
+    return canvas;
+}
+
+bool valid(const Canvas& canvas) { return canvas.surface != nullptr; }
+
+void zoom_to_box(Canvas& canvas, const Box& box, double margin)
+{
+    if (!valid(canvas) || box.empty()) return;
+    const double w = std::max<double>(1, box.xmax - box.xmin) * (1 + 2 * margin);
+    const double h = std::max<double>(1, box.ymax - box.ymin) * (1 + 2 * margin);
+    canvas.scale = std::min(canvas.width / w, canvas.height / h);
+    const double cx = (box.xmin + box.xmax) / 2.0, cy = (box.ymin + box.ymax) / 2.0;
+    canvas.origin_x = cx - canvas.width / (2 * canvas.scale);
+    canvas.origin_y = cy - canvas.height / (2 * canvas.scale);
+}
+
+void zoom_to_resolution(Canvas& canvas, Point origin, double pixels_per_inch)
+{
+    canvas.scale = pixels_per_inch / kNmPerInch;
+    canvas.origin_x = static_cast<double>(origin.x);
+    canvas.origin_y = static_cast<double>(origin.y);
+}
+
+void clear(Canvas& canvas)
+{
+    if (!valid(canvas)) return;
+    Context cr = context(canvas.surface);
+    cairo_set_operator(cr.get(), CAIRO_OPERATOR_SOURCE);
+    const Colour& c = canvas.background;
+    cairo_set_source_rgba(cr.get(), c.r, c.g, c.b, c.a);
+    cairo_paint(cr.get());
+}
+
+void draw_layer(Canvas& canvas, const std::vector<Shape>& shapes, Colour colour, bool negative_layer)
+{
+    if (!valid(canvas)) return;
+    auto mask = image(canvas.width, canvas.height, CAIRO_FORMAT_A8);
+    if (!mask) {
+        LOG(ERROR) << "no memory for a layer mask";
+        return;
+    }
+    {
+        Context cr = context(mask);
+        cairo_set_antialias(cr.get(), canvas.antialias ? CAIRO_ANTIALIAS_DEFAULT : CAIRO_ANTIALIAS_NONE);
+        cairo_set_fill_rule(cr.get(), CAIRO_FILL_RULE_WINDING);
+        if (negative_layer) {
+            cairo_set_source_rgba(cr.get(), 0, 0, 0, 1);
+            cairo_paint(cr.get());
+        }
+        set_world(cr.get(), canvas);
+        cairo_set_source_rgba(cr.get(), 0, 0, 0, 1);
+        // Runs of the same polarity are filled as one path with the non-zero
+        // rule: far fewer rasterisations on real layers, and the same picture
+        // as long as every shape keeps outers counter-clockwise.
+        size_t i = 0;
+        while (i < shapes.size()) {
+            const bool expose = shapes[i].dark != negative_layer;
+            cairo_new_path(cr.get());
+            size_t j = i;
+            for (; j < shapes.size() && (shapes[j].dark != negative_layer) == expose; ++j)
+                add_paths(cr.get(), shapes[j].paths);
+            cairo_set_operator(cr.get(), expose ? CAIRO_OPERATOR_OVER : CAIRO_OPERATOR_CLEAR);
+            cairo_fill(cr.get());
+            i = j;
+        }
+    }
+    Context cr = context(canvas.surface);
+    cairo_set_source_rgba(cr.get(), colour.r, colour.g, colour.b, colour.a);
+    cairo_mask_surface(cr.get(), mask.get(), 0, 0);
+}
+
+void draw_outline(Canvas& canvas, const ClipperLib::Paths& paths, Colour colour, double width_px)
+{
+    if (!valid(canvas)) return;
+    Context cr = context(canvas.surface);
+    set_world(cr.get(), canvas);
+    add_paths(cr.get(), paths);
+    cairo_identity_matrix(cr.get());
+    cairo_set_line_width(cr.get(), width_px);
+    cairo_set_source_rgba(cr.get(), colour.r, colour.g, colour.b, colour.a);
+    cairo_stroke(cr.get());
+}
+
+bool save_png(const Canvas& canvas, const std::string& path)
+{
+    if (!valid(canvas)) return false;
+    cairo_surface_flush(canvas.surface.get());
+    const cairo_status_t status = cairo_surface_write_to_png(canvas.surface.get(), path.c_str());
+    if (status != CAIRO_STATUS_SUCCESS) {
+        LOG(ERROR) << "cannot write " << path << ": " << cairo_status_to_string(status);
+        return false;
+    }
+    return true;
+}
+
+std::uint32_t pixel(const Canvas& canvas, int x, int y)
+{
+    if (!valid(canvas) || x < 0 || y < 0 || x >= canvas.width || y >= canvas.height) return 0;
+    cairo_surface_flush(canvas.surface.get());
+    const unsigned char* data = cairo_image_surface_get_data(canvas.surface.get());
+    const int stride = cairo_image_surface_get_stride(canvas.surface.get());
+    return *reinterpret_cast<const std::uint32_t*>(data + y * stride + x * 4);
+}
+
+} // namespace kesto::render

@@ -1,0 +1,7 @@
+#!/usr/bin/env bash
+# Configures and builds Kesto into build/ (library, host, tests, benchmarks).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+bash scripts/setup.sh
+cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake --build build -j "$(nproc)"

@@ -1,0 +1,158 @@
+// Selection and edits through the engine's API on an open job.
+#include "engine/api/display.h"
+#include "engine/api/edit.h"
+#include "engine/api/selection.h"
+#include "engine/edit/layer_edit.h"
+#include "engine/store/store.h"
+
+#include <gtest/gtest.h>
+
+using namespace kesto;
+namespace api = KESTO::API;
+
+namespace {
+
+Symbol round_symbol(const char* name, double d)
+{
+    Symbol s;
+    s.family = SymbolFamily::Round;
+    s.p[0] = d;
+    s.name = name;
+    return s;
+}
+
+class ApiEdit : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        Job job;
+        job.name = "board";
+        job.rows = {MatrixRow{}, MatrixRow{}};
+        job.rows[0].name = "top";
+        job.rows[1].name = "bot";
+        Step step;
+        step.name = "pcb";
+        step.datum = {1000000, 0};
+        Layer top;
+        top.symbols = {round_symbol("r100", 100000), round_symbol("r200", 200000)};
+        for (int i = 0; i < 4; ++i) {
+            Feature f;
+            f.kind = i < 2 ? FeatureKind::Pad : FeatureKind::Line;
+            f.symbol = i % 2;
+            f.a = {i * 1000000, 0};
+            f.b = {i * 1000000, 500000};
+            top.features.push_back(f);
+        }
+        step.layers["top"] = top;
+        job.steps["pcb"] = step;
+        store::add_job(job);
+        api::set_select_param(api::select_info{});
+        api::show_param p;
+        api::set_show_para(p);
+    }
+    void TearDown() override { store::remove_job("board"); }
+    Layer& layer(const char* name) { return store::find_job("board")->steps["pcb"].layers[name]; }
+};
+
+TEST_F(ApiEdit, FilterSelectsThenMoveAndDeleteTouchOnlyThat)
+{
+    api::select_info f;
+    f.featuretypes = api::kTypePad;
+    api::set_select_param(f);
+    api::select_features("board", "pcb", "top");
+    EXPECT_TRUE(api::is_selected("board", "pcb", "top"));
+    EXPECT_EQ(edit::count_selected(layer("top")), 2u);
+    EXPECT_FALSE(store::find_job("board")->changed);
+    api::move_same_layer("board", "pcb", {"top"}, 10, -20);
+    EXPECT_EQ(layer("top").features[1].a, (Point{1000010, -20}));
+    EXPECT_EQ(layer("top").features[2].a, (Point{2000000, 0}));
+    EXPECT_TRUE(store::find_job("board")->changed);
+    api::unselect_features("board", "pcb", "top");
+    EXPECT_FALSE(api::is_selected("board", "pcb", "top"));
+    api::delete_selected_features("board", "pcb", {"top"});
+    EXPECT_EQ(layer("top").features.size(), 4u);
+    EXPECT_TRUE(api::reverse_select("board", "pcb", "top"));
+    api::delete_selected_features("board", "pcb", {"top"});
+    EXPECT_TRUE(layer("top").features.empty());
+}
+
+TEST_F(ApiEdit, UnknownNamesChangeNothing)
+{
+    api::select_features("board", "pcb", "nosuch");
+    api::select_features("nojob", "pcb", "top");
+    api::select_features("board", "nostep", "top");
+    EXPECT_EQ(edit::count_selected(layer("top")), 0u);
+    api::select_feature_by_id("board", "pcb", "top", {0, 3, 99, -1});
+    api::move_same_layer("board", "pcb", {"top", "nosuch"}, 5, 5);
+    EXPECT_EQ(layer("top").features[0].a, (Point{0, 0})) << "one bad name stops the whole edit";
+    EXPECT_FALSE(api::move_other_layer("board", "pcb", {"top"}, "board", "pcb", "nosuch", false, 0, 0, 0, 0, 0, 0, 0));
+    EXPECT_EQ(layer("top").features.size(), 4u);
+}
+
+TEST_F(ApiEdit, CopyToOtherLayerAboutAnAnchorInTheWorkingUnit)
+{
+    api::select_feature_by_id("board", "pcb", "top", {1});
+    // Mirror about x = 2 mm, turn 90 degrees clockwise, then offset 0.5 mm up.
+    api::copy_features_to_otherLayer("board", "pcb", {"top"}, {"bot"}, true, 0, 500000, 1, 0, 90, 2.0, 0.0);
+    Layer& bot = layer("bot");
+    ASSERT_EQ(bot.features.size(), 1u);
+    // (1, 0) mm mirrored about x=2 is (3, 0); turned clockwise about (2, 0) it is (2, -1); then up 0.5.
+    EXPECT_EQ(bot.features[0].a, (Point{2000000, -500000}));
+    EXPECT_EQ(bot.features[0].polarity, Polarity::Negative);
+    EXPECT_TRUE(bot.features[0].mirror);
+    EXPECT_EQ(bot.symbols[static_cast<size_t>(bot.features[0].symbol)].name, "r200");
+
+    api::set_show_para([] {
+        api::show_param p;
+        p.Units = 1;
+        return p;
+    }());
+    api::copy_features_to_otherLayer("board", "pcb", {"top"}, {"bot"}, false, 0, 0, 0, 0, 0, 0, 0);
+    EXPECT_EQ(bot.features.size(), 2u);
+    EXPECT_EQ(bot.features[1].a, (Point{1000000, 0}));
+}
+
+TEST_F(ApiEdit, MoveToAnotherLayerTakesTheFeaturesAway)
+{
+    api::select_feature_by_id("board", "pcb", "top", {0, 2});
+    EXPECT_TRUE(api::move_other_layer("board", "pcb", {"top"}, "board", "pcb", "bot", false, 100, 0, 0, 0, 0, 0, 0));
+    EXPECT_EQ(layer("top").features.size(), 2u);
+    ASSERT_EQ(layer("bot").features.size(), 2u);
+    EXPECT_EQ(layer("bot").features[1].kind, FeatureKind::Line);
+    EXPECT_EQ(layer("bot").features[1].a, (Point{2000100, 0}));
+}
+
+TEST_F(ApiEdit, TransformAboutDatumOrPointAndDuplicate)
+{
+    api::select_feature_by_id("board", "pcb", "top", {0});
+    // About the step datum (1, 0) mm: (0, 0) turns clockwise to (1, 1).
+    EXPECT_TRUE(api::transform("board", "pcb", "top", 0, true, false, false, false, false, {}, 90, 1, 1, 0, 0, 0, 0));
+    EXPECT_EQ(layer("top").features[0].a, (Point{1000000, 1000000}));
+    EXPECT_EQ(layer("top").features[0].angle, 90);
+    // Duplicated, mirrored in Y about (0, 0): the original stays.
+    EXPECT_TRUE(api::transform("board", "pcb", "top", 1, false, false, false, true, true, {}, 0, 1, 1, 0, 0, 0, 0));
+    ASSERT_EQ(layer("top").features.size(), 5u);
+    EXPECT_EQ(layer("top").features[0].a, (Point{1000000, 1000000}));
+    EXPECT_EQ(layer("top").features[4].a, (Point{1000000, -1000000}));
+    EXPECT_FALSE(api::transform("board", "pcb", "top", 1, false, true, false, false, false, {}, 0, 0, 1, 0, 0, 0, 0));
+}
+
+TEST_F(ApiEdit, PolarityOnEveryFeatureLeavesTheSelectionAsItWas)
+{
+    api::select_feature_by_id("board", "pcb", "top", {3});
+    KESTO::Op::OpPara para;
+    para.job = "board";
+    para.step = "pcb";
+    para.layers = {"top"};
+    para.sel_type = 1;
+    para.polarity = 1;
+    EXPECT_TRUE(api::polarity(para));
+    for (const auto& f : layer("top").features) EXPECT_EQ(f.polarity, Polarity::Negative);
+    EXPECT_EQ(edit::count_selected(layer("top")), 1u);
+    api::modify_attributes("board", "pcb", {"top"}, 0, {{".smd", ""}});
+    EXPECT_EQ(edit::attributes_of(layer("top"), layer("top").features[3]).size(), 1u);
+    api::move_selected_features_index("board", "pcb", {"top"}, false);
+    EXPECT_TRUE(layer("top").features[0].selected);
+}
+
+} // namespace
