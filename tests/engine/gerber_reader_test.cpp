@@ -71,3 +71,202 @@ TEST(GerberReader, ReadsEveryRealCaseCleanly)
 
 } // namespace
 } // namespace kesto
+
+namespace kesto {
+namespace {
+
+const Surface& surface_of(const Layer& layer, const Feature& f) { return layer.surfaces.at(f.body); }
+
+const UserSymbol& user_symbol(const Read& r, const Feature& f)
+{
+    return r.symbols.at(r.layer.symbols.at(std::size_t(f.symbol)).name);
+}
+
+TEST(GerberReader, MacroExpressionsVariablesAndPrimitives)
+{
+    Read r = read_text(
+        "%FSLAX26Y26*%\n%MOMM*%\n"
+        "%AMDONUT*\n0 ring made of two circles*\n$3=$1x2-$2*\n1,1,$3,0,0*\n1,0,($1-$2)/2+0.1,0,0*\n"
+        "20,1,0.2,-1,0,1,0,90*\n22,1,1,0.5,0,0,0*\n4,1,3,0,0,1,0,0,1,0,0*\n5,1,6,0,0,2,30*\n21,0,0.5,0.5,0,0,45*%\n"
+        "%ADD10DONUT,1.5X1*%\nD10*\nX0Y0D03*\nM02*\n");
+    ASSERT_TRUE(r.ok) << messages(r.reports);
+    ASSERT_EQ(r.layer.features.size(), 1u);
+    const Layer& shape = user_symbol(r, r.layer.features[0]).features;
+    ASSERT_EQ(shape.features.size(), 7u);
+    // $3 = 1.5 x 2 - 1 = 2 mm diameter; the second circle (1.5-1)/2+0.1 = 0.35 mm, exposure off.
+    const Contour& outer = shape.surfaces[0].contours[0];
+    EXPECT_EQ(outer.start, (Point{1000000, 0}));
+    EXPECT_TRUE(outer.segments[0].arc);
+    EXPECT_EQ(shape.surfaces[1].contours[0].start, (Point{175000, 0}));
+    EXPECT_EQ(int(shape.features[1].polarity), int(Polarity::Negative));
+    // The vector line turned 90 degrees stands upright: x within the half width.
+    Box line;
+    line.add(shape.surfaces[2].contours[0].start);
+    for (auto& s : shape.surfaces[2].contours[0].segments) line.add(s.end);
+    EXPECT_EQ(line.xmin, -100000);
+    EXPECT_EQ(line.ymax, 1000000);
+    // Islands run clockwise whatever way the file went round.
+    for (std::size_t i = 2; i < 7; ++i) {
+        const Contour& c = shape.surfaces[i].contours[0];
+        double area = 0;
+        Point from = c.start;
+        for (auto& s : c.segments) {
+            area += double(from.x) * double(s.end.y) - double(s.end.x) * double(from.y);
+            from = s.end;
+        }
+        EXPECT_LT(area, 0) << "primitive " << i;
+    }
+    EXPECT_EQ(shape.surfaces[5].contours[0].segments.size(), 6u); // hexagon
+}
+
+TEST(GerberReader, ArcsInBothQuadrantModesAndInRegions)
+{
+    Read r = read_text("%FSLAX26Y26*%\n%MOMM*%\n%ADD10C,0.1*%\nD10*\nG75*\n"
+                       "X1000000Y0D02*\nG03X1000000Y0I-1000000J0D01*\n" // full circle
+                       "G74*\nX0Y0D02*\nG02X1000000Y1000000I1000000J0D01*\n" // a quarter, clockwise
+                       "G02X1000000Y1000000I500000J0D01*\n"                     // zero length: a dot
+                       "G75*\nG36*\nX0Y0D02*\nG01X2000000D01*\nG03X0Y0I-1000000J0D01*\nG37*\nM02*\n");
+    ASSERT_TRUE(r.ok) << messages(r.reports);
+    ASSERT_EQ(r.layer.features.size(), 4u);
+    const Feature& circle = r.layer.features[0];
+    EXPECT_EQ(int(circle.kind), int(FeatureKind::Arc));
+    EXPECT_EQ(circle.a, circle.b);
+    EXPECT_EQ(circle.c, (Point{0, 0}));
+    const Feature& quarter = r.layer.features[1];
+    EXPECT_EQ(quarter.c, (Point{1000000, 0}));
+    EXPECT_TRUE(quarter.cw);
+    EXPECT_EQ(int(r.layer.features[2].kind), int(FeatureKind::Line));
+    const Surface& half_disc = surface_of(r.layer, r.layer.features[3]);
+    ASSERT_EQ(half_disc.contours.size(), 1u);
+    ASSERT_EQ(half_disc.contours[0].segments.size(), 2u);
+    EXPECT_TRUE(half_disc.contours[0].segments[1].arc);
+    EXPECT_EQ(half_disc.contours[0].segments[1].centre, (Point{1000000, 0}));
+}
+
+TEST(GerberReader, BlocksRepeatsAndApertureTransforms)
+{
+    Read r = read_text("%FSLAX26Y26*%\n%MOMM*%\n%ADD10C,1*%\n%ADD11R,2X1*%\n"
+                       "%ABD12*%\nD10*\nX0Y0D03*\n%LPC*%\nD11*\nX1000000Y0D03*\n%AB*%\n"
+                       "%LR90*%\n%LPC*%\nD12*\nX5000000Y5000000D03*\n%LPD*%\n"
+                       "%LMX*%\n%LR0*%\n%LS2*%\nD11*\nX0Y0D03*\n%LMN*%\n%LS1*%\n"
+                       "%SRX3Y2I10J5*%\nD10*\nX0Y0D03*\n%SR*%\nM02*\n");
+    ASSERT_TRUE(r.ok) << messages(r.reports);
+    ASSERT_EQ(r.layer.features.size(), 2u + 1u + 6u);
+    // The block, turned 90 degrees counter-clockwise and flashed clear: its
+    // polarities invert and its second pad moves above the flash point.
+    const Feature& first = r.layer.features[0];
+    const Feature& second = r.layer.features[1];
+    EXPECT_EQ(int(first.polarity), int(Polarity::Negative));
+    EXPECT_EQ(int(second.polarity), int(Polarity::Positive));
+    EXPECT_EQ(second.a, (Point{5000000, 6000000}));
+    EXPECT_DOUBLE_EQ(second.angle, 270); // clockwise degrees
+    // Mirrored and scaled twice: a mirrored 4 x 2 mm rectangle.
+    const Feature& scaled = r.layer.features[2];
+    EXPECT_TRUE(scaled.mirror);
+    EXPECT_EQ(r.layer.symbols[std::size_t(scaled.symbol)].name, "rect4000x2000");
+    // Step and repeat: 3 x 2 copies 10 mm and 5 mm apart.
+    EXPECT_EQ(r.layer.features[3].a, (Point{0, 0}));
+    EXPECT_EQ(r.layer.features[8].a, (Point{20000000, 5000000}));
+}
+
+TEST(GerberReader, DeprecatedCommandsOfOlderFiles)
+{
+    Read r = read_text("G04 old style*\n%FSLAX23Y23*%\n%MOIN*%\n%IPNEG*%\n%INBOARD*%\n%OFA1.0B0*%\n%ADD10C,0.010*%\n"
+                       "G70*\nG91*\nG54D10*\nX1000Y1000D02*\nX1000D01*\nY1000*\nG90*\nM00*\nX5000Y5000D03*\n");
+    ASSERT_TRUE(r.ok) << messages(r.reports);
+    ASSERT_EQ(r.layer.features.size(), 2u); // M00 ends the file
+    const Coord inch = kNmPerInch;
+    EXPECT_EQ(r.layer.features[0].a, (Point{2 * inch, inch}));  // incremental, then offset by A1.0
+    EXPECT_EQ(r.layer.features[0].b, (Point{3 * inch, inch}));
+    EXPECT_EQ(r.layer.features[1].b, (Point{3 * inch, 2 * inch})); // modal D01
+    EXPECT_EQ(r.layer.attributes.at(".image_polarity"), "negative");
+    EXPECT_EQ(r.layer.attributes.at(".image_name"), "BOARD");
+}
+
+TEST(GerberReader, StandardAperturesMapToSymbolsOrUserShapes)
+{
+    Read r = read_text("%FSLAX26Y26*%\n%MOMM*%\n%ADD10C,1*%\n%ADD11C,1X0.5*%\n%ADD12R,1X1*%\n%ADD13O,2X1*%\n"
+                       "%ADD14P,1X6*%\n%ADD15R,2X1X0.5*%\n%ADD16O,1X1*%\n"
+                       "D10*\nD03*\nD11*\nD03*\nD12*\nD03*\nD13*\nD03*\nD14*\nD03*\nD15*\nD03*\nD16*\nD03*\nM02*\n");
+    ASSERT_TRUE(r.ok) << messages(r.reports);
+    std::vector<std::string> names;
+    for (auto& f : r.layer.features) names.push_back(r.layer.symbols[std::size_t(f.symbol)].name);
+    EXPECT_EQ(names[0], "r1000");
+    EXPECT_EQ(names[1], "donut_r1000x500");
+    EXPECT_EQ(names[2], "s1000");
+    EXPECT_EQ(names[3], "oval2000x1000");
+    EXPECT_EQ(names[4].rfind("poly_", 0), 0u);
+    EXPECT_EQ(names[5].rfind("rect_", 0), 0u);
+    EXPECT_EQ(names[6], "r1000");
+    const Layer& hole = user_symbol(r, r.layer.features[5]).features;
+    ASSERT_EQ(hole.surfaces[0].contours.size(), 2u);
+    EXPECT_FALSE(hole.surfaces[0].contours[1].island);
+}
+
+TEST(GerberReader, RectangleStrokesCoverTheirHull)
+{
+    Read r = read_text("%FSLAX26Y26*%\n%MOMM*%\n%ADD10R,2X1*%\nD10*\nX0Y0D02*\nX10000000Y10000000D01*\nM02*\n");
+    ASSERT_TRUE(r.ok);
+    ASSERT_EQ(r.layer.features.size(), 1u);
+    const Contour& hull = surface_of(r.layer, r.layer.features[0]).contours[0];
+    EXPECT_EQ(hull.segments.size(), 6u); // a hexagon
+    Box box;
+    for (auto& s : hull.segments) box.add(s.end);
+    EXPECT_EQ(box.xmin, -1000000);
+    EXPECT_EQ(box.ymax, 10500000);
+}
+
+TEST(GerberReader, BrokenFilesAreReportedByLineAndKeepWhatCanBeRead)
+{
+    Read r = read_text("%FSLAX26Y26*%\n%MOMM*%\n%ADD10C,1*%\nD10*\nX0Y0D03*\n"
+                       "D99*\nX1Y1D03*\n%XYZ*%\n%ADD11Q,1*%\nG36*\nX5Y5D03*\nG37*\nX2000000Y0D03*\n");
+    EXPECT_FALSE(r.ok);
+    ASSERT_GE(r.reports.size(), 4u);
+    EXPECT_EQ(r.reports[0].line, 6);
+    EXPECT_EQ(r.reports[0].file, "test.gbr");
+    EXPECT_NE(r.reports[0].message.find("D99"), std::string::npos);
+    bool unknown = false, macro = false, flash = false, end = false;
+    for (auto& rep : r.reports) {
+        unknown |= rep.line == 8 && rep.message.find("unknown command %XYZ") != std::string::npos;
+        macro |= rep.line == 9 && rep.message.find("undefined macro 'Q'") != std::string::npos;
+        flash |= rep.line == 11 && rep.message.find("inside a region") != std::string::npos;
+        end |= !rep.error && rep.message.find("M02") != std::string::npos;
+    }
+    EXPECT_TRUE(unknown && macro && flash && end) << messages(r.reports);
+    ASSERT_EQ(r.layer.features.size(), 1u); // the aperture was lost with D99
+    EXPECT_EQ(r.layer.features[0].a, (Point{0, 0}));
+}
+
+// Truncated and mutated versions of every case: the reader must neither
+// crash nor claim success without saying what went wrong.
+TEST(GerberReader, SurvivesTruncatedAndMutatedInput)
+{
+    std::uint32_t seed = 12345;
+    auto next = [&seed] { return seed = seed * 1103515245u + 12345u; };
+    const char alphabet[] = "%*XYIJDGM0123456789.-,$()xX/ \nADLPSRABTOF";
+    for (const auto& file : cases(".gbr")) {
+        const std::string text = test::read_file(file);
+        for (std::size_t cut = 0; cut < text.size(); cut += 1 + text.size() / 23) {
+            Read r = read_text(text.substr(0, cut));
+            if (!r.ok) EXPECT_FALSE(r.reports.empty());
+        }
+        for (int round = 0; round < 40; ++round) {
+            std::string mutated = text;
+            for (int k = 0; k < 3; ++k) mutated[next() % mutated.size()] = alphabet[next() % (sizeof alphabet - 1)];
+            Read r = read_text(mutated);
+            if (!r.ok) EXPECT_FALSE(r.reports.empty());
+        }
+    }
+    // Pathological values: huge step and repeat counts, deep expressions, long numbers.
+    for (const std::string& text : {std::string("%FSLAX26Y26*%%MOMM*%%SRX100000Y100000I1J1*%%ADD10C,1*%D10*D03*M02*"),
+                                    std::string("%FSLAX26Y26*%%AMX*1,1,") + std::string(5000, '(') + "1*%%ADD10X*%D10*D03*M02*",
+                                    std::string("%FSLAX26Y26*%%ADD10C,1*%D10*X") + std::string(400, '9') + "D03*M02*",
+                                    std::string("%FSLAX26Y26*%%AMT*7,0,0,1,2,3,0*%%ADD10T*%D10*D03*M02*")}) {
+        Read r = read_text(text);
+        EXPECT_FALSE(r.ok);
+        EXPECT_FALSE(r.reports.empty());
+    }
+}
+
+} // namespace
+} // namespace kesto

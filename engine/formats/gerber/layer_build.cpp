@@ -262,3 +262,21 @@ std::string user_symbol_name(const std::string& base, const Layer& shape)
 }
 
 } // namespace kesto::formats
+
+namespace kesto {
+
+bool save_text(const std::string& path, const std::string& text, Reports& reports)
+{
+    const std::string beside = path + ".kesto-part";
+    std::FILE* file = std::fopen(beside.c_str(), "wb");
+    bool ok = file && std::fwrite(text.data(), 1, text.size(), file) == text.size();
+    if (file) ok = std::fclose(file) == 0 && ok;
+    if (ok) ok = std::rename(beside.c_str(), path.c_str()) == 0;
+    if (!ok) {
+        std::remove(beside.c_str());
+        reports.push_back({path, 0, "cannot write the file", true});
+    }
+    return ok;
+}
+
+} // namespace kesto

@@ -14,6 +14,11 @@ namespace kesto::formats {
 
 using Attributes = std::vector<std::pair<std::string, std::string>>;
 
+// The user-symbol attribute that keeps the Gerber aperture a symbol was read
+// from, lengths in nm: "aperture\nC,1000000,300000" or "macro\n" followed by
+// one evaluated primitive a line. Writers give such a symbol back as it came.
+constexpr const char* kGerberShape = "gerber_shape";
+
 // A length in nanometres as ODB++ symbol names write it: microns, trailing
 // zeros dropped ("254", "12.7").
 std::string micron_text(double nm);

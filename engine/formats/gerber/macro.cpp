@@ -4,6 +4,7 @@
 
 #include <cctype>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 
 namespace kesto::gerber {
@@ -199,7 +200,22 @@ bool parse_macro(const std::string& name, const std::string& body, Macro& macro,
     return true;
 }
 
-bool instantiate(const Macro& macro, std::vector<double> vars, double unit, Layer& shape, std::string& error)
+bool primitive_length(int code, std::size_t i, long vertices)
+{
+    switch (code) {
+    case 1: return i >= 2 && i <= 4;
+    case 2: case 20: return i >= 2 && i <= 6;
+    case 21: case 22: return i >= 2 && i <= 5;
+    case 4: return i >= 3 && i < std::size_t(3 + 2 * (vertices + 1));
+    case 5: return i >= 3 && i <= 5;
+    case 6: return (i >= 1 && i <= 5) || i == 7 || i == 8;
+    case 7: return i >= 1 && i <= 5;
+    default: return false;
+    }
+}
+
+bool instantiate(const Macro& macro, std::vector<double> vars, double unit, Layer& shape, std::string& primitives,
+                 std::string& error)
 {
     Shaper shaper{unit, shape};
     for (const MacroStatement& st : macro.statements) {
@@ -218,6 +234,17 @@ bool instantiate(const Macro& macro, std::vector<double> vars, double unit, Laye
             continue;
         }
         const int code = int(std::lround(v[0]));
+        if (code != 0) {
+            const long vertices = code == 4 && v.size() > 2 ? std::lround(v[2]) : 0;
+            char number[40];
+            std::snprintf(number, sizeof number, "%d", code);
+            primitives += number;
+            for (std::size_t i = 1; i < v.size(); ++i) {
+                std::snprintf(number, sizeof number, ",%.12g", primitive_length(code, i, vertices) ? std::round(v[i] * unit) : v[i]);
+                primitives += number;
+            }
+            primitives += '\n';
+        }
         auto need = [&](std::size_t n) {
             if (v.size() >= n + 1) return true;
             error = "macro " + macro.name + ": primitive " + std::to_string(code) + " needs " + std::to_string(n) +

@@ -28,7 +28,14 @@ bool evaluate(const std::string& expression, const std::vector<double>& variable
 
 // The shape of the macro with these parameters, as surface features of a user
 // symbol (exposure off: negative), lengths scaled by `unit` (nm per file
-// unit). False with `error` set for an unknown primitive or bad modifiers.
-bool instantiate(const Macro& macro, std::vector<double> parameters, double unit, Layer& shape, std::string& error);
+// unit). `primitives` receives the evaluated primitives, one per line
+// ("7,0,0,5000000,...", lengths in nm) so a writer can give them back
+// exactly. False with `error` set for an unknown primitive or bad modifiers.
+bool instantiate(const Macro& macro, std::vector<double> parameters, double unit, Layer& shape,
+                 std::string& primitives, std::string& error);
+
+// Whether modifier `index` (1-based, after the code) of primitive `code` with
+// `vertices` outline vertices is a length.
+bool primitive_length(int code, std::size_t index, long vertices);
 
 } // namespace kesto::gerber

@@ -357,7 +357,8 @@ private:
 
     void interpolate(const Point& target, Coord i, Coord j, int line)
     {
-        const bool arc = interpolation_ != Interpolation::Linear;
+        // A single-quadrant arc that ends where it starts has no length: a dot, not a circle.
+        const bool arc = interpolation_ != Interpolation::Linear && (multi_quadrant_ || target != current_);
         Point centre;
         bool cw = interpolation_ == Interpolation::Clockwise;
         if (arc && !arc_centre(target, i, j, cw, centre, line)) return;
@@ -529,7 +530,7 @@ private:
         else if (a.shape == 'O' && solid) s = arg(0) == arg(1) ? formats::round_symbol(arg(0)) : formats::oval_symbol(arg(0), arg(1));
         if (s.family != SymbolFamily::Unknown) return it->second = builder_.symbol(s);
         Layer shape;
-        std::string base;
+        std::string base, gerber_shape;
         if (a.shape == 'M') {
             std::string why;
             auto m = macros_.find(a.macro);
@@ -537,17 +538,26 @@ private:
                 error(line, "aperture D" + std::to_string(aperture_) + " uses undefined macro " + a.macro);
                 return -1;
             }
-            if (!instantiate(m->second, a.parameters, u, shape, why)) {
+            if (!instantiate(m->second, a.parameters, u, shape, gerber_shape, why)) {
                 error(line, why);
                 return -1;
             }
             base = a.macro;
+            gerber_shape = "macro\n" + gerber_shape;
         } else {
             base = standard_shape(a, u, shape);
+            gerber_shape = std::string("aperture\n") + a.shape;
+            for (std::size_t i = 0; i < p.size(); ++i) {
+                const bool length = a.shape != 'P' || (i != 1 && i != 2);
+                char number[40];
+                std::snprintf(number, sizeof number, ",%.12g", length ? std::round(p[i] * u) : p[i]);
+                gerber_shape += number;
+            }
         }
         UserSymbol user;
         user.name = formats::user_symbol_name(base, shape);
         user.features = std::move(shape);
+        user.attributes[formats::kGerberShape] = gerber_shape;
         Symbol ref;
         ref.family = SymbolFamily::User;
         ref.name = user.name;
@@ -686,20 +696,26 @@ private:
         }
     }
 
+    // A plain decimal number ("-1.25", ".5"); strtod alone would also take
+    // hexadecimal ("0X0.25" is a zero and a separator here) and "inf".
     static bool read_number(const std::string& s, std::size_t& i, double& v)
     {
-        const char* begin = s.c_str() + i;
-        char* end = nullptr;
-        v = std::strtod(begin, &end);
-        if (end == begin || !std::isfinite(v)) return false;
-        i += std::size_t(end - begin);
+        std::size_t j = i;
+        if (j < s.size() && (s[j] == '+' || s[j] == '-')) ++j;
+        const std::size_t digits = j;
+        while (j < s.size() && digit(s[j])) ++j;
+        if (j < s.size() && s[j] == '.') ++j;
+        while (j < s.size() && digit(s[j])) ++j;
+        if (j == digits || (j == digits + 1 && s[digits] == '.')) return false;
+        v = std::strtod(s.substr(i, j - i).c_str(), nullptr);
+        i = j;
         return true;
     }
 
     void parameter(const std::string& c, int line)
     {
         const std::string code = c.substr(0, 2);
-        const std::string rest = c.substr(2);
+        const std::string rest = c.size() > 2 ? c.substr(2) : std::string();
         if (code == "FS") format_statement(rest, line);
         else if (code == "MO") {
             if (rest == "IN") unit_ = kNmPerInch;
@@ -1063,8 +1079,13 @@ private:
 
 bool read(const std::string& text, const ReadOptions& options, Layer& layer, UserSymbols& symbols, Reports& reports)
 {
-    Reader reader(text, options, layer, symbols, reports);
-    return reader.run();
+    try {
+        Reader reader(text, options, layer, symbols, reports);
+        return reader.run();
+    } catch (const std::exception& e) {
+        reports.push_back({options.file_name, 0, std::string("reading stopped: ") + e.what(), true});
+        return false;
+    }
 }
 
 } // namespace kesto::gerber

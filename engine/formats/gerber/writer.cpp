@@ -1,0 +1,606 @@
+// The Gerber X2 writer: one aperture per symbol (and aperture attribute set),
+// aperture macros for shapes RS-274X has no aperture for, aperture blocks for
+// user symbols that a macro cannot express, regions for surfaces, LP for
+// negative features and LM/LR for mirrored and turned pads.
+#include "engine/api/exchange.h"
+#include "engine/formats/gerber/layer_build.h"
+#include "engine/formats/gerber/macro.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <map>
+#include <set>
+
+namespace kesto::gerber {
+
+namespace {
+
+bool aperture_attribute(const std::string& name)
+{
+    return name.rfind(".Aper", 0) == 0 || name == ".DrillTolerance" || name == ".FlashText";
+}
+
+struct Split {
+    formats::Attributes aperture, object;
+};
+
+Split split_attributes(const Layer& layer, const Feature& f)
+{
+    Split s;
+    if (f.attributes == 0 || f.attributes > layer.attribute_sets.size()) return s;
+    for (const AttributeValue& v : layer.attribute_sets[f.attributes - 1]) {
+        if (v.name >= layer.attribute_names.size()) continue;
+        const std::string& name = layer.attribute_names[v.name];
+        (aperture_attribute(name) ? s.aperture : s.object).push_back({name, v.value});
+    }
+    return s;
+}
+
+std::string key_of(const formats::Attributes& a)
+{
+    std::string k;
+    for (auto& [n, v] : a) k += n + '\x1f' + v + '\x1e';
+    return k;
+}
+
+class Writer {
+public:
+    Writer(const UserSymbols& symbols, const WriteOptions& options, Reports& reports)
+        : symbols_(symbols), options_(options), reports_(reports)
+    {
+        unit_ = options.inch ? double(kNmPerInch) : double(kNmPerMm);
+        per_nm_ = std::pow(10.0, options.decimal_digits) / unit_;
+        limit_ = std::pow(10.0, options.integer_digits + options.decimal_digits);
+    }
+
+    bool write(const Layer& layer, std::string& out)
+    {
+        out_.reserve(layer.features.size() * 32 + 1024);
+        out_ += "G04 Written by the Kesto CAM engine*\n";
+        out_ += "%TF.GenerationSoftware,Kesto,CAM engine,1*%\n";
+        for (auto& [name, value] : layer.attributes) {
+            if (name == ".GenerationSoftware") continue;
+            if (name == ".image_name") out_ += "%IN" + value + "*%\n";
+            else if (name == ".layer_name") out_ += "%LN" + value + "*%\n";
+            else if (name == ".image_polarity") out_ += value == "negative" ? "%IPNEG*%\n" : "";
+            else out_ += "%TF" + name + (value.empty() ? "" : "," + value) + "*%\n";
+        }
+        char fs[64];
+        std::snprintf(fs, sizeof fs, "%%FSLAX%d%dY%d%d*%%\n", options_.integer_digits, options_.decimal_digits,
+                      options_.integer_digits, options_.decimal_digits);
+        out_ += fs;
+        out_ += options_.inch ? "%MOIN*%\n" : "%MOMM*%\n";
+        define_apertures(layer, 0);
+        reset_state();
+        out_ += "G75*\n";
+        features(layer, 0);
+        if (!object_key_.empty() || !region_key_.empty()) out_ += "%TD*%\n";
+        out_ += "M02*\n";
+        out.swap(out_);
+        return ok_;
+    }
+
+private:
+    void fail(const std::string& what)
+    {
+        ok_ = false;
+        if (reports_.size() < 1000) reports_.push_back({"", 0, what, true});
+    }
+
+    // ------------------------------------------------------------ numbers
+    void coordinate(char axis, Coord nm)
+    {
+        const double v = std::round(double(nm) * per_nm_);
+        if (std::abs(v) >= limit_) {
+            fail("coordinate " + std::to_string(nm) + " nm does not fit the number format");
+        }
+        char buffer[32];
+        buffer[0] = axis;
+        auto r = std::to_chars(buffer + 1, buffer + sizeof buffer, std::int64_t(v));
+        out_.append(buffer, std::size_t(r.ptr - buffer));
+    }
+
+    std::string size(double nm) const
+    {
+        char buffer[64];
+        std::snprintf(buffer, sizeof buffer, "%.*f", options_.inch ? 7 : 6, nm / unit_);
+        std::string s = buffer;
+        while (s.size() > 1 && s.back() == '0') s.pop_back();
+        if (s.back() == '.') s += '0';
+        return s;
+    }
+
+    // ------------------------------------------------------------ apertures
+    // The D code of a symbol drawn with these aperture attributes.
+    int aperture(const Layer& layer, int symbol, const formats::Attributes& attributes, int depth)
+    {
+        if (symbol < 0 || std::size_t(symbol) >= layer.symbols.size()) {
+            fail("feature with no symbol");
+            return -1;
+        }
+        const Symbol& s = layer.symbols[std::size_t(symbol)];
+        const std::string key = s.name + '\x1d' + key_of(attributes);
+        auto found = apertures_.find(key);
+        if (found != apertures_.end()) return found->second;
+        std::string shape = standard_aperture(s);
+        int d = -1;
+        if (shape.empty()) {
+            if (s.family == SymbolFamily::User) d = user_aperture(s.name, attributes, depth);
+            else if (std::string body = standard_macro(s); !body.empty()) shape = macro(s.name, body);
+            else fail("symbol " + s.name + " has no Gerber aperture yet; its features are left out");
+        }
+        if (!shape.empty()) {
+            d = next_dcode_++;
+            for (auto& [n, v] : attributes) out_ += "%TA" + n + (v.empty() ? "" : "," + v) + "*%\n";
+            out_ += "%ADD" + std::to_string(d) + shape + "*%\n";
+            if (!attributes.empty()) out_ += "%TD*%\n";
+        }
+        return apertures_[key] = d;
+    }
+
+    std::string standard_aperture(const Symbol& s)
+    {
+        const auto& p = s.p;
+        switch (s.family) {
+        case SymbolFamily::Round:
+        case SymbolFamily::Hole: return "C," + size(p[0]);
+        case SymbolFamily::Square: return "R," + size(p[0]) + "X" + size(p[0]);
+        case SymbolFamily::Rect: return "R," + size(p[0]) + "X" + size(p[1]);
+        case SymbolFamily::Oval: return "O," + size(p[0]) + "X" + size(p[1]);
+        case SymbolFamily::RoundDonut: return "C," + size(p[0]) + "X" + size(p[1]);
+        default: return {};
+        }
+    }
+
+    std::string macro(const std::string& name, const std::string& body)
+    {
+        std::string macro_name;
+        for (char c : name) macro_name += std::isalnum(static_cast<unsigned char>(c)) || c == '_' ? c : '_';
+        macro_name = "K" + std::to_string(macros_++) + "_" + macro_name;
+        out_ += "%AM" + macro_name + "*\n" + body + "%\n";
+        return macro_name;
+    }
+
+    std::string polygon_primitive(const std::vector<std::pair<double, double>>& points, bool exposure)
+    {
+        std::string body = "4," + std::string(exposure ? "1," : "0,") + std::to_string(points.size());
+        for (auto& [x, y] : points) body += "," + size(x) + "," + size(y);
+        body += "," + size(points[0].first) + "," + size(points[0].second) + ",0*\n";
+        return body;
+    }
+
+    // Macros for the standard symbols RS-274X has no aperture for.
+    std::string standard_macro(const Symbol& s)
+    {
+        const double w = s.p[0] / 2, h = s.p[1] / 2;
+        switch (s.family) {
+        case SymbolFamily::Diamond: return polygon_primitive({{w, 0}, {0, h}, {-w, 0}, {0, -h}}, true);
+        case SymbolFamily::Triangle: return polygon_primitive({{-w, -h}, {w, -h}, {0, h}}, true);
+        case SymbolFamily::Octagon: {
+            const double c = s.p[2];
+            return polygon_primitive({{w, h - c}, {w - c, h}, {c - w, h}, {-w, h - c}, {-w, c - h}, {c - w, -h}, {w - c, -h}, {w, c - h}}, true);
+        }
+        case SymbolFamily::HexLong: {
+            const double r = s.p[2];
+            return polygon_primitive({{w, 0}, {w - r, h}, {r - w, h}, {-w, 0}, {r - w, -h}, {w - r, -h}}, true);
+        }
+        case SymbolFamily::HexShort: {
+            const double r = s.p[2];
+            return polygon_primitive({{0, h}, {-w, h - r}, {-w, r - h}, {0, -h}, {w, r - h}, {w, h - r}}, true);
+        }
+        case SymbolFamily::RectChamfered: {
+            if (s.corners != kAllCorners) return {};
+            const double c = s.p[2];
+            return polygon_primitive({{w, h - c}, {w - c, h}, {c - w, h}, {-w, h - c}, {-w, c - h}, {c - w, -h}, {w - c, -h}, {w, c - h}}, true);
+        }
+        case SymbolFamily::RectRounded: {
+            if (s.corners != kAllCorners) return {};
+            const double r = std::min(s.p[2], std::min(w, h));
+            std::string body = "21,1," + size(2 * w) + "," + size(2 * (h - r)) + ",0,0,0*\n";
+            body += "21,1," + size(2 * (w - r)) + "," + size(2 * h) + ",0,0,0*\n";
+            for (int sx : {1, -1})
+                for (int sy : {1, -1})
+                    body += "1,1," + size(2 * r) + "," + size(sx * (w - r)) + "," + size(sy * (h - r)) + "*\n";
+            return body;
+        }
+        case SymbolFamily::SquareDonut: {
+            const double o = s.p[0] / 2, i = s.p[1] / 2;
+            return polygon_primitive({{-o, -o}, {o, -o}, {o, o}, {-o, o}}, true) +
+                   polygon_primitive({{-i, -i}, {i, -i}, {i, i}, {-i, i}}, false);
+        }
+        default: return {};
+        }
+    }
+
+    // A user symbol: a macro when all of it is circles and straight outlines
+    // (exposure off clears only inside the aperture, as in the symbol), else a block.
+    int user_aperture(const std::string& name, const formats::Attributes& attributes, int depth)
+    {
+        auto found = symbols_.find(name);
+        if (found == symbols_.end()) {
+            fail("user symbol " + name + " is not in the job");
+            return -1;
+        }
+        const Layer& shape = found->second.features;
+        std::string body;
+        auto kept = found->second.attributes.find(formats::kGerberShape);
+        if (kept != found->second.attributes.end()) {
+            std::string shape_text = kept_shape(kept->second);
+            if (!shape_text.empty()) {
+                const int d = next_dcode_++;
+                for (auto& [n, v] : attributes) out_ += "%TA" + n + (v.empty() ? "" : "," + v) + "*%\n";
+                out_ += "%ADD" + std::to_string(d) + shape_text + "*%\n";
+                if (!attributes.empty()) out_ += "%TD*%\n";
+                return d;
+            }
+        }
+        if (macro_body(shape, body)) {
+            const std::string macro_name = macro(name, body);
+            const int d = next_dcode_++;
+            for (auto& [n, v] : attributes) out_ += "%TA" + n + (v.empty() ? "" : "," + v) + "*%\n";
+            out_ += "%ADD" + std::to_string(d) + macro_name + "*%\n";
+            if (!attributes.empty()) out_ += "%TD*%\n";
+            return d;
+        }
+        if (depth > 20) {
+            fail("user symbol " + name + " nests too deep");
+            return -1;
+        }
+        define_apertures(shape, depth + 1);
+        const int d = next_dcode_++;
+        out_ += "%ABD" + std::to_string(d) + "*%\n";
+        reset_state();
+        features(shape, depth + 1);
+        restore_defaults();
+        out_ += "%AB*%\n";
+        reset_state();
+        return d;
+    }
+
+    // The aperture a symbol was read from, in this file's units; empty when
+    // the kept text cannot be read.
+    std::string kept_shape(const std::string& kept)
+    {
+        const std::size_t newline = kept.find('\n');
+        const std::string kind = kept.substr(0, newline);
+        const std::string rest = newline == std::string::npos ? std::string() : kept.substr(newline + 1);
+        if (kind == "aperture" && rest.size() > 2 && rest[1] == ',') {
+            std::string text = rest.substr(0, 2);
+            std::size_t i = 2;
+            for (int index = 0; i < rest.size(); ++index) {
+                char* end = nullptr;
+                const double v = std::strtod(rest.c_str() + i, &end);
+                if (end == rest.c_str() + i) return {};
+                const bool length = rest[0] != 'P' || (index != 1 && index != 2);
+                if (index) text += 'X';
+                text += length ? size(v) : number(v);
+                i = std::size_t(end - rest.c_str());
+                if (i < rest.size() && rest[i] == ',') ++i;
+            }
+            return text;
+        }
+        if (kind != "macro") return {};
+        std::string body;
+        std::size_t from = 0;
+        while (from < rest.size()) {
+            std::size_t end = rest.find('\n', from);
+            if (end == std::string::npos) end = rest.size();
+            std::vector<double> v;
+            for (std::size_t i = from; i < end;) {
+                char* stop = nullptr;
+                v.push_back(std::strtod(rest.c_str() + i, &stop));
+                if (stop == rest.c_str() + i) return {};
+                i = std::size_t(stop - rest.c_str());
+                if (i < end && rest[i] == ',') ++i;
+            }
+            from = end + 1;
+            if (v.empty()) continue;
+            const int code = int(v[0]);
+            const long vertices = code == 4 && v.size() > 2 ? long(v[2]) : 0;
+            body += number(v[0]);
+            for (std::size_t i = 1; i < v.size(); ++i)
+                body += "," + (primitive_length(code, i, vertices) ? size(v[i]) : number(v[i]));
+            body += "*\n";
+        }
+        return body.empty() ? std::string() : macro("shape", body);
+    }
+
+    static std::string number(double v)
+    {
+        char buffer[40];
+        std::snprintf(buffer, sizeof buffer, "%.10g", v);
+        return buffer;
+    }
+
+    bool macro_body(const Layer& shape, std::string& body)
+    {
+        for (const Feature& f : shape.features) {
+            if (f.kind != FeatureKind::Surface || f.body >= shape.surfaces.size()) return false;
+            const bool dark = f.polarity == Polarity::Positive;
+            for (const Contour& c : shape.surfaces[f.body].contours) {
+                const bool exposure = dark == c.island;
+                if (c.segments.size() == 2 && c.segments[0].arc && c.segments[1].arc &&
+                    c.segments[0].centre == c.segments[1].centre && c.segments[1].end == c.start) {
+                    const Point m = c.segments[0].centre;
+                    const double r = std::hypot(double(c.start.x - m.x), double(c.start.y - m.y));
+                    body += std::string("1,") + (exposure ? "1," : "0,") + size(2 * r) + "," + size(double(m.x)) + "," +
+                            size(double(m.y)) + "*\n";
+                    continue;
+                }
+                std::vector<std::pair<double, double>> points;
+                const double fit = vertex_budget(c);
+                Point from = c.start;
+                for (const Segment& s : c.segments) {
+                    if (s.arc) arc_points(from, s, fit, points);
+                    points.push_back({double(s.end.x), double(s.end.y)});
+                    from = s.end;
+                }
+                if (points.size() >= 2 && points.back() == std::make_pair(double(c.start.x), double(c.start.y))) points.pop_back();
+                if (points.size() < 2) continue;
+                std::vector<std::pair<double, double>> closed = {{double(c.start.x), double(c.start.y)}};
+                closed.insert(closed.end(), points.begin(), points.end());
+                body += polygon_primitive(closed, exposure);
+            }
+        }
+        return !body.empty();
+    }
+
+    static int arc_steps(const Point& from, const Segment& s, double& radius, double& start, double& sweep)
+    {
+        const double cx = double(s.centre.x), cy = double(s.centre.y);
+        radius = std::hypot(double(from.x) - cx, double(from.y) - cy);
+        start = std::atan2(double(from.y) - cy, double(from.x) - cx);
+        const double end = std::atan2(double(s.end.y) - cy, double(s.end.x) - cx);
+        sweep = s.cw ? start - end : end - start;
+        while (sweep <= 1e-12) sweep += 2 * M_PI;
+        const double step = radius > 1000 ? 2 * std::acos(1 - 1000.0 / radius) : M_PI / 2; // 1 micron off the curve
+        return std::max(2, std::min(3600, int(std::ceil(sweep / std::max(step, 1e-4)))));
+    }
+
+    // Common viewers take at most 102 numbers per macro primitive, so an
+    // outline keeps to 47 vertices when its arcs allow: the factor by which
+    // the arcs' steps shrink to fit.
+    static double vertex_budget(const Contour& c)
+    {
+        int straight = 0, curved = 0;
+        Point from = c.start;
+        for (const Segment& s : c.segments) {
+            ++straight;
+            if (s.arc) {
+                double r, a, w;
+                curved += arc_steps(from, s, r, a, w) - 1;
+            }
+            from = s.end;
+        }
+        if (straight + curved <= 47 || curved == 0) return 1;
+        return std::max(0.0, double(47 - straight)) / curved;
+    }
+
+    // The inner points of an arc, within 1 micron of the true curve unless `fit` asks for fewer.
+    static void arc_points(const Point& from, const Segment& s, double fit, std::vector<std::pair<double, double>>& points)
+    {
+        double r, a0, sweep;
+        const int wanted = arc_steps(from, s, r, a0, sweep);
+        const int n = std::max(2, int(std::floor((wanted - 1) * fit)) + 1);
+        const double cx = double(s.centre.x), cy = double(s.centre.y);
+        for (int i = 1; i < n; ++i) {
+            const double a = a0 + (s.cw ? -1 : 1) * sweep * i / n;
+            points.push_back({cx + r * std::cos(a), cy + r * std::sin(a)});
+        }
+    }
+
+    void define_apertures(const Layer& layer, int depth)
+    {
+        for (const Feature& f : layer.features)
+            if (f.kind == FeatureKind::Pad || f.kind == FeatureKind::Line || f.kind == FeatureKind::Arc)
+                aperture(layer, f.symbol, split_attributes(layer, f).aperture, depth);
+    }
+
+    // ------------------------------------------------------------ features
+    // The graphics state at the start of the file and of every block: dark,
+    // no mirroring, no rotation. The D code and interpolation are unknown.
+    void reset_state()
+    {
+        dcode_ = -1;
+        dark_ = 1;
+        mirror_ = 0;
+        angle_ = 0;
+        interpolation_ = 0;
+        object_key_.clear();
+        region_key_.clear();
+        at_known_ = false;
+    }
+
+    void restore_defaults()
+    {
+        polarity(Polarity::Positive);
+        orientation(false, 0);
+        if (!object_key_.empty() || !region_key_.empty()) out_ += "%TD*%\n";
+        object_key_.clear();
+        region_key_.clear();
+    }
+
+    void polarity(Polarity p)
+    {
+        const int dark = p == Polarity::Positive;
+        if (dark == dark_) return;
+        out_ += dark ? "%LPD*%\n" : "%LPC*%\n";
+        dark_ = dark;
+    }
+
+    void orientation(bool mirror, double angle)
+    {
+        if (int(mirror) != mirror_) {
+            out_ += mirror ? "%LMX*%\n" : "%LMN*%\n";
+            mirror_ = mirror;
+        }
+        if (angle != angle_) {
+            double ccw = std::fmod(360 - angle, 360.0);
+            char buffer[48];
+            std::snprintf(buffer, sizeof buffer, "%%LR%.6g*%%\n", ccw);
+            out_ += buffer;
+            angle_ = angle;
+        }
+    }
+
+    void attributes(const formats::Attributes& object, const formats::Attributes* region)
+    {
+        const std::string okey = key_of(object);
+        const std::string rkey = region ? key_of(*region) : std::string();
+        if (okey == object_key_ && (region == nullptr || rkey == region_key_)) return;
+        if (!object_key_.empty() || !region_key_.empty()) out_ += "%TD*%\n";
+        if (region)
+            for (auto& [n, v] : *region) out_ += "%TA" + n + (v.empty() ? "" : "," + v) + "*%\n";
+        for (auto& [n, v] : object) out_ += "%TO" + n + (v.empty() ? "" : "," + v) + "*%\n";
+        object_key_ = okey;
+        region_key_ = region ? rkey : std::string();
+    }
+
+    void select(int d)
+    {
+        if (d == dcode_) return;
+        out_ += "D" + std::to_string(d) + "*\n";
+        dcode_ = d;
+    }
+
+    void mode(int g)
+    {
+        if (g == interpolation_) return;
+        out_ += g == 1 ? "G01*\n" : g == 2 ? "G02*\n" : "G03*\n";
+        interpolation_ = g;
+    }
+
+    void move(const Point& p)
+    {
+        coordinate('X', p.x);
+        coordinate('Y', p.y);
+        out_ += "D02*\n";
+        at_ = p;
+        at_known_ = true;
+    }
+
+    void draw(const Point& from, const Point& to, const Point* centre, bool cw)
+    {
+        if (!at_known_ || at_ != from) move(from);
+        mode(centre ? (cw ? 2 : 3) : 1);
+        coordinate('X', to.x);
+        coordinate('Y', to.y);
+        if (centre) {
+            coordinate('I', centre->x - from.x);
+            coordinate('J', centre->y - from.y);
+        }
+        out_ += "D01*\n";
+        at_ = to;
+    }
+
+    void contour(const Contour& c)
+    {
+        Point from = c.start;
+        for (const Segment& s : c.segments) {
+            draw(from, s.end, s.arc ? &s.centre : nullptr, s.cw);
+            from = s.end;
+        }
+        if (from != c.start) draw(from, c.start, nullptr, false);
+    }
+
+    void features(const Layer& layer, int depth)
+    {
+        std::size_t skipped_texts = 0;
+        for (const Feature& f : layer.features) {
+            const Split attrs = split_attributes(layer, f);
+            switch (f.kind) {
+            case FeatureKind::Pad: {
+                const int d = aperture(layer, f.symbol, attrs.aperture, depth);
+                if (d < 0) break;
+                attributes(attrs.object, nullptr);
+                polarity(f.polarity);
+                orientation(f.mirror, f.angle);
+                select(d);
+                coordinate('X', f.a.x);
+                coordinate('Y', f.a.y);
+                out_ += "D03*\n";
+                at_ = f.a;
+                at_known_ = true;
+                break;
+            }
+            case FeatureKind::Line:
+            case FeatureKind::Arc: {
+                const Symbol* s = f.symbol >= 0 && std::size_t(f.symbol) < layer.symbols.size() ? &layer.symbols[std::size_t(f.symbol)] : nullptr;
+                const bool round = s && s->family == SymbolFamily::Round;
+                const bool square = s && (s->family == SymbolFamily::Square || s->family == SymbolFamily::Rect);
+                if (!round && !(square && f.kind == FeatureKind::Line)) {
+                    fail(std::string(f.kind == FeatureKind::Arc ? "arc" : "line") + " drawn with symbol " +
+                         (s ? s->name : "?") + ": Gerber draws only with round (and, for lines, square) apertures");
+                    break;
+                }
+                const int d = aperture(layer, f.symbol, attrs.aperture, depth);
+                if (d < 0) break;
+                attributes(attrs.object, nullptr);
+                polarity(f.polarity);
+                orientation(false, 0);
+                select(d);
+                draw(f.a, f.b, f.kind == FeatureKind::Arc ? &f.c : nullptr, f.cw);
+                break;
+            }
+            case FeatureKind::Surface: {
+                if (f.body >= layer.surfaces.size()) break;
+                attributes(attrs.object, &attrs.aperture);
+                polarity(f.polarity);
+                out_ += "G36*\n";
+                // A hole joins its island by a cut-in line out and back.
+                const auto& contours = layer.surfaces[f.body].contours;
+                for (std::size_t i = 0; i < contours.size();) {
+                    const Contour& island = contours[i++];
+                    at_known_ = false;
+                    contour(island);
+                    while (i < contours.size() && !contours[i].island) {
+                        draw(island.start, contours[i].start, nullptr, false);
+                        contour(contours[i]);
+                        draw(contours[i].start, island.start, nullptr, false);
+                        ++i;
+                    }
+                }
+                out_ += "G37*\n";
+                at_known_ = false;
+                break;
+            }
+            case FeatureKind::Text:
+            case FeatureKind::Barcode: ++skipped_texts; break;
+            }
+        }
+        if (skipped_texts)
+            fail(std::to_string(skipped_texts) + " text or barcode features are not written: Gerber output of texts needs their strokes");
+    }
+
+    const UserSymbols& symbols_;
+    const WriteOptions& options_;
+    Reports& reports_;
+    std::string out_;
+    bool ok_ = true;
+    double unit_ = 0, per_nm_ = 0, limit_ = 0;
+    std::map<std::string, int> apertures_;
+    int next_dcode_ = 10;
+    int macros_ = 0;
+
+    int dcode_ = -1, dark_ = 1, mirror_ = 0, interpolation_ = 0;
+    double angle_ = 0;
+    std::string object_key_, region_key_;
+    Point at_;
+    bool at_known_ = false;
+};
+
+} // namespace
+
+bool write(const Layer& layer, const UserSymbols& symbols, const WriteOptions& options, std::string& text, Reports& reports)
+{
+    if (options.integer_digits < 1 || options.integer_digits > 6 || options.decimal_digits < 4 || options.decimal_digits > 6) {
+        reports.push_back({"", 0, "number format " + std::to_string(options.integer_digits) + "." +
+                                      std::to_string(options.decimal_digits) + " is outside 1-6 . 4-6", true});
+        return false;
+    }
+    Writer w(symbols, options, reports);
+    return w.write(layer, text);
+}
+
+} // namespace kesto::gerber
