@@ -262,7 +262,12 @@ struct Analysis {
         info.sort_value = info.measure_value;
         info.layer_for_analysis = names[layer];
         info.level = finding_level(limits, item, value);
-        if (info.values.empty()) set_values_from_geometry(info);
+        // Marker numbers and the measured value in nanometres, then whatever
+        // the item adds (a hole table its count).
+        std::vector<std::int64_t> extra = std::move(info.values);
+        set_values_from_geometry(info);
+        info.values.push_back(value);
+        info.values.insert(info.values.end(), extra.begin(), extra.end());
         for (const auto& f : info.features)
             if (!f.symbolname.empty()) info.symbol_names.push_back(f.symbolname);
         auto& levels = out.result[names[layer]].items[drill_check_item(item)];
@@ -335,8 +340,7 @@ struct Analysis {
             info.shape = KESTO::API::MarkerRect;
             const Box2 b{e.box.xmin, e.box.ymin, e.box.xmax, e.box.ymax};
             info.geometry = box_geometry(b);
-            set_values_from_geometry(info);
-            info.values.push_back(e.count);
+            info.values = {e.count};
             add(layer, item, size, std::move(info));
         }
 
