@@ -349,6 +349,9 @@ struct Analysis {
             const Layer& layer = *layers[l];
             for (std::uint32_t i = 0; i < layer.features.size(); ++i) {
                 const Feature& f = layer.features[i];
+                const bool drillable = (f.kind == FeatureKind::Pad || f.kind == FeatureKind::Line) &&
+                                       round_diameter(symbol_of(layer, f)) > 0;
+                if (drillable) continue;
                 const Box2 b = feature_box(layer, f);
                 check_info info = about({{l, i}});
                 if (f.kind == FeatureKind::Text) {
@@ -361,11 +364,8 @@ struct Analysis {
                 info.shape = KESTO::API::MarkerRect;
                 info.geometry = box_geometry(b);
                 const Coord size = std::min(b.xmax - b.xmin, b.ymax - b.ymin);
-                if (f.kind == FeatureKind::Pad || f.kind == FeatureKind::Line) {
-                    if (round_diameter(symbol_of(layer, f)) <= 0) add(l, KESTO::API::NonStandardSymbol, size, std::move(info));
-                } else {
-                    add(l, KESTO::API::NonStandardFeature, size, std::move(info));
-                }
+                const bool symbol_fault = f.kind == FeatureKind::Pad || f.kind == FeatureKind::Line;
+                add(l, symbol_fault ? KESTO::API::NonStandardSymbol : KESTO::API::NonStandardFeature, size, std::move(info));
             }
         }
     }
