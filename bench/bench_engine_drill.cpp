@@ -55,7 +55,7 @@ std::unique_ptr<Job> drilled_board(int holes)
 
 void BM_DrillAnalysis(benchmark::State& state)
 {
-    const auto job = drilled_board(int(state.range(0)));
+    auto job = drilled_board(int(state.range(0)));
     drc::DrillOptions o;
     o.hole_size = o.hole_separation = true;
     o.use_pth = o.use_npth = o.use_via = true;

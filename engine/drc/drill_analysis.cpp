@@ -241,8 +241,8 @@ void arc_chords(const Feature& f, Coord r, std::uint32_t group, std::vector<Caps
 }
 
 struct Analysis {
-    const Job& job;
-    const Step& step;
+    Job& job;
+    Step& step;
     const std::vector<std::string>& names;
     const DrillOptions& options;
     const LevelLimits& limits;
@@ -288,16 +288,14 @@ struct Analysis {
     void collect()
     {
         for (std::uint32_t l = 0; l < names.size(); ++l) {
-            const MatrixRow* row = store::find_row(job, names[l]);
-            auto it = step.layers.find(names[l]);
-            if (!row || it == step.layers.end()) {
-                layers.push_back(nullptr);
-                out.notes.push_back("layer " + names[l] + " is not a layer of step " + step.name + "; skipped");
+            const Layer* found = store::find_layer(job, step, names[l]);
+            layers.push_back(found);
+            if (!found) {
+                out.notes.push_back("layer " + names[l] + " is not a layer of job " + job.name + "; skipped");
                 continue;
             }
-            layers.push_back(&it->second);
             out.result[names[l]];
-            const Layer& layer = it->second;
+            const Layer& layer = *found;
             for (std::uint32_t i = 0; i < layer.features.size(); ++i) {
                 const Feature& f = layer.features[i];
                 if (f.kind != FeatureKind::Pad && f.kind != FeatureKind::Line) continue;
@@ -448,9 +446,8 @@ struct Analysis {
             }
         const std::size_t hole_caps = caps.size();
         for (const MatrixRow& row : job.rows) {
-            auto it = step.layers.find(row.name);
-            if (row.context != "BOARD" || row.type != "ROUT" || it == step.layers.end()) continue;
-            const Layer& layer = it->second;
+            if (row.context != "BOARD" || row.type != "ROUT") continue;
+            const Layer& layer = *store::find_layer(job, step, row.name);
             const std::uint32_t rl = std::uint32_t(rout_names.size());
             rout_names.push_back(row.name);
             rout_layers.push_back(&layer);
@@ -503,7 +500,7 @@ struct Analysis {
     {
         std::vector<const MatrixRow*> rows;
         for (const MatrixRow& row : job.rows)
-            if (row.context == "BOARD" && is_copper_type(row.type) && step.layers.count(row.name)) rows.push_back(&row);
+            if (row.context == "BOARD" && is_copper_type(row.type)) rows.push_back(&row);
         std::sort(rows.begin(), rows.end(), [](const MatrixRow* a, const MatrixRow* b) { return a->row < b->row; });
         return rows;
     }
@@ -520,8 +517,8 @@ struct Analysis {
         std::uint32_t first = 0;
         while (first < layers.size() && !layers[first]) ++first;
         if (first == layers.size()) return;
-        const Layer& top = step.layers.at(rows.front()->name);
-        const Layer& bottom = step.layers.at(rows.back()->name);
+        const Layer& top = *store::find_layer(job, step, rows.front()->name);
+        const Layer& bottom = *store::find_layer(job, step, rows.back()->name);
         std::vector<Point> bottom_pads;
         for (const Feature& f : bottom.features)
             if (f.kind == FeatureKind::Pad && f.polarity == Polarity::Positive) bottom_pads.push_back(f.a);
@@ -566,7 +563,7 @@ struct Analysis {
         std::map<std::string, BoxIndex> copper;
         std::vector<std::vector<std::pair<const Feature*, const Layer*>>> owners(rows.size());
         for (std::size_t r = 0; r < rows.size(); ++r) {
-            const Layer& layer = step.layers.at(rows[r]->name);
+            const Layer& layer = *store::find_layer(job, step, rows[r]->name);
             BoxIndex& index = copper.emplace(rows[r]->name, BoxIndex(kNmPerMm)).first->second;
             for (const Feature& f : layer.features) {
                 if (f.polarity != Polarity::Positive || f.kind == FeatureKind::Text) continue;
@@ -652,7 +649,7 @@ std::array<Coord, 2> symbol_extent(const Symbol& s, double angle)
     return {Coord(std::llround(w * c + h * sn)), Coord(std::llround(w * sn + h * c))};
 }
 
-DrillAnalysis analyse_drill(const Job& job, const Step& step, const std::vector<std::string>& layers,
+DrillAnalysis analyse_drill(Job& job, Step& step, const std::vector<std::string>& layers,
                             const DrillOptions& options, const LevelLimits& limits,
                             KESTO::COMMON::progress_value<int>* progress)
 {
