@@ -292,7 +292,10 @@ void JWAnalysisFilter::getFilterResult4All(int start, int count, std::vector<che
                                            const std::vector<check_info>& lv1, const std::vector<check_info>& lv2,
                                            const std::vector<check_info>& lv3, const std::vector<check_info>& lv4)
 {
-    if (count > 0) out.reserve(std::size_t(count));
+    // The page's places, but never more than the lists still hold: the count
+    // comes from the host.
+    const std::size_t total = lv1.size() + lv2.size() + lv3.size() + lv4.size();
+    if (count > 0 && std::size_t(start) < total) out.reserve(std::min(std::size_t(count), total - std::size_t(start)));
     std::size_t skip = std::size_t(start);
     std::size_t want = count > 0 ? std::size_t(count) : 0;
     for (const std::vector<check_info>* list : {&lv1, &lv2, &lv3, &lv4}) {

@@ -287,3 +287,22 @@ TEST(DrcCapsules, NearPairsMatchesBruteForce)
         EXPECT_GT(expected.size(), 100u);
     }
 }
+
+TEST(DrcDrillProgress, StagesAreCountedAndAHostCanCancel)
+{
+    JobBuilder b("progress");
+    Layer& drill = b.layer("drill", "DRILL");
+    JobBuilder::pad(drill, JobBuilder::round(drill, 300), 0, 0);
+    KESTO::COMMON::progress_value<int> progress;
+    analyse_drill(b.job, b.job.steps["pcb"], {"drill"}, all_tests(), {}, &progress);
+    EXPECT_GT(progress.total.load(), 1);
+    EXPECT_EQ(progress.done.load(), progress.total.load());
+
+    KESTO::COMMON::progress_value<int> cancelled;
+    cancelled.cancel = true;
+    const DrillAnalysis a = analyse_drill(b.job, b.job.steps["pcb"], {"drill"}, all_tests(), {}, &cancelled);
+    EXPECT_TRUE(a.result.empty());
+    EXPECT_NE(std::find_if(a.notes.begin(), a.notes.end(),
+                           [](const std::string& n) { return n.find("cancelled") != std::string::npos; }),
+              a.notes.end());
+}

@@ -95,6 +95,7 @@ TEST(DrcPager, LevelFourRunsThroughTheListsInLevelOrder)
     EXPECT_EQ(numbers(f.getFilterResult(uuid, one_item("Touching Holes", 4, 4, 1))), (std::vector<int>{5, 6, 7, 8}));
     EXPECT_EQ(numbers(f.getFilterResult(uuid, one_item("Touching Holes", 4, 4, 2))), (std::vector<int>{9, 10}));
     EXPECT_EQ(f.getFilterResult(uuid, one_item("Touching Holes", 4, 4, 3)), "");
+    EXPECT_EQ(numbers(f.getFilterResult(uuid, one_item("Touching Holes", 4, 2000000000, 0))).size(), 10u);
     // Every finding of a level-4 page says 4, whichever list it came from.
     const Json::Value page = parse(f.getFilterResult(uuid, one_item("Touching Holes", 4, 4, 2)));
     EXPECT_EQ(page[0]["filter_result"][0]["check_info_list"][1]["LevelofCheckInfo"].asInt(), 4);
@@ -201,6 +202,19 @@ TEST(DrcPager, TenSetsAreCachedAndTheOldestGoesFirst)
         // ... and still answer pages after many evictions.
         for (int i = 0; i < 12; ++i) f.createCache(2, drill_run());
         EXPECT_EQ(numbers(f.getFilterResult(extra, one_item("Close Holes", 0, 1, 0))), (std::vector<int>{1}));
+
+        // A uuid cached for two kinds leaves the signal-layer cache first.
+        const std::string both = drill_run();
+        f.createCache(1, both);
+        f.createCache(2, both);
+        while (f.getCacheOrder().front() != both) f.removeCache();
+        f.removeCache();
+        EXPECT_EQ(f.getCacheOrder().front(), both);
+        const int count = f.getCacheCount();
+        f.createCache(2, both); // the drill copy is still cached: nothing fetched or counted
+        EXPECT_EQ(f.getCacheCount(), count);
+        f.createCache(1, both); // the signal-layer copy is gone: fetched again
+        EXPECT_EQ(f.getCacheCount(), count + 1);
     });
 }
 
