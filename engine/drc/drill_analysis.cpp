@@ -4,6 +4,7 @@
 #include "engine/store/store.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <unordered_map>
 
@@ -81,7 +82,18 @@ private:
     std::unordered_map<std::uint64_t, std::vector<std::uint32_t>> cells_;
 };
 
-bool is_copper_type(const std::string& type) { return type == "SIGNAL" || type == "POWER_GROUND" || type == "MIXED"; }
+bool iequals(const std::string& a, const char* b)
+{
+    std::size_t i = 0;
+    for (; i < a.size() && b[i]; ++i)
+        if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i]))) return false;
+    return i == a.size() && !b[i];
+}
+
+bool is_copper_type(const std::string& type)
+{
+    return iequals(type, "SIGNAL") || iequals(type, "POWER_GROUND") || iequals(type, "MIXED");
+}
 
 // The value of a feature's attribute, or nullptr when it does not carry it.
 const std::string* attribute(const Layer& layer, const Feature& f, const std::string& name)
@@ -107,9 +119,11 @@ Coord round_diameter(const Symbol* s)
 
 HoleClass hole_class(const Layer& layer, const Feature& f, const Symbol* s)
 {
+    // An option attribute: its option's name, or the option's number in the
+    // list plated, non_plated, via as the features file writes it.
     if (const std::string* drill = attribute(layer, f, ".drill")) {
-        if (*drill == "non_plated") return HoleClass::Npth;
-        if (*drill == "via") return HoleClass::Via;
+        if (iequals(*drill, "non_plated") || *drill == "1") return HoleClass::Npth;
+        if (iequals(*drill, "via") || *drill == "2") return HoleClass::Via;
         return HoleClass::Pth;
     }
     if (s && s->family == SymbolFamily::Hole) return s->plating == 'n' ? HoleClass::Npth : s->plating == 'v' ? HoleClass::Via : HoleClass::Pth;
@@ -446,7 +460,7 @@ struct Analysis {
             }
         const std::size_t hole_caps = caps.size();
         for (const MatrixRow& row : job.rows) {
-            if (row.context != "BOARD" || row.type != "ROUT") continue;
+            if (!iequals(row.context, "BOARD") || !iequals(row.type, "ROUT")) continue;
             const Layer& layer = *store::find_layer(job, step, row.name);
             const std::uint32_t rl = std::uint32_t(rout_names.size());
             rout_names.push_back(row.name);
@@ -500,7 +514,7 @@ struct Analysis {
     {
         std::vector<const MatrixRow*> rows;
         for (const MatrixRow& row : job.rows)
-            if (row.context == "BOARD" && is_copper_type(row.type)) rows.push_back(&row);
+            if (iequals(row.context, "BOARD") && is_copper_type(row.type)) rows.push_back(&row);
         std::sort(rows.begin(), rows.end(), [](const MatrixRow* a, const MatrixRow* b) { return a->row < b->row; });
         return rows;
     }
@@ -596,10 +610,13 @@ struct Analysis {
         }
     }
 
+    // Drill spans name their layers as the matrix writes them, whatever case
+    // the layer names are kept in.
     int row_of(const std::string& name) const
     {
-        const MatrixRow* row = store::find_row(job, name);
-        return row ? row->row : 0;
+        for (const MatrixRow& row : job.rows)
+            if (iequals(row.name, name.c_str())) return row.row;
+        return 0;
     }
 
     // Display numbers run through each item's levels in order.

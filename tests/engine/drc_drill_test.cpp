@@ -124,7 +124,7 @@ TEST(DrcDrillTables, HoleTablesCountEachClassAndSizeAndFlagWhatCannotBeDrilled)
     const int r300 = JobBuilder::round(drill, 300), r200 = JobBuilder::round(drill, 200);
     for (int i = 0; i < 3; ++i) JobBuilder::pad(drill, r300, i * 2000, 0);
     const auto via = JobBuilder::pad(drill, r200, 0, 4000);
-    JobBuilder::attribute(drill, via, ".drill", "via");
+    JobBuilder::attribute(drill, via, ".drill", "2"); // as option number, the way features files write it
     const auto slot = JobBuilder::line(drill, r300, 0, 8000, 2000, 8000);
     JobBuilder::attribute(drill, slot, ".drill", "non_plated");
     JobBuilder::pad(drill, JobBuilder::symbol(drill, SymbolFamily::Square, 500, 500, "s500"), 9000, 9000);
