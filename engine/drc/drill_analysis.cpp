@@ -44,7 +44,7 @@ public:
         const std::uint32_t k = std::uint32_t(boxes_.size() - 1);
         const Coord x0 = b.xmin / cell_ - (b.xmin < 0), x1 = b.xmax / cell_ - (b.xmax < 0);
         const Coord y0 = b.ymin / cell_ - (b.ymin < 0), y1 = b.ymax / cell_ - (b.ymax < 0);
-        if ((x1 - x0 + 1) * (y1 - y0 + 1) > 4096) {
+        if (!few_cells(x0, x1, y0, y1)) {
             big_.push_back(k);
             return;
         }
@@ -60,6 +60,11 @@ public:
             if (overlaps(boxes_[k].first, q) && f(boxes_[k].second, boxes_[k].first)) return true;
         const Coord x0 = q.xmin / cell_ - (q.xmin < 0), x1 = q.xmax / cell_ - (q.xmax < 0);
         const Coord y0 = q.ymin / cell_ - (q.ymin < 0), y1 = q.ymax / cell_ - (q.ymax < 0);
+        if (!few_cells(x0, x1, y0, y1)) {
+            for (const auto& [box, id] : boxes_)
+                if (overlaps(box, q) && f(id, box)) return true;
+            return false;
+        }
         for (Coord x = x0; x <= x1; ++x)
             for (Coord y = y0; y <= y1; ++y) {
                 auto it = cells_.find(key(x, y));
@@ -71,6 +76,10 @@ public:
     }
 
 private:
+    static bool few_cells(Coord x0, Coord x1, Coord y0, Coord y1)
+    {
+        return x1 - x0 < 64 && y1 - y0 < 64;
+    }
     static bool overlaps(const Box2& a, const Box2& b)
     {
         return a.xmin <= b.xmax && b.xmin <= a.xmax && a.ymin <= b.ymax && b.ymin <= a.ymax;

@@ -306,3 +306,17 @@ TEST(DrcDrillProgress, StagesAreCountedAndAHostCanCancel)
                            [](const std::string& n) { return n.find("cancelled") != std::string::npos; }),
               a.notes.end());
 }
+
+// Pin-sized holes along a metre-long path: the path's box spans far more grid
+// rows than there are holes, and the search must still meet each hole once.
+TEST(DrcCapsules, LongPathAmongTinyHoles)
+{
+    std::vector<Capsule> caps{{{0, 0}, {0, 1000000000}, 1, 1}};
+    for (Coord k = 0; k < 1000; ++k) caps.push_back({{3, k * 1000000}, {3, k * 1000000}, 1, 0});
+    std::size_t met = 0;
+    near_pairs(caps, 5, true, [&](std::uint32_t i, std::uint32_t j) {
+        EXPECT_EQ(i, 0u);
+        if (capsule_gap(caps[i], caps[j]).gap <= 5) ++met;
+    });
+    EXPECT_EQ(met, 1000u);
+}
