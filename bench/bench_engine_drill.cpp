@@ -1,7 +1,9 @@
 // Drill analysis at 10k, 100k and 1M holes, and paging a 100,000-finding run.
+#include "adaptor/exports.h"
 #include "analysis/jw_analysis_filter.h"
 #include "engine/drc/analysis_store.h"
 #include "engine/drc/drill_analysis.h"
+#include "engine/store/store.h"
 
 #include <benchmark/benchmark.h>
 
@@ -73,6 +75,20 @@ void BM_DrillAnalysis(benchmark::State& state)
     state.counters["findings"] = double(found);
 }
 BENCHMARK(BM_DrillAnalysis)->Arg(10000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oNLogN);
+
+// The whole command as a host sends it: reading the request, the analysis,
+// keeping the run, caching the result and writing the JSON report.
+void BM_DrillCheckCommand(benchmark::State& state)
+{
+    store::add_job(std::move(*drilled_board(int(state.range(0)))));
+    const char* request =
+        R"({"paras":[{"job":"bench","step":"pcb","layers":["drill"],"hole_size":true,"hole_seperation":true,)"
+        R"("use_pth":true,"use_npth":true,"use_via":true,"calculate_board_net_status":false}]})";
+    std::size_t size = 0;
+    for (auto _ : state) size = std::string(drill_check(request)).size();
+    state.counters["reply_bytes"] = double(size);
+}
+BENCHMARK(BM_DrillCheckCommand)->Arg(100000)->Unit(benchmark::kMillisecond);
 
 void BM_PageOf100kFindings(benchmark::State& state)
 {
