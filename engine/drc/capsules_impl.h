@@ -51,6 +51,16 @@ void near_pairs(const std::vector<Capsule>& caps, Coord reach, bool cross_groups
         const std::uint64_t k0 = s.cell_key(b.xmin - half, b.ymin - half);
         const std::uint64_t k1 = s.cell_key(b.xmax + half, b.ymax + half);
         const std::uint64_t x0 = k0 & 0xffffffffu, x1 = k1 & 0xffffffffu;
+        // A box spanning more rows than there are cells (absurd coordinates
+        // in a damaged file) is matched against every cell instead.
+        if ((k1 >> 32) - (k0 >> 32) >= s.cells.size()) {
+            for (const auto& c : s.cells) {
+                const std::uint64_t x = c.key & 0xffffffffu, y = c.key >> 32;
+                if (x < x0 || x > x1 || y < (k0 >> 32) || y > (k1 >> 32)) continue;
+                for (std::uint32_t m = c.begin; m < c.end; ++m) visit(l, s.members[m]);
+            }
+            continue;
+        }
         for (std::uint64_t y = k0 >> 32; y <= (k1 >> 32); ++y) {
             const std::uint64_t first = (y << 32) | x0, last = (y << 32) | x1;
             auto it = std::lower_bound(s.cells.begin(), s.cells.end(), first,

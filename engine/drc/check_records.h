@@ -32,7 +32,7 @@ struct check_info {
     int disp_num = 0;                      // 1-based number within its item on its layer
     int sort_value = 0;                    // what review tools sort by: the measured value
     std::string layer_for_analysis;        // the layer the finding was analysed on
-    std::vector<std::int64_t> values;      // marker numbers in nanometres (summaries add the hole count)
+    std::vector<std::int64_t> values;      // marker numbers and measured value in nanometres; hole tables add the count
     std::vector<std::string> symbol_names; // symbols of the features involved
 };
 

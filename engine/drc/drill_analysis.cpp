@@ -4,6 +4,7 @@
 #include "engine/store/store.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <unordered_map>
 
@@ -43,7 +44,7 @@ public:
         const std::uint32_t k = std::uint32_t(boxes_.size() - 1);
         const Coord x0 = b.xmin / cell_ - (b.xmin < 0), x1 = b.xmax / cell_ - (b.xmax < 0);
         const Coord y0 = b.ymin / cell_ - (b.ymin < 0), y1 = b.ymax / cell_ - (b.ymax < 0);
-        if ((x1 - x0 + 1) * (y1 - y0 + 1) > 4096) {
+        if (!few_cells(x0, x1, y0, y1)) {
             big_.push_back(k);
             return;
         }
@@ -59,6 +60,11 @@ public:
             if (overlaps(boxes_[k].first, q) && f(boxes_[k].second, boxes_[k].first)) return true;
         const Coord x0 = q.xmin / cell_ - (q.xmin < 0), x1 = q.xmax / cell_ - (q.xmax < 0);
         const Coord y0 = q.ymin / cell_ - (q.ymin < 0), y1 = q.ymax / cell_ - (q.ymax < 0);
+        if (!few_cells(x0, x1, y0, y1)) {
+            for (const auto& [box, id] : boxes_)
+                if (overlaps(box, q) && f(id, box)) return true;
+            return false;
+        }
         for (Coord x = x0; x <= x1; ++x)
             for (Coord y = y0; y <= y1; ++y) {
                 auto it = cells_.find(key(x, y));
@@ -70,6 +76,10 @@ public:
     }
 
 private:
+    static bool few_cells(Coord x0, Coord x1, Coord y0, Coord y1)
+    {
+        return x1 - x0 < 64 && y1 - y0 < 64;
+    }
     static bool overlaps(const Box2& a, const Box2& b)
     {
         return a.xmin <= b.xmax && b.xmin <= a.xmax && a.ymin <= b.ymax && b.ymin <= a.ymax;
@@ -81,7 +91,18 @@ private:
     std::unordered_map<std::uint64_t, std::vector<std::uint32_t>> cells_;
 };
 
-bool is_copper_type(const std::string& type) { return type == "SIGNAL" || type == "POWER_GROUND" || type == "MIXED"; }
+bool iequals(const std::string& a, const char* b)
+{
+    std::size_t i = 0;
+    for (; i < a.size() && b[i]; ++i)
+        if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i]))) return false;
+    return i == a.size() && !b[i];
+}
+
+bool is_copper_type(const std::string& type)
+{
+    return iequals(type, "SIGNAL") || iequals(type, "POWER_GROUND") || iequals(type, "MIXED");
+}
 
 // The value of a feature's attribute, or nullptr when it does not carry it.
 const std::string* attribute(const Layer& layer, const Feature& f, const std::string& name)
@@ -107,9 +128,11 @@ Coord round_diameter(const Symbol* s)
 
 HoleClass hole_class(const Layer& layer, const Feature& f, const Symbol* s)
 {
+    // An option attribute: its option's name, or the option's number in the
+    // list plated, non_plated, via as the features file writes it.
     if (const std::string* drill = attribute(layer, f, ".drill")) {
-        if (*drill == "non_plated") return HoleClass::Npth;
-        if (*drill == "via") return HoleClass::Via;
+        if (iequals(*drill, "non_plated") || *drill == "1") return HoleClass::Npth;
+        if (iequals(*drill, "via") || *drill == "2") return HoleClass::Via;
         return HoleClass::Pth;
     }
     if (s && s->family == SymbolFamily::Hole) return s->plating == 'n' ? HoleClass::Npth : s->plating == 'v' ? HoleClass::Via : HoleClass::Pth;
@@ -241,8 +264,8 @@ void arc_chords(const Feature& f, Coord r, std::uint32_t group, std::vector<Caps
 }
 
 struct Analysis {
-    const Job& job;
-    const Step& step;
+    Job& job;
+    Step& step;
     const std::vector<std::string>& names;
     const DrillOptions& options;
     const LevelLimits& limits;
@@ -262,7 +285,12 @@ struct Analysis {
         info.sort_value = info.measure_value;
         info.layer_for_analysis = names[layer];
         info.level = finding_level(limits, item, value);
-        if (info.values.empty()) set_values_from_geometry(info);
+        // Marker numbers and the measured value in nanometres, then whatever
+        // the item adds (a hole table its count).
+        std::vector<std::int64_t> extra = std::move(info.values);
+        set_values_from_geometry(info);
+        info.values.push_back(value);
+        info.values.insert(info.values.end(), extra.begin(), extra.end());
         for (const auto& f : info.features)
             if (!f.symbolname.empty()) info.symbol_names.push_back(f.symbolname);
         auto& levels = out.result[names[layer]].items[drill_check_item(item)];
@@ -283,16 +311,14 @@ struct Analysis {
     void collect()
     {
         for (std::uint32_t l = 0; l < names.size(); ++l) {
-            const MatrixRow* row = store::find_row(job, names[l]);
-            auto it = step.layers.find(names[l]);
-            if (!row || it == step.layers.end()) {
-                layers.push_back(nullptr);
-                out.notes.push_back("layer " + names[l] + " is not a layer of step " + step.name + "; skipped");
+            const Layer* found = store::find_layer(job, step, names[l]);
+            layers.push_back(found);
+            if (!found) {
+                out.notes.push_back("layer " + names[l] + " is not a layer of job " + job.name + "; skipped");
                 continue;
             }
-            layers.push_back(&it->second);
             out.result[names[l]];
-            const Layer& layer = it->second;
+            const Layer& layer = *found;
             for (std::uint32_t i = 0; i < layer.features.size(); ++i) {
                 const Feature& f = layer.features[i];
                 if (f.kind != FeatureKind::Pad && f.kind != FeatureKind::Line) continue;
@@ -335,8 +361,7 @@ struct Analysis {
             info.shape = KESTO::API::MarkerRect;
             const Box2 b{e.box.xmin, e.box.ymin, e.box.xmax, e.box.ymax};
             info.geometry = box_geometry(b);
-            set_values_from_geometry(info);
-            info.values.push_back(e.count);
+            info.values = {e.count};
             add(layer, item, size, std::move(info));
         }
 
@@ -345,6 +370,9 @@ struct Analysis {
             const Layer& layer = *layers[l];
             for (std::uint32_t i = 0; i < layer.features.size(); ++i) {
                 const Feature& f = layer.features[i];
+                const bool drillable = (f.kind == FeatureKind::Pad || f.kind == FeatureKind::Line) &&
+                                       round_diameter(symbol_of(layer, f)) > 0;
+                if (drillable) continue;
                 const Box2 b = feature_box(layer, f);
                 check_info info = about({{l, i}});
                 if (f.kind == FeatureKind::Text) {
@@ -357,11 +385,8 @@ struct Analysis {
                 info.shape = KESTO::API::MarkerRect;
                 info.geometry = box_geometry(b);
                 const Coord size = std::min(b.xmax - b.xmin, b.ymax - b.ymin);
-                if (f.kind == FeatureKind::Pad || f.kind == FeatureKind::Line) {
-                    if (round_diameter(symbol_of(layer, f)) <= 0) add(l, KESTO::API::NonStandardSymbol, size, std::move(info));
-                } else {
-                    add(l, KESTO::API::NonStandardFeature, size, std::move(info));
-                }
+                const bool symbol_fault = f.kind == FeatureKind::Pad || f.kind == FeatureKind::Line;
+                add(l, symbol_fault ? KESTO::API::NonStandardSymbol : KESTO::API::NonStandardFeature, size, std::move(info));
             }
         }
     }
@@ -444,9 +469,8 @@ struct Analysis {
             }
         const std::size_t hole_caps = caps.size();
         for (const MatrixRow& row : job.rows) {
-            auto it = step.layers.find(row.name);
-            if (row.context != "BOARD" || row.type != "ROUT" || it == step.layers.end()) continue;
-            const Layer& layer = it->second;
+            if (!iequals(row.context, "BOARD") || !iequals(row.type, "ROUT")) continue;
+            const Layer& layer = *store::find_layer(job, step, row.name);
             const std::uint32_t rl = std::uint32_t(rout_names.size());
             rout_names.push_back(row.name);
             rout_layers.push_back(&layer);
@@ -499,7 +523,7 @@ struct Analysis {
     {
         std::vector<const MatrixRow*> rows;
         for (const MatrixRow& row : job.rows)
-            if (row.context == "BOARD" && is_copper_type(row.type) && step.layers.count(row.name)) rows.push_back(&row);
+            if (iequals(row.context, "BOARD") && is_copper_type(row.type)) rows.push_back(&row);
         std::sort(rows.begin(), rows.end(), [](const MatrixRow* a, const MatrixRow* b) { return a->row < b->row; });
         return rows;
     }
@@ -516,8 +540,8 @@ struct Analysis {
         std::uint32_t first = 0;
         while (first < layers.size() && !layers[first]) ++first;
         if (first == layers.size()) return;
-        const Layer& top = step.layers.at(rows.front()->name);
-        const Layer& bottom = step.layers.at(rows.back()->name);
+        const Layer& top = *store::find_layer(job, step, rows.front()->name);
+        const Layer& bottom = *store::find_layer(job, step, rows.back()->name);
         std::vector<Point> bottom_pads;
         for (const Feature& f : bottom.features)
             if (f.kind == FeatureKind::Pad && f.polarity == Polarity::Positive) bottom_pads.push_back(f.a);
@@ -562,7 +586,7 @@ struct Analysis {
         std::map<std::string, BoxIndex> copper;
         std::vector<std::vector<std::pair<const Feature*, const Layer*>>> owners(rows.size());
         for (std::size_t r = 0; r < rows.size(); ++r) {
-            const Layer& layer = step.layers.at(rows[r]->name);
+            const Layer& layer = *store::find_layer(job, step, rows[r]->name);
             BoxIndex& index = copper.emplace(rows[r]->name, BoxIndex(kNmPerMm)).first->second;
             for (const Feature& f : layer.features) {
                 if (f.polarity != Polarity::Positive || f.kind == FeatureKind::Text) continue;
@@ -595,10 +619,13 @@ struct Analysis {
         }
     }
 
+    // Drill spans name their layers as the matrix writes them, whatever case
+    // the layer names are kept in.
     int row_of(const std::string& name) const
     {
-        const MatrixRow* row = store::find_row(job, name);
-        return row ? row->row : 0;
+        for (const MatrixRow& row : job.rows)
+            if (iequals(row.name, name.c_str())) return row.row;
+        return 0;
     }
 
     // Display numbers run through each item's levels in order.
@@ -648,7 +675,7 @@ std::array<Coord, 2> symbol_extent(const Symbol& s, double angle)
     return {Coord(std::llround(w * c + h * sn)), Coord(std::llround(w * sn + h * c))};
 }
 
-DrillAnalysis analyse_drill(const Job& job, const Step& step, const std::vector<std::string>& layers,
+DrillAnalysis analyse_drill(Job& job, Step& step, const std::vector<std::string>& layers,
                             const DrillOptions& options, const LevelLimits& limits,
                             KESTO::COMMON::progress_value<int>* progress)
 {

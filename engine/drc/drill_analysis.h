@@ -43,7 +43,9 @@ struct DrillAnalysis {
     std::vector<std::string> notes;  // what could not be analysed, for the log
 };
 
-DrillAnalysis analyse_drill(const Job& job, const Step& step, const std::vector<std::string>& layers,
+// Layers are reached through the store's find_layer, which hands them out
+// ready to read.
+DrillAnalysis analyse_drill(Job& job, Step& step, const std::vector<std::string>& layers,
                             const DrillOptions& options, const LevelLimits& limits,
                             KESTO::COMMON::progress_value<int>* progress = nullptr);
 
