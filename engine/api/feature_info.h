@@ -30,6 +30,7 @@ struct featureInfo {
     int feature_index = 0;
     double xsize = 0, ysize = 0;
     bool mirror = false;
+    int srclinewidth = 0;    // the line width before a change
 };
 
 } // namespace API

@@ -1,7 +1,8 @@
 // The selection parameters (the filter every select-by-filter command
-// applies), the options of a selection operation, and the feature template
-// hosts describe features with.
+// applies) and the options of a selection operation.
 #pragma once
+#include "engine/api/feature_info.h"
+
 #include <map>
 #include <string>
 #include <utility>
@@ -14,8 +15,8 @@ namespace API {
 enum feature_type_bits : int {
     kTypeLine = 1,
     kTypePad = 2,
-    kTypeSurface = 4,
-    kTypeArc = 8,
+    kTypeArc = 4,
+    kTypeSurface = 8,
     kTypeText = 16,
     kTypeBarcode = 32,
     kTypeAll = 127,
@@ -45,28 +46,6 @@ struct Selection {
     bool exclude = false;    // invert the polygon test
 };
 
-// A feature template or description.
-struct featureInfo {
-    double X = 0, Y = 0;
-    double XS = 0, YS = 0, XE = 0, YE = 0, XC = 0, YC = 0;
-    double angle = 0;
-    double D = 0;
-    int Icnt = 0, Hcnt = 0;
-    int linewidth = 0;
-    std::string layername;
-    std::string symbolname;
-    int type = 0;
-    std::string polarity;
-    std::string CW;
-    std::string text;
-    std::string realtext;
-    std::string font;
-    std::vector<std::pair<std::string, std::string>> attributes;
-    int feature_index = 0;
-    double xsize = 0, ysize = 0;
-    bool mirror = false;
-    int srclinewidth = 0;
-};
 
 void get_select_param(select_info& out);
 void set_select_param(select_info param);

@@ -9,7 +9,7 @@
 
 namespace kesto::select {
 
-enum TypeBits : int { kLine = 1, kPad = 2, kSurface = 4, kArc = 8, kText = 16, kBarcode = 32, kAllTypes = 127 };
+enum TypeBits : int { kLine = 1, kPad = 2, kArc = 4, kSurface = 8, kText = 16, kBarcode = 32, kAllTypes = 127 };
 
 struct AttributeTest {
     std::string name;
