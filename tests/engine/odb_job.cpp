@@ -9,7 +9,10 @@
 #include <boost/filesystem.hpp>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstring>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace kesto;
 namespace fs = boost::filesystem;
@@ -305,4 +308,35 @@ TEST(OdbJob, ZipArchivesWithTheJobAtTheirTop)
     }
     archive_write_free(a);
     EXPECT_EQ(job_digest(read_or_fail(zip)), job_digest(read_or_fail(dir / "small")));
+}
+
+TEST(OdbJob, ASaveKilledAtAnyMomentLeavesOneWholeJob)
+{
+    test::TempDir dir;
+    write_small_job(dir / "small", kSmallTop);
+    const Job before = read_or_fail(dir / "small");
+    Job after = before;
+    after.steps.at("pcb").layers.at("top").features.resize(2);
+    after.rows.pop_back();
+    const std::string old_digest = job_digest(before), new_digest = job_digest(after);
+    ASSERT_NE(old_digest, new_digest);
+    const std::string target = dir / "target";
+    std::string error;
+    for (int round = 0; round < 12; ++round) {
+        ASSERT_TRUE(odb::save_job(before, target, error)) << error;
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            std::string e;
+            _exit(odb::save_job(after, target, e) ? 0 : 1);
+        }
+        usleep(static_cast<useconds_t>(round * 1500));
+        kill(child, SIGKILL);
+        int status = 0;
+        waitpid(child, &status, 0);
+        Job seen;
+        ASSERT_TRUE(odb::read_job(target, seen, error)) << "round " << round << ": " << error;
+        const std::string digest = job_digest(seen);
+        EXPECT_TRUE(digest == old_digest || digest == new_digest) << "round " << round << " saw a mix";
+    }
 }
