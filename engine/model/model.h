@@ -168,8 +168,8 @@ struct Text {
     double width_factor = 1.0; // line width as a fraction of the font's standard width
     std::string text;
     int version = 1;        // 0: old fixed pitch, 1: proportional
-    // Barcodes: the record's fields between the position and the text, as
-    // written ("UPC39 standard P 0 E 0.008 0.2 Y N Y T T"), in the layer's units.
+    // Barcodes: the barcode type and the record's fields between orientation
+    // and text, as written ("UPC39 E 0.008 0.2 Y N Y T T"), in the layer's unit.
     std::string barcode;
 };
 
@@ -215,6 +215,8 @@ struct DrillTool {
 struct Layer {
     std::vector<Symbol> symbols;               // the symbol table ($n)
     std::vector<std::string> attribute_names;  // the attribute name table (@n)
+    // Shared by the features that carry the same set: to change one feature's
+    // attributes, append a new set and point it there.
     std::vector<std::vector<AttributeValue>> attribute_sets;
     std::vector<Feature> features;             // in drawing order
     std::vector<Surface> surfaces;
@@ -223,8 +225,6 @@ struct Layer {
     std::map<std::string, std::string> attributes; // layer attributes (attrlist)
     std::map<std::string, std::string> files;      // other files of the layer, kept as read
     bool loaded = true;                            // false while its features wait on disk
-    // Attribute sets are shared by the features that carry the same set; to
-    // change one feature's attributes, append a new set and point it there.
     Units units = Units::Inch;                     // the unit its files are written in
     std::uint32_t id = 0;                          // the features file's ID
     std::vector<std::string> attribute_texts;      // the &n table, only while a file is read
