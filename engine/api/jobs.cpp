@@ -167,7 +167,8 @@ bool read_from_disk(const std::string& path, const std::string& name, Job& job)
     job = Job();
     job.attribute_defs = store::session_attribute_defs();
     std::string error;
-    if (!odb::read_job(location, job, error)) return refuse("cannot open job '" + job_name + "': " + error);
+    if (!odb::read_job(location, job, error))
+        return refuse("cannot open job '" + job_name + "' from " + location + ": " + error);
     job.name = job_name;
     job.folder = folder;
     return true;
