@@ -93,15 +93,16 @@ struct Box {
 //   Hole hole<d>x<p|v|n>x<tp>x<tm>  p0 d, p1 + tolerance, p2 - tolerance; plating in `plating`
 //   Null null<n>               no geometry, p0 n
 //   User                       a user-defined symbol of the job, by name
-//   HomePlate hplate<w>x<h>x<c>                 p0 w, p1 h, p2 cut size
-//   InvertedHomePlate rhplate<w>x<h>x<c>        as hplate
-//   FlatHomePlate fhplate<w>x<h>x<vc>x<hc>      p0 w, p1 h, p2 vertical cut, p3 horizontal cut
-//   RadiusedInvertedHomePlate radhplate<w>x<h>x<ms>  p0 w, p1 h, p2 middle curve size
-//   RadiusedHomePlate dshape<w>x<h>x<r>         p0 w, p1 h, p2 relief
+//   SquareLineThermal s_thr<os>x<is>x<angle>x<spokes>x<gap>  as thr (line spokes)
+//   HomePlate hplate<w>x<h>x<c>[x<ra>[x<ro>]]   p0 w, p1 h, p2 cut size, p3 p4 corner radii
+//   InvertedHomePlate rhplate<w>x<h>x<c>[x<ra>[x<ro>]]  as hplate
+//   FlatHomePlate fhplate<w>x<h>x<vc>x<hc>[x<ra>[x<ro>]]  p0 w, p1 h, p2 vertical cut, p3 horizontal cut, p4 p5 radii
+//   RadiusedInvertedHomePlate radhplate<w>x<h>x<ms>[x<ra>[x<ro>]]  p0 w, p1 h, p2 middle curve size, p3 p4 radii
+//   RadiusedHomePlate dshape<w>x<h>x<r>[x<ra>]  p0 w, p1 h, p2 relief, p3 radius
 //   Cross cross<w>x<h>x<hs>x<vs>x<hc>x<vc>x<r|s> p0 w, p1 h, p2 hor. line width, p3 vert. line width,
 //                                                p4 hor. cross point, p5 vert. cross point; rounded_ends
-//   Dogbone dogbone<w>x<h>x<hs>x<vs>x<hc>x<r|s> p0 w, p1 h, p2 hs, p3 vs, p4 hc; rounded_ends
-//   DPack dpack<w>x<h>x<hg>x<vg>x<hn>x<vn>     p0 w, p1 h, p2 hor. gap, p3 vert. gap, p4 rows, p5 columns
+//   Dogbone dogbone<w>x<h>x<hs>x<vs>x<hc>x<r|s>[x<ra>]  p0 w, p1 h, p2 hs, p3 vs, p4 hc, p6 radius; rounded_ends
+//   DPack dpack<w>x<h>x<hg>x<vg>x<hn>x<vn>[x<ra>]  p0 w, p1 h, p2 hor. gap, p3 vert. gap, p4 rows, p5 columns, p6 radius
 // Square donuts, square and rectangle thermals take an optional
 // "xr<rad>[x<corners>]" (rounded) or "xc<size>[x<corners>]" (chamfered) tail
 // too: the radius goes to the first free parameter, `corners` as for rect.
@@ -114,7 +115,7 @@ enum class SymbolFamily : std::uint8_t {
     SquareRoundThermal, RectThermal, RectThermalOpen, OvalThermal, OblongThermal,
     Ellipse, Moire, Hole, Null, User,
     HomePlate, InvertedHomePlate, FlatHomePlate, RadiusedInvertedHomePlate, RadiusedHomePlate,
-    Cross, Dogbone, DPack,
+    Cross, Dogbone, DPack, SquareLineThermal,
 };
 
 // Corners of rounded or chamfered rectangles, as the digits of ODB++ names:
