@@ -118,6 +118,14 @@ TEST(SymbolNames, MetricNamesAreMicrons)
     EXPECT_EQ(standard_symbol_name(parse_symbol_name("r254", Units::Mm), Units::Inch), "r10");
 }
 
+TEST(SymbolNames, UpperCaseNamesAreStandardToo)
+{
+    const Symbol s = parse_symbol_name("RECT20X30XR5", Units::Inch);
+    EXPECT_EQ(s.family, SymbolFamily::RectRounded);
+    EXPECT_DOUBLE_EQ(s.p[2], 5 * kNmPerMil);
+    EXPECT_EQ(s.name, "RECT20X30XR5");
+}
+
 TEST(SymbolNames, NonStandardNamesAreKeptUnknown)
 {
     for (const char* name : {"pad_special", "r", "rect20", "rect20x30x", "r10x", "rect20x30xq5", "thr60x40x45x4.5x10",

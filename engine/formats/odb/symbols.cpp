@@ -165,10 +165,15 @@ std::string format_number(double value, int decimals)
 
 std::string format_length(double nm, double per_unit, int decimals) { return format_number(nm / per_unit, decimals); }
 
-Symbol parse_symbol_name(std::string_view name, Units units)
+Symbol parse_symbol_name(std::string_view written, Units units)
 {
     Symbol symbol;
-    symbol.name = std::string(name);
+    symbol.name = std::string(written);
+    // Families are matched case-blind; the name stays as written.
+    std::string lowered(written);
+    std::transform(lowered.begin(), lowered.end(), lowered.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const std::string_view name = lowered;
     symbol.units = units;
     const double scale = units == Units::Inch ? kNmPerMil : kNmPerMicron;
     for (const Shape& shape : kShapes) {
