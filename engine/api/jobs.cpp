@@ -691,6 +691,13 @@ bool load_attribute_file(const std::string& path, const char* op)
 bool load_userattr(const std::string& path) { return load_attribute_file(path, "load_userattr"); }
 bool load_sysattr(const std::string& path) { return load_attribute_file(path, "load_sysattr"); }
 
+bool Undo(const std::string& job_name, const std::string& step)
+{
+    Job* job = open_or_refuse(job_name, "Undo");
+    if (!job) return false;
+    return store::undo(*job, lower(step)) || refuse("Undo: nothing to undo in step '" + step + "' of job '" + job_name + "'");
+}
+
 int Get_features_cnt(const std::string& job_name, const std::string& step_name, const std::string& layer_name)
 {
     Job* job = store::find_job(job_name);

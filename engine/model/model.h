@@ -294,6 +294,12 @@ struct UserSymbol {
     std::map<std::string, std::string> attributes;
 };
 
+// What a command changed in one step, as it was before: undo puts it back.
+struct UndoRecord {
+    std::string step;
+    std::map<std::string, Layer> layers;
+};
+
 struct Job {
     std::string name;
     std::string folder;                       // where the job lives (its own directory)
@@ -308,6 +314,9 @@ struct Job {
     Units units = Units::Inch;                // misc/info UNITS: the unit new files are written in
     std::map<std::string, AttributeDef> attribute_defs; // misc/sysattr*, misc/userattr, by name
     std::vector<std::string> saves;           // where and when this session saved it
+    std::vector<UndoRecord> undo;             // oldest first, at most kUndoDepth
 };
+
+constexpr std::size_t kUndoDepth = 20;
 
 } // namespace kesto
