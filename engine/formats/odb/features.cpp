@@ -667,6 +667,11 @@ bool read_features_file(std::string_view text, Layer& layer, Units default_units
         if (!reader.record(line, what)) return fail(what);
     }
     if (reader.in_surface()) return fail("surface without SE at the end of the file");
+    // Tables grew by doubling while read; a job holds many layers for long.
+    layer.attribute_sets.shrink_to_fit();
+    layer.surfaces.shrink_to_fit();
+    layer.texts.shrink_to_fit();
+    layer.symbols.shrink_to_fit();
     return true;
 }
 
