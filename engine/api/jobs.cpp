@@ -167,7 +167,8 @@ bool read_from_disk(const std::string& path, const std::string& name, Job& job)
     job = Job();
     job.attribute_defs = store::session_attribute_defs();
     std::string error;
-    if (!odb::read_job(location, job, error)) return refuse("cannot open job '" + job_name + "': " + error);
+    if (!odb::read_job(location, job, error))
+        return refuse("cannot open job '" + job_name + "' from " + location + ": " + error);
     job.name = job_name;
     job.folder = folder;
     return true;
@@ -689,6 +690,13 @@ bool load_attribute_file(const std::string& path, const char* op)
 
 bool load_userattr(const std::string& path) { return load_attribute_file(path, "load_userattr"); }
 bool load_sysattr(const std::string& path) { return load_attribute_file(path, "load_sysattr"); }
+
+bool Undo(const std::string& job_name, const std::string& step)
+{
+    Job* job = open_or_refuse(job_name, "Undo");
+    if (!job) return false;
+    return store::undo(*job, lower(step)) || refuse("Undo: nothing to undo in step '" + step + "' of job '" + job_name + "'");
+}
 
 int Get_features_cnt(const std::string& job_name, const std::string& step_name, const std::string& layer_name)
 {

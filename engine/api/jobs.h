@@ -111,6 +111,9 @@ bool Load_Layer(const std::string& job, const std::string& step, const std::stri
 // Attribute definitions from a file of the sysattr format, for the session.
 bool load_userattr(const std::string& path);
 bool load_sysattr(const std::string& path);
+// Puts back the layers of the step as they were before the latest recorded
+// change (see store::remember); false when there is none.
+bool Undo(const std::string& job, const std::string& step);
 // The number of features of a layer in a step, -1 when there is no such layer.
 int Get_features_cnt(const std::string& job, const std::string& step, const std::string& layer);
 // The extent of a step's profile; all zero when the step has none.

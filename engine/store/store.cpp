@@ -53,6 +53,33 @@ Layer* find_layer(Job& job, Step& step, const std::string& name)
     return &step.layers[name];
 }
 
+void remember(Job& job, const std::string& step_name, const std::vector<std::string>& layers)
+{
+    Step* step = find_step(job, step_name);
+    if (!step) return;
+    UndoRecord record{step_name, {}};
+    for (const std::string& name : layers)
+        if (Layer* layer = find_layer(job, *step, name)) record.layers[name] = *layer;
+    if (job.undo.size() >= kUndoDepth) job.undo.erase(job.undo.begin());
+    job.undo.push_back(std::move(record));
+}
+
+bool undo(Job& job, const std::string& step_name)
+{
+    for (auto it = job.undo.rbegin(); it != job.undo.rend(); ++it) {
+        if (it->step != step_name) continue;
+        Step* step = find_step(job, step_name);
+        if (step)
+            for (auto& [name, layer] : it->layers)
+                // A layer deleted from the matrix since stays deleted.
+                if (find_row(job, name)) step->layers[name] = std::move(layer);
+        job.undo.erase(std::next(it).base());
+        job.changed = true;
+        return step != nullptr;
+    }
+    return false;
+}
+
 namespace {
 Units g_working_unit = Units::Mm;
 } // namespace

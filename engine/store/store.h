@@ -22,6 +22,13 @@ Step* find_step(Job& job, const std::string& name);
 Layer* find_layer(Job& job, Step& step, const std::string& name);
 const MatrixRow* find_row(const Job& job, const std::string& layer);
 
+// The undo history. A command that changes features records the layers it is
+// about to change (before changing them); undo puts back the latest record of
+// that step. The oldest records go beyond kUndoDepth. Matrix changes are not
+// recorded.
+void remember(Job& job, const std::string& step, const std::vector<std::string>& layers);
+bool undo(Job& job, const std::string& step);
+
 // The unit of real-valued coordinates crossing the API: mm unless a unit
 // command chose inch.
 Units working_unit();
