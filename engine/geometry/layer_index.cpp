@@ -1,6 +1,8 @@
 #include "engine/geometry/layer_index.h"
 
 #include <algorithm>
+#include <cmath>
+#include <stdexcept>
 #include <iterator>
 
 namespace kesto::geom {
@@ -11,7 +13,7 @@ namespace {
 
 LayerIndex::Rect rect_of(const Box& box)
 {
-    return {LayerIndex::Corner(box.xmin, box.ymin), LayerIndex::Corner(box.xmax, box.ymax)};
+    return {LayerIndex::Corner(double(box.xmin), double(box.ymin)), LayerIndex::Corner(double(box.xmax), double(box.ymax))};
 }
 
 bool empty(const LayerIndex::Rect& r)
@@ -106,6 +108,12 @@ void LayerIndex::erase(const std::vector<bool>& removed)
 
 void LayerIndex::reorder(const std::vector<std::size_t>& order)
 {
+    std::vector<bool> seen(slot_of_.size());
+    for (std::size_t from : order) {
+        if (order.size() != slot_of_.size() || from >= seen.size() || seen[from])
+            throw std::invalid_argument("reorder: not a permutation of the layer's features");
+        seen[from] = true;
+    }
     std::vector<std::uint32_t> slots(order.size());
     for (std::size_t i = 0; i < order.size(); ++i) {
         slots[i] = slot_of_.at(order[i]);
@@ -129,7 +137,8 @@ std::vector<std::size_t> LayerIndex::query(const Box& box) const
 Box LayerIndex::box(std::size_t position) const
 {
     const Rect& r = rect_of_.at(slot_of_.at(position));
-    return Box{r.min_corner().get<0>(), r.min_corner().get<1>(), r.max_corner().get<0>(), r.max_corner().get<1>()};
+    return Box{std::llround(r.min_corner().get<0>()), std::llround(r.min_corner().get<1>()),
+               std::llround(r.max_corner().get<0>()), std::llround(r.max_corner().get<1>())};
 }
 
 } // namespace kesto::geom

@@ -128,6 +128,11 @@ TEST(GeometryLayerIndex, StaysCurrentThroughEveryKindOfEdit)
     boxes = reversed;
     expect_same_answers(index, boxes, rng, "reorder");
     EXPECT_THROW(index.update(boxes.size(), Box{}), std::out_of_range);
+    order[1] = order[0];
+    EXPECT_THROW(index.reorder(order), std::invalid_argument);
+    order.pop_back();
+    EXPECT_THROW(index.reorder(order), std::invalid_argument);
+    expect_same_answers(index, boxes, rng, "refused reorder");
 }
 
 TEST(GeometryLayerIndex, BuildsFromTheFeaturesOfALayer)
