@@ -1,6 +1,7 @@
 #include "engine/geometry/layer_index.h"
 
 #include <algorithm>
+#include <boost/iterator/function_output_iterator.hpp>
 #include <cmath>
 #include <stdexcept>
 #include <iterator>
@@ -126,11 +127,20 @@ std::vector<std::size_t> LayerIndex::query(const Box& box) const
 {
     std::vector<std::size_t> positions;
     if (box.empty()) return positions;
-    std::vector<Entry> found;
-    tree_.query(bgi::intersects(rect_of(box)), std::back_inserter(found));
-    positions.reserve(found.size());
-    for (const Entry& e : found) positions.push_back(position_of_[e.second]);
-    std::sort(positions.begin(), positions.end());
+    std::vector<std::uint32_t> found;
+    tree_.query(bgi::intersects(rect_of(box)),
+                boost::iterators::make_function_output_iterator([&](const Entry& e) { found.push_back(position_of_[e.second]); }));
+    // Many hits come back in order faster through a mark per feature than a sort.
+    if (found.size() > slot_of_.size() / 16) {
+        std::vector<bool> hit(slot_of_.size());
+        for (std::uint32_t position : found) hit[position] = true;
+        positions.reserve(found.size());
+        for (std::size_t i = 0; i < hit.size(); ++i)
+            if (hit[i]) positions.push_back(i);
+        return positions;
+    }
+    std::sort(found.begin(), found.end());
+    positions.assign(found.begin(), found.end());
     return positions;
 }
 
