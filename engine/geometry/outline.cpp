@@ -459,6 +459,38 @@ Paths surface_outline(const Surface& surface)
     return unite(islands);
 }
 
+Surface surface_of(const Paths& outline)
+{
+    ClipperLib::Clipper clipper;
+    clipper.AddPaths(outline, ClipperLib::ptSubject, true);
+    ClipperLib::PolyTree tree;
+    clipper.Execute(ClipperLib::ctUnion, tree, ClipperLib::pftNonZero, ClipperLib::pftNonZero);
+    Surface surface;
+    auto contour_of = [](const Path& path, bool island) {
+        Contour c;
+        c.island = island;
+        c.start = {path.front().X, path.front().Y};
+        for (std::size_t i = 1; i <= path.size(); ++i) {
+            const IntPoint& q = path[i % path.size()];
+            c.segments.push_back(Segment{{q.X, q.Y}, {}, false, false});
+        }
+        return c;
+    };
+    // Islands in the order Clipper nests them; an island inside a hole
+    // comes after the island that owns the hole.
+    std::vector<const ClipperLib::PolyNode*> islands(tree.Childs.begin(), tree.Childs.end());
+    for (std::size_t i = 0; i < islands.size(); ++i) {
+        const ClipperLib::PolyNode* island = islands[i];
+        if (island->Contour.size() < 3) continue;
+        surface.contours.push_back(contour_of(island->Contour, true));
+        for (const ClipperLib::PolyNode* hole : island->Childs) {
+            if (hole->Contour.size() >= 3) surface.contours.push_back(contour_of(hole->Contour, false));
+            islands.insert(islands.end(), hole->Childs.begin(), hole->Childs.end());
+        }
+    }
+    return surface;
+}
+
 Paths stroke_outline(const Path& centreline, const Symbol& symbol, const OutlineContext& context, int depth)
 {
     if (centreline.empty()) return {};
