@@ -1,5 +1,9 @@
 #include "engine/geometry/geometry.h"
 
+#include <boost/geometry.hpp>
+#include <boost/geometry/index/rtree.hpp>
+#include <boost/iterator/function_output_iterator.hpp>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -7,6 +11,9 @@
 namespace kesto::geom {
 
 namespace {
+
+namespace bg = boost::geometry;
+namespace bgi = boost::geometry::index;
 
 Paths run(ClipperLib::ClipType type, const Paths& a, const Paths& b)
 {
@@ -22,10 +29,24 @@ struct EdgeBox {
     double xmin, ymin, xmax, ymax;
 };
 
-EdgeBox edge_box(const IntPoint& a, const IntPoint& b)
+struct Edge {
+    double x1, y1, x2, y2;
+    EdgeBox box;
+};
+
+std::vector<Edge> edges_of(const Paths& outline)
 {
-    return {double(std::min(a.X, b.X)), double(std::min(a.Y, b.Y)), double(std::max(a.X, b.X)),
-            double(std::max(a.Y, b.Y))};
+    std::vector<Edge> edges;
+    for (const Path& path : outline) {
+        for (std::size_t i = 0; i < path.size(); ++i) {
+            const IntPoint& s = path[i];
+            const IntPoint& e = path[(i + 1) % path.size()];
+            edges.push_back({double(s.X), double(s.Y), double(e.X), double(e.Y),
+                             {double(std::min(s.X, e.X)), double(std::min(s.Y, e.Y)), double(std::max(s.X, e.X)),
+                              double(std::max(s.Y, e.Y))}});
+        }
+    }
+    return edges;
 }
 
 // Gap between two boxes; a lower bound of the distance of anything inside them.
@@ -287,27 +308,45 @@ Closest outline_distance(const Paths& a, const Paths& b)
             }
         }
     }
-    for (const Path& pa : a) {
-        for (std::size_t i = 0; i < pa.size(); ++i) {
-            const IntPoint& s = pa[i];
-            const IntPoint& e = pa[(i + 1) % pa.size()];
-            EdgeBox ea = edge_box(s, e);
-            for (const Path& pb : b) {
-                for (std::size_t j = 0; j < pb.size(); ++j) {
-                    const IntPoint& t = pb[j];
-                    const IntPoint& u = pb[(j + 1) % pb.size()];
-                    if (box_gap(ea, edge_box(t, u)) >= best.distance) continue;
-                    Closest c = segment_segment(double(s.X), double(s.Y), double(e.X), double(e.Y),
-                                                double(t.X), double(t.Y), double(u.X), double(u.Y));
-                    if (c.distance < best.distance) {
-                        best = c;
-                        if (best.distance == 0) return best;
-                    }
-                }
+    std::vector<Edge> ea = edges_of(a), eb = edges_of(b);
+    if (ea.empty() || eb.empty()) return best;
+    bool swap = ea.size() > eb.size();
+    if (swap) std::swap(ea, eb);
+    auto measure = [&best](const Edge& s, const Edge& t) {
+        if (box_gap(s.box, t.box) >= best.distance) return;
+        Closest c = segment_segment(s.x1, s.y1, s.x2, s.y2, t.x1, t.y1, t.x2, t.y2);
+        if (c.distance < best.distance) best = c;
+    };
+    auto result = [&] { return swap ? Closest{best.distance, best.bx, best.by, best.ax, best.ay} : best; };
+    if (ea.size() * eb.size() <= 4096) {
+        for (const Edge& s : ea) {
+            for (const Edge& t : eb) {
+                measure(s, t);
+                if (best.distance == 0) return result();
             }
         }
+        return result();
     }
-    return best;
+    // Large outlines: the first edge against all gives a bound, then each
+    // edge looks only at the edges of the other within that bound.
+    for (const Edge& t : eb) measure(ea.front(), t);
+    using Corner = bg::model::point<double, 2, bg::cs::cartesian>;
+    using Rect = bg::model::box<Corner>;
+    std::vector<std::pair<Rect, std::uint32_t>> boxes;
+    boxes.reserve(eb.size());
+    for (std::size_t j = 0; j < eb.size(); ++j) {
+        const EdgeBox& e = eb[j].box;
+        boxes.emplace_back(Rect{{e.xmin, e.ymin}, {e.xmax, e.ymax}}, std::uint32_t(j));
+    }
+    bgi::rtree<std::pair<Rect, std::uint32_t>, bgi::quadratic<16>> tree(boxes.begin(), boxes.end());
+    for (const Edge& s : ea) {
+        if (best.distance == 0) break;
+        double d = best.distance;
+        Rect reach{{s.box.xmin - d, s.box.ymin - d}, {s.box.xmax + d, s.box.ymax + d}};
+        tree.query(bgi::intersects(reach), boost::iterators::make_function_output_iterator(
+                                               [&](const auto& hit) { measure(s, eb[hit.second]); }));
+    }
+    return result();
 }
 
 } // namespace kesto::geom

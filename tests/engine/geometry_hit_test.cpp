@@ -190,6 +190,27 @@ TEST(GeometryClearance, OtherShapesGoThroughTheirOutlines)
     EXPECT_NEAR(feature_point_distance(board.layer, board.layer.features[a], {c(3 * mm), 0}, {}).distance, 2 * mm, 1);
 }
 
+TEST(GeometryClearance, LargeOutlinesAgreeWithTheirCircles)
+{
+    // Donuts take the outline path; at these radii each has about a thousand edges.
+    Board board;
+    int big = board.symbol(SymbolFamily::RoundDonut, 100 * mm, 80 * mm);
+    int small = board.symbol(SymbolFamily::RoundDonut, 30 * mm, 10 * mm);
+    auto a = board.pad(big, 0, 0);
+    auto b = board.pad(big, 130 * mm, 40 * mm);
+    auto in_hole = board.pad(small, 5 * mm, 0);
+    auto across = board.pad(small, 45 * mm, 0);
+    double bound = 2 * kMaxChordError + 4;
+    EXPECT_NEAR(board.distance(a, b).distance, std::hypot(130 * mm, 40 * mm) - 100 * mm, bound);
+    EXPECT_NEAR(board.distance(b, a).distance, std::hypot(130 * mm, 40 * mm) - 100 * mm, bound);
+    // From the small donut's outer edge to the big one's hole edge.
+    Closest inside = board.distance(in_hole, a);
+    EXPECT_NEAR(inside.distance, 40 * mm - 5 * mm - 15 * mm, bound);
+    EXPECT_NEAR(inside.ax, 20 * mm, 2 * kMaxChordError);
+    EXPECT_NEAR(inside.bx, 40 * mm, 2 * kMaxChordError);
+    EXPECT_EQ(board.distance(across, a).distance, 0);
+}
+
 TEST(GeometryHits, ClickWithMarginCatchesWhatIsNearEnough)
 {
     Board board;
