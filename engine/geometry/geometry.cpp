@@ -1,8 +1,5 @@
 #include "engine/geometry/geometry.h"
-
-#include <boost/geometry.hpp>
-#include <boost/geometry/index/rtree.hpp>
-#include <boost/iterator/function_output_iterator.hpp>
+#include "engine/geometry/prepared_outline.h"
 
 #include <algorithm>
 #include <cmath>
@@ -11,9 +8,6 @@
 namespace kesto::geom {
 
 namespace {
-
-namespace bg = boost::geometry;
-namespace bgi = boost::geometry::index;
 
 Paths run(ClipperLib::ClipType type, const Paths& a, const Paths& b)
 {
@@ -25,37 +19,9 @@ Paths run(ClipperLib::ClipType type, const Paths& a, const Paths& b)
     return out;
 }
 
-struct EdgeBox {
-    double xmin, ymin, xmax, ymax;
-};
+// Outlines with more edges than this are measured through an R-tree.
+constexpr std::size_t kBruteForceEdges = 64;
 
-struct Edge {
-    double x1, y1, x2, y2;
-    EdgeBox box;
-};
-
-std::vector<Edge> edges_of(const Paths& outline)
-{
-    std::vector<Edge> edges;
-    for (const Path& path : outline) {
-        for (std::size_t i = 0; i < path.size(); ++i) {
-            const IntPoint& s = path[i];
-            const IntPoint& e = path[(i + 1) % path.size()];
-            edges.push_back({double(s.X), double(s.Y), double(e.X), double(e.Y),
-                             {double(std::min(s.X, e.X)), double(std::min(s.Y, e.Y)), double(std::max(s.X, e.X)),
-                              double(std::max(s.Y, e.Y))}});
-        }
-    }
-    return edges;
-}
-
-// Gap between two boxes; a lower bound of the distance of anything inside them.
-double box_gap(const EdgeBox& a, const EdgeBox& b)
-{
-    double dx = std::max({0.0, a.xmin - b.xmax, b.xmin - a.xmax});
-    double dy = std::max({0.0, a.ymin - b.ymax, b.ymin - a.ymax});
-    return std::hypot(dx, dy);
-}
 
 } // namespace
 
@@ -272,23 +238,50 @@ Closest segment_segment(double ax1, double ay1, double ax2, double ay2,
     return best;
 }
 
-Closest outline_point_distance(const Paths& a, double px, double py)
+std::vector<Edge> edges_of(const Paths& outline)
 {
-    Closest best;
-    best.distance = std::numeric_limits<double>::infinity();
-    if (a.empty()) return best;
-    IntPoint p{to_nm(px), to_nm(py)};
-    if (locate(p, a) != Where::Outside) {
-        best = Closest{0, px, py, px, py};
-        return best;
-    }
-    for (const Path& path : a) {
+    std::vector<Edge> edges;
+    for (const Path& path : outline) {
         for (std::size_t i = 0; i < path.size(); ++i) {
             const IntPoint& s = path[i];
             const IntPoint& e = path[(i + 1) % path.size()];
-            Closest c = segment_point(double(s.X), double(s.Y), double(e.X), double(e.Y), px, py);
-            if (c.distance < best.distance) best = c;
+            edges.push_back({double(s.X), double(s.Y), double(e.X), double(e.Y), double(std::min(s.X, e.X)),
+                             double(std::min(s.Y, e.Y)), double(std::max(s.X, e.X)), double(std::max(s.Y, e.Y))});
         }
+    }
+    return edges;
+}
+
+double box_gap(const Edge& a, const Edge& b)
+{
+    double dx = std::max({0.0, a.xmin - b.xmax, b.xmin - a.xmax});
+    double dy = std::max({0.0, a.ymin - b.ymax, b.ymin - a.ymax});
+    return std::hypot(dx, dy);
+}
+
+std::optional<Closest> contact_by_containment(const Paths& a, const Paths& b)
+{
+    for (const auto& [inner, outer] : {std::pair{&a, &b}, std::pair{&b, &a}}) {
+        for (const Path& path : *inner) {
+            if (path.empty() || locate(path.front(), *outer) == Where::Outside) continue;
+            double x = double(path.front().X), y = double(path.front().Y);
+            return Closest{0, x, y, x, y};
+        }
+    }
+    return std::nullopt;
+}
+
+Closest outline_point_distance(const Paths& a, double px, double py)
+{
+    std::vector<Edge> edges = edges_of(a);
+    if (edges.size() > kBruteForceEdges) return PreparedOutline(a).distance(px, py);
+    Closest best;
+    best.distance = std::numeric_limits<double>::infinity();
+    if (edges.empty()) return best;
+    if (locate(IntPoint{to_nm(px), to_nm(py)}, a) != Where::Outside) return Closest{0, px, py, px, py};
+    for (const Edge& e : edges) {
+        Closest c = segment_point(e.x1, e.y1, e.x2, e.y2, px, py);
+        if (c.distance < best.distance) best = c;
     }
     return best;
 }
@@ -297,56 +290,25 @@ Closest outline_distance(const Paths& a, const Paths& b)
 {
     Closest best;
     best.distance = std::numeric_limits<double>::infinity();
-    if (a.empty() || b.empty()) return best;
-    // One inside the other: any vertex of one inside the other is a contact.
-    for (const auto& [inner, outer] : {std::pair{&a, &b}, std::pair{&b, &a}}) {
-        for (const Path& path : *inner) {
-            if (path.empty()) continue;
-            if (locate(path.front(), *outer) != Where::Outside) {
-                double x = double(path.front().X), y = double(path.front().Y);
-                return Closest{0, x, y, x, y};
-            }
-        }
-    }
     std::vector<Edge> ea = edges_of(a), eb = edges_of(b);
     if (ea.empty() || eb.empty()) return best;
-    bool swap = ea.size() > eb.size();
-    if (swap) std::swap(ea, eb);
-    auto measure = [&best](const Edge& s, const Edge& t) {
-        if (box_gap(s.box, t.box) >= best.distance) return;
-        Closest c = segment_segment(s.x1, s.y1, s.x2, s.y2, t.x1, t.y1, t.x2, t.y2);
-        if (c.distance < best.distance) best = c;
-    };
-    auto result = [&] { return swap ? Closest{best.distance, best.bx, best.by, best.ax, best.ay} : best; };
-    if (ea.size() * eb.size() <= 4096) {
-        for (const Edge& s : ea) {
-            for (const Edge& t : eb) {
-                measure(s, t);
-                if (best.distance == 0) return result();
+    if (ea.size() * eb.size() > kBruteForceEdges * kBruteForceEdges) {
+        if (ea.size() >= eb.size()) return PreparedOutline(a).distance(b);
+        Closest c = PreparedOutline(b).distance(a);
+        return Closest{c.distance, c.bx, c.by, c.ax, c.ay};
+    }
+    if (auto contact = contact_by_containment(a, b)) return *contact;
+    for (const Edge& s : ea) {
+        for (const Edge& t : eb) {
+            if (box_gap(s, t) >= best.distance) continue;
+            Closest c = segment_segment(s.x1, s.y1, s.x2, s.y2, t.x1, t.y1, t.x2, t.y2);
+            if (c.distance < best.distance) {
+                best = c;
+                if (best.distance == 0) return best;
             }
         }
-        return result();
     }
-    // Large outlines: the first edge against all gives a bound, then each
-    // edge looks only at the edges of the other within that bound.
-    for (const Edge& t : eb) measure(ea.front(), t);
-    using Corner = bg::model::point<double, 2, bg::cs::cartesian>;
-    using Rect = bg::model::box<Corner>;
-    std::vector<std::pair<Rect, std::uint32_t>> boxes;
-    boxes.reserve(eb.size());
-    for (std::size_t j = 0; j < eb.size(); ++j) {
-        const EdgeBox& e = eb[j].box;
-        boxes.emplace_back(Rect{{e.xmin, e.ymin}, {e.xmax, e.ymax}}, std::uint32_t(j));
-    }
-    bgi::rtree<std::pair<Rect, std::uint32_t>, bgi::quadratic<16>> tree(boxes.begin(), boxes.end());
-    for (const Edge& s : ea) {
-        if (best.distance == 0) break;
-        double d = best.distance;
-        Rect reach{{s.box.xmin - d, s.box.ymin - d}, {s.box.xmax + d, s.box.ymax + d}};
-        tree.query(bgi::intersects(reach), boost::iterators::make_function_output_iterator(
-                                               [&](const auto& hit) { measure(s, eb[hit.second]); }));
-    }
-    return result();
+    return best;
 }
 
 } // namespace kesto::geom

@@ -429,9 +429,13 @@ Paths surface_outline(const Surface& surface)
     Paths group;   // the current island and its holes
     auto close_group = [&] {
         if (group.empty()) return;
-        Paths holes(group.begin() + 1, group.end());
-        Paths island = subtract({group.front()}, holes);
-        islands.insert(islands.end(), island.begin(), island.end());
+        if (group.size() == 1) {
+            islands.push_back(std::move(group.front()));
+        } else {
+            Paths holes(group.begin() + 1, group.end());
+            Paths island = subtract({group.front()}, holes);
+            islands.insert(islands.end(), island.begin(), island.end());
+        }
         group.clear();
     };
     for (const Contour& contour : surface.contours) {
@@ -456,6 +460,9 @@ Paths surface_outline(const Surface& surface)
         }
     }
     close_group();
+    // One island without holes is taken as drawn: Clipper is slow on long
+    // contours with many minima, and most surfaces are single contours.
+    if (islands.size() == 1 && surface.contours.size() == 1) return islands;
     return unite(islands);
 }
 

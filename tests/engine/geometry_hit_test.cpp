@@ -1,5 +1,6 @@
 // Hit tests by point and polygon, and clearances between features.
 #include "engine/geometry/hit.h"
+#include "engine/geometry/prepared_outline.h"
 
 #include <gtest/gtest.h>
 
@@ -209,6 +210,38 @@ TEST(GeometryClearance, LargeOutlinesAgreeWithTheirCircles)
     EXPECT_NEAR(inside.ax, 20 * mm, 2 * kMaxChordError);
     EXPECT_NEAR(inside.bx, 40 * mm, 2 * kMaxChordError);
     EXPECT_EQ(board.distance(across, a).distance, 0);
+    // Points: in the hole, on the copper, outside.
+    const Feature& ring = board.layer.features[a];
+    EXPECT_NEAR(feature_point_distance(board.layer, ring, {c(10 * mm), 0}, {}).distance, 30 * mm, bound);
+    EXPECT_EQ(feature_point_distance(board.layer, ring, {0, c(45 * mm)}, {}).distance, 0);
+    EXPECT_NEAR(feature_point_distance(board.layer, ring, {c(-60 * mm), 0}, {}).distance, 10 * mm, bound);
+}
+
+TEST(GeometryClearance, PreparedOutlinesLocateAsPlainOnes)
+{
+    // A frame with a hole and an island in it, made of many short edges, and
+    // a zig-zag whose vertices sit on the probing rows.
+    Paths frame = subtract({circle(0, 0, 50 * mm)}, {circle(0, 0, 30 * mm)});
+    frame = unite(frame, {circle(0, 0, 10 * mm)});
+    Path zig{{c(60 * mm), c(-10 * mm)}};
+    for (int k = 0; k <= 40; ++k) zig.push_back({c(60 * mm + k * mm), c((k % 2) * mm)});
+    zig.push_back({c(100 * mm), c(-10 * mm)});
+    frame = unite(frame, {zig});
+    PreparedOutline prepared(frame);
+    std::mt19937 rng(3);
+    std::uniform_int_distribution<int> cell(-60, 110);
+    for (int trial = 0; trial < 20000; ++trial) {
+        // Whole millimetres hit the zig-zag's vertices and edges exactly.
+        IntPoint p{c(cell(rng) * mm), c((cell(rng) % 60) * mm)};
+        if (trial % 2) p.X += c(0.37 * mm);
+        ASSERT_EQ(prepared.locate(double(p.X), double(p.Y)), locate(p, frame)) << p.X << " " << p.Y;
+    }
+    // Distances agree with the plain path too.
+    Paths pad{rectangle(55 * mm, 5 * mm, 56 * mm, 6 * mm)};
+    EXPECT_DOUBLE_EQ(prepared.distance(pad).distance, outline_distance(frame, pad).distance);
+    double to_rim = std::hypot(55 * mm, 5 * mm) - 50 * mm; // the pad's corner to the outer circle
+    EXPECT_NEAR(prepared.distance(pad).distance, to_rim, kMaxChordError);
+    EXPECT_NEAR(prepared.distance(55 * mm, 5 * mm).distance, to_rim, kMaxChordError);
 }
 
 TEST(GeometryHits, ClickWithMarginCatchesWhatIsNearEnough)
