@@ -6,6 +6,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cmath>
+
 namespace {
 
 using namespace kesto;
@@ -84,11 +86,22 @@ Path whole_board_polygon()
     return {{-10 * mm, -20 * mm}, {520 * mm, -10 * mm}, {510 * mm, 520 * mm}, {-20 * mm, 510 * mm}};
 }
 
+// A drawn lasso of 1,000 points over about a tenth of the board.
+Path lasso_polygon()
+{
+    Path lasso;
+    for (int k = 0; k < 1000; ++k) {
+        double t = 2 * kPi * k / 1000, r = (90 + 10 * std::sin(7 * t)) * mm;
+        lasso.push_back({Coord(180 * mm + r * std::cos(t)), Coord(190 * mm + r * std::sin(t))});
+    }
+    return lasso;
+}
+
 void BM_SelectByPolygon(benchmark::State& state)
 {
     const Layer& layer = board();
     const LayerIndex& index = board_index();
-    Path polygon = state.range(1) ? whole_board_polygon() : selection_polygon();
+    Path polygon = state.range(1) == 1 ? whole_board_polygon() : state.range(1) == 2 ? lasso_polygon() : selection_polygon();
     auto test = state.range(0) ? PolygonTest::Touching : PolygonTest::Inside;
     std::size_t caught = 0;
     for (auto _ : state) {
@@ -97,7 +110,7 @@ void BM_SelectByPolygon(benchmark::State& state)
     }
     state.counters["features"] = double(caught);
 }
-BENCHMARK(BM_SelectByPolygon)->Args({0, 0})->Args({1, 0})->Args({0, 1})->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SelectByPolygon)->Args({0, 0})->Args({1, 0})->Args({0, 1})->Args({0, 2})->Unit(benchmark::kMillisecond);
 
 void BM_SelectByPoint(benchmark::State& state)
 {

@@ -259,6 +259,29 @@ double box_gap(const Edge& a, const Edge& b)
     return std::hypot(dx, dy);
 }
 
+bool segment_meets_box(const Edge& e, const Box& b)
+{
+    // Liang-Barsky: clip the segment's parameter range to the box.
+    double t0 = 0, t1 = 1, dx = e.x2 - e.x1, dy = e.y2 - e.y1;
+    const double p[4] = {-dx, dx, -dy, dy};
+    const double q[4] = {e.x1 - double(b.xmin), double(b.xmax) - e.x1, e.y1 - double(b.ymin), double(b.ymax) - e.y1};
+    for (int i = 0; i < 4; ++i) {
+        if (p[i] == 0) {
+            if (q[i] < 0) return false;
+            continue;
+        }
+        double t = q[i] / p[i];
+        if (p[i] < 0) {
+            if (t > t1) return false;
+            t0 = std::max(t0, t);
+        } else {
+            if (t < t0) return false;
+            t1 = std::min(t1, t);
+        }
+    }
+    return true;
+}
+
 std::optional<Closest> contact_by_containment(const Paths& a, const Paths& b)
 {
     for (const auto& [inner, outer] : {std::pair{&a, &b}, std::pair{&b, &a}}) {

@@ -110,6 +110,8 @@ struct Edge {
 std::vector<Edge> edges_of(const Paths& outline);
 // Gap between the boxes of two edges: no point of one is nearer the other.
 double box_gap(const Edge& a, const Edge& b);
+// Does the edge meet the closed box?
+bool segment_meets_box(const Edge& e, const Box& box);
 
 // Edge-to-edge distance of two filled outlines: 0 when they touch or overlap,
 // with a closest point on each. Empty outlines are infinitely far apart.

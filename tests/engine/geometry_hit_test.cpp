@@ -291,6 +291,26 @@ TEST(GeometryHits, PolygonsCatchWhatIsInsideOrTouching)
         const Point& at = board.layer.features[i].a;
         if (board.layer.features[i].kind == FeatureKind::Pad) EXPECT_LE(double(at.x + at.y), 25 * mm - 0.5 * mm * std::sqrt(2.0));
     }
+    // Whatever the shortcuts, the answer is the outline-by-outline answer: for
+    // a drawn lasso of many points and for a plain triangle.
+    Path lasso;
+    for (int k = 0; k < 300; ++k) {
+        double t = 2 * kPi * k / 300, r = (7 + 2 * std::sin(5 * t)) * mm;
+        lasso.push_back({c(9 * mm + r * std::cos(t)), c(9 * mm + r * std::sin(t))});
+    }
+    for (const Path& shape : {lasso, triangle}) {
+        Paths area_of = unite({shape});
+        for (PolygonTest test : {PolygonTest::Inside, PolygonTest::Touching}) {
+            std::vector<std::size_t> expected;
+            for (std::size_t i = 0; i < board.layer.features.size(); ++i) {
+                Paths outline = feature_outline(board.layer, board.layer.features[i], {});
+                bool caught = test == PolygonTest::Inside ? area(subtract(outline, area_of)) < 1.0
+                                                          : outline_distance(outline, area_of).distance == 0;
+                if (caught) expected.push_back(i);
+            }
+            EXPECT_EQ(features_in_polygon(board.layer, board.index, shape, test, {}), expected);
+        }
+    }
     // A degenerate polygon catches nothing.
     EXPECT_TRUE(features_in_polygon(board.layer, board.index, Path{{0, 0}, {c(mm), c(mm)}}, PolygonTest::Touching, {}).empty());
 }
