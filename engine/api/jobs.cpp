@@ -258,16 +258,6 @@ void add_box(Box& box, const Point& from, const Segment& s)
 
 } // namespace
 
-void set_working_unit(Units units) { store::set_working_unit(units); }
-Units working_unit() { return store::working_unit(); }
-double to_working(Coord nm)
-{
-    return static_cast<double>(nm) / (working_unit() == Units::Inch ? kNmPerInch : kNmPerMm);
-}
-Coord from_working(double value)
-{
-    return static_cast<Coord>(std::llround(value * (working_unit() == Units::Inch ? kNmPerInch : kNmPerMm)));
-}
 
 bool open_job(const std::string& path, const std::string& job)
 {

@@ -34,12 +34,6 @@ struct layer_info {
 };
 
 
-// The unit of real-valued coordinates crossing the API (mm by default).
-void set_working_unit(kesto::Units units);
-kesto::Units working_unit();
-// Conversions between the working unit and engine units.
-double to_working(kesto::Coord nm);
-kesto::Coord from_working(double value);
 
 // Opens the job `job` found in the folder `path` (a job folder, or an archive
 // named job.tgz, job.tar.gz, job.tar or job.zip); `path` may also name the job

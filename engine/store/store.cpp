@@ -19,13 +19,24 @@ Job* find_job(const std::string& name)
     return it == open_jobs().end() ? nullptr : &it->second;
 }
 
+namespace {
+std::uint64_t g_generation = 0;
+} // namespace
+
+std::uint64_t generation() { return g_generation; }
+
 Job& add_job(Job job)
 {
+    ++g_generation;
     const std::string name = job.name;
     return open_jobs()[name] = std::move(job);
 }
 
-bool remove_job(const std::string& name) { return open_jobs().erase(name) > 0; }
+bool remove_job(const std::string& name)
+{
+    ++g_generation;
+    return open_jobs().erase(name) > 0;
+}
 
 std::vector<std::string> job_names()
 {
@@ -75,6 +86,7 @@ bool undo(Job& job, const std::string& step_name)
                 if (find_row(job, name)) step->layers[name] = std::move(layer);
         job.undo.erase(std::next(it).base());
         job.changed = true;
+        ++g_generation;
         return step != nullptr;
     }
     return false;

@@ -3,6 +3,7 @@
 #pragma once
 #include "engine/model/model.h"
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
@@ -16,6 +17,9 @@ Job& add_job(Job job);
 // Closes a job; false when it was not open.
 bool remove_job(const std::string& name);
 std::vector<std::string> job_names();
+// Counts the changes that replace whole jobs or layers behind their names
+// (opening, closing, undo), so that what is kept about them can be dropped.
+std::uint64_t generation();
 
 Step* find_step(Job& job, const std::string& name);
 // The layer's features in a step, or nullptr when the matrix has no such row.

@@ -201,10 +201,10 @@ TEST_F(StoreJobs, ProfileBoxFollowsArcs)
 TEST(StoreSession, WorkingUnitConvertsApiCoordinates)
 {
     EXPECT_EQ(working_unit(), kesto::Units::Mm);
-    EXPECT_EQ(from_working(1.5), 1500000);
+    EXPECT_EQ(from_working_unit(1.5), 1500000);
     set_working_unit(kesto::Units::Inch);
-    EXPECT_EQ(from_working(0.1), 2540000);
-    EXPECT_DOUBLE_EQ(to_working(25400000), 1.0);
+    EXPECT_EQ(from_working_unit(0.1), 2540000);
+    EXPECT_DOUBLE_EQ(to_working_unit(25400000), 1.0);
     set_working_unit(kesto::Units::Mm);
 }
 
