@@ -79,6 +79,11 @@ Paths subtract(const Paths& a, const Paths& b);
 Paths intersect(const Paths& a, const Paths& b);
 Paths exclusive_or(const Paths& a, const Paths& b);
 
+// The part of an outline within a box (Sutherland-Hodgman against each
+// side): exact inside the box; where the outline leaves it, the pieces run
+// along the box's sides, which may leave zero-width seams there.
+Paths clip_to_box(const Paths& outline, const Box& box);
+
 enum class Join { Round, Square, Miter };
 // Grows (delta > 0) or shrinks (delta < 0) an outline by `delta` nanometres.
 Paths offset(const Paths& outline, double delta, Join join = Join::Round);

@@ -312,8 +312,13 @@ std::vector<std::size_t> features_in_polygon(const Layer& layer, const LayerInde
         }
         Paths outline = feature_outline(layer, layer.features[i], context);
         if (outline.empty()) continue;
-        bool caught = test == PolygonTest::Inside ? std::fabs(area(subtract(outline, area_of))) < 1.0
-                                                  : outline_distance(outline, area_of).distance == 0;
+        // Only the polygon near the feature matters: cut it to a box a little
+        // wider than the outline's, so the booleans stay small.
+        Box near = box_of(outline);
+        Coord margin = 1000 + (near.xmax - near.xmin + near.ymax - near.ymin) / 100;
+        Paths local = clip_to_box(area_of, Box{near.xmin - margin, near.ymin - margin, near.xmax + margin, near.ymax + margin});
+        bool caught = test == PolygonTest::Inside ? std::fabs(area(subtract(outline, local))) < 1.0
+                                                  : outline_distance(outline, local).distance == 0;
         if (caught) hits.push_back(i);
     }
     return hits;

@@ -30,6 +30,21 @@ TEST(GeometryBooleans, AreasOfTwoOverlappingSquares)
     EXPECT_EQ(locate(IntPoint{0, Coord(2 * mm)}, framed), Where::OnEdge);
 }
 
+TEST(GeometryBooleans, ClippingToABoxKeepsWhatIsInside)
+{
+    // A U with a hole in its base, cut across both arms.
+    Paths u = subtract({rectangle(0, 0, 6 * mm, 6 * mm)}, {rectangle(2 * mm, 2 * mm, 4 * mm, 7 * mm)});
+    u = subtract(u, {rectangle(2.5 * mm, 0.5 * mm, 3.5 * mm, 1.5 * mm)});
+    for (Box box : {Box{Coord(-1 * mm), Coord(1 * mm), Coord(7 * mm), Coord(4 * mm)},
+                    Box{Coord(1 * mm), Coord(3 * mm), Coord(5 * mm), Coord(9 * mm)},
+                    Box{Coord(10 * mm), 0, Coord(11 * mm), Coord(1 * mm)}}) {
+        Paths clipped = clip_to_box(u, box);
+        Paths exact = intersect(u, {rectangle(double(box.xmin), double(box.ymin), double(box.xmax), double(box.ymax))});
+        EXPECT_NEAR(area(clipped), area(exact), 1.0);
+        EXPECT_NEAR(area(exclusive_or(unite(clipped), exact)), 0, 1.0);
+    }
+}
+
 TEST(GeometryBooleans, OffsetsGrowAndShrinkByTheirJoin)
 {
     double s = 2 * mm, d = 0.5 * mm;
