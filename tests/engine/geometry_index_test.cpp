@@ -130,6 +130,14 @@ TEST(GeometryLayerIndex, StaysCurrentThroughEveryKindOfEdit)
     boxes = kept;
     expect_same_answers(index, boxes, rng, "erase");
 
+    // One at a time: the first, one in the middle, the last.
+    for (int which = 0; which < 3; ++which) {
+        std::size_t at = which == 0 ? 0 : which == 1 ? boxes.size() / 2 : boxes.size() - 1;
+        index.remove(at);
+        boxes.erase(boxes.begin() + static_cast<std::ptrdiff_t>(at));
+    }
+    expect_same_answers(index, boxes, rng, "remove");
+
     // Freed slots are used again by later inserts.
     for (int k = 0; k < 100; ++k) {
         boxes.push_back(random_box(rng));
