@@ -224,7 +224,9 @@ Paths text_outline(const Layer& layer, const Feature& f, const OutlineContext& c
 {
     if (f.body >= layer.texts.size()) return {};
     const Text& text = layer.texts[f.body];
-    const StrokeFont& font = context.font ? *context.font : builtin_stroke_font();
+    auto named = context.fonts.find(text.font);
+    if (named == context.fonts.end()) named = context.fonts.find("standard");
+    const StrokeFont& font = named != context.fonts.end() ? *named->second : builtin_stroke_font();
     double sx = double(text.xsize) / font.xsize, sy = double(text.ysize) / font.ysize;
     double advance = double(text.xsize) + font.offset * sx;
     Painter painter;
@@ -270,10 +272,17 @@ OutlineContext context_of(const Job& job, std::string* font_error)
         auto found = owner->symbols.find(name);
         return found == owner->symbols.end() ? nullptr : &found->second.features;
     };
-    auto file = job.files.find("fonts/standard");
-    if (file != job.files.end()) {
-        if (auto font = parse_stroke_font(file->second, font_error))
-            context.font = std::make_shared<StrokeFont>(std::move(*font));
+    const std::string folder = "fonts/";
+    for (auto file = job.files.lower_bound(folder); file != job.files.end(); ++file) {
+        if (file->first.compare(0, folder.size(), folder) != 0) break;
+        std::string name = file->first.substr(folder.size());
+        if (name.empty() || name.find('/') != std::string::npos) continue;
+        std::string error;
+        if (auto font = parse_stroke_font(file->second, &error)) {
+            context.fonts[name] = std::make_shared<StrokeFont>(std::move(*font));
+        } else if (font_error && font_error->empty()) {
+            *font_error = file->first + ": " + error;
+        }
     }
     return context;
 }

@@ -550,15 +550,27 @@ TEST(GeometryFonts, TextsUseTheJobFontOrTheBuiltInOne)
     Box mirrored = box_of(feature_outline(layer, layer.features[0], context));
     EXPECT_LT(mirrored.xmax, Coord(100 * mm));
 
+    // A text names its font; an unknown name falls back to the standard font.
+    job.files["fonts/narrow"] = "XSIZE 0.1\nYSIZE 0.3\nCHAR I\nLINE 0 -0.1 0 0.2 P R 0.01\nECHAR\n";
+    context = context_of(job);
+    ASSERT_EQ(context.fonts.size(), 2u);
+    layer.texts[0].font = "narrow"; // cell 0.1 inch wide: scale 4, the I at 0.2 inch
+    layer.features[0].mirror = false;
+    Box narrow = box_of(feature_outline(layer, layer.features[0], context));
+    EXPECT_NEAR(double(narrow.xmin), x0 + 0.2 * inch - w / 2, kChord + 2);
+    EXPECT_NEAR(double(narrow.xmax), x0 + 1.0 * inch + w / 2, kChord + 2); // third I, 0.4 inch cells
+    layer.texts[0].font = "no such font";
+    EXPECT_NEAR(double(box_of(feature_outline(layer, layer.features[0], context)).xmax), double(box.xmax), 2);
+
     // Without a font file the built-in font draws every letter and digit.
     OutlineContext plain = context_of(Job{});
-    EXPECT_EQ(plain.font, nullptr);
-    // A broken font file is reported, and the built-in font stands in.
+    EXPECT_TRUE(plain.fonts.empty());
+    // A broken font file is reported and left out.
     Job broken;
     broken.files["fonts/standard"] = "XSIZE 1\nYSIZE 1\nCHAR A\nLINE 0 0\nECHAR\n";
     std::string why;
-    EXPECT_EQ(context_of(broken, &why).font, nullptr);
-    EXPECT_EQ(why, "font line 4: malformed LINE record");
+    EXPECT_TRUE(context_of(broken, &why).fonts.empty());
+    EXPECT_EQ(why, "fonts/standard: font line 4: malformed LINE record");
     layer.features[0].mirror = false;
     layer.texts[0].text = "KESTO 42";
     Paths builtin = feature_outline(layer, layer.features[0], plain);
