@@ -577,8 +577,21 @@ TEST(GeometryFonts, TextsUseTheJobFontOrTheBuiltInOne)
     EXPECT_GT(area(builtin), 0);
     for (char c = 'A'; c <= 'Z'; ++c) EXPECT_FALSE(builtin_stroke_font().glyphs.at(static_cast<unsigned char>(c)).empty());
     for (char c = '0'; c <= '9'; ++c) EXPECT_FALSE(builtin_stroke_font().glyphs.at(static_cast<unsigned char>(c)).empty());
-    Box cheap = feature_box(layer, layer.features[0], plain);
-    EXPECT_GE(cheap.xmax - cheap.xmin, Coord(6 * 0.4 * inch));
+    // The box of a text comes from its strokes: it holds the outline, turned
+    // and mirrored too, and stays close to it.
+    for (double angle : {0.0, 30.0, 90.0}) {
+        layer.features[0].angle = angle;
+        layer.features[0].mirror = angle == 30.0;
+        Box exact = box_of(feature_outline(layer, layer.features[0], plain));
+        Box cheap = feature_box(layer, layer.features[0], plain);
+        EXPECT_TRUE(cheap.xmin <= exact.xmin && cheap.ymin <= exact.ymin && cheap.xmax >= exact.xmax &&
+                    cheap.ymax >= exact.ymax)
+            << angle;
+        if (angle == 0) {
+            EXPECT_NEAR(double(cheap.xmin), double(exact.xmin), 2);
+            EXPECT_NEAR(double(cheap.ymax), double(exact.ymax), 2);
+        }
+    }
 }
 
 } // namespace
