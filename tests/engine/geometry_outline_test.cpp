@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 
 namespace kesto::geom {
 namespace {
@@ -458,7 +459,8 @@ TEST(GeometryFonts, ParsesFontFilesAndRejectsBrokenOnes)
                                "XSIZE 1\nYSIZE 1\nCHAR A\nLINE 0 0 1 P R 1\nECHAR\n", // short record
                                "XSIZE 1\nYSIZE 1\nLINE 0 0 1 1 P R 1\n",          // outside a char
                                "XSIZE 1\nYSIZE 1\nCHAR A\nLINE 0 0 1 1 P R 1\n",  // unclosed
-                               "XSIZE x\nYSIZE 1\n"}) {
+                               "XSIZE x\nYSIZE 1\n",
+                               "XSIZE 1\nYSIZE 1\nCHAR A\nLINE nan 0 1 1 P R 1\nECHAR\n"}) {
         error.clear();
         EXPECT_FALSE(parse_stroke_font(broken, &error)) << broken;
         EXPECT_NE(error.find("font line"), std::string::npos) << broken;
@@ -486,6 +488,26 @@ std::string sample_job_file(const std::string& suffix)
     }
     archive_read_free(a);
     return bytes;
+}
+
+TEST(GeometryFonts, GarbleNeverCrashesTheParser)
+{
+    // Pieces of a real font shuffled with noise: a font or a clear refusal.
+    const std::string pieces[] = {"XSIZE", "YSIZE", "OFFSET", "CHAR", "ECHAR", "LINE", "UNITS=MM", "0.1", "-1e308",
+                                  "nan", "P", "N", "R", "S", "\n", " ", "\r\n", "#", "\t", "x", "1e999",
+                                  std::string(1, '\0')};
+    std::mt19937 rng(5);
+    for (int trial = 0; trial < 3000; ++trial) {
+        std::string text = trial % 2 ? "XSIZE 1\nYSIZE 1\n" : "";
+        int n = int(rng() % 60);
+        for (int k = 0; k < n; ++k) {
+            text += pieces[rng() % (sizeof pieces / sizeof *pieces)];
+            text += rng() % 3 ? " " : "\n";
+        }
+        std::string error;
+        auto font = parse_stroke_font(text, &error);
+        EXPECT_TRUE(font || !error.empty()) << text;
+    }
 }
 
 TEST(GeometryFonts, ReadsTheFontOfARealJob)
