@@ -4,7 +4,7 @@
 //
 // Conventions: an outline is a set of closed paths filled by the non-zero
 // rule; islands run counter-clockwise (positive area, y up), holes clockwise.
-// Every function here returns outlines in that normalised form.
+// Booleans and offsets return outlines in that normalised form.
 #pragma once
 #include "engine/model/model.h"
 
