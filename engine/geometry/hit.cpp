@@ -187,8 +187,9 @@ public:
     enum class Verdict { Inside, Outside, Crossed };
     Verdict judge(const Box& box) const
     {
-        int c0 = column(double(box.xmin)), c1 = column(double(box.xmax));
-        int r0 = row(double(box.ymin)), r1 = row(double(box.ymax));
+        // One bucket more on every side: rounding at bucket borders never hides an edge.
+        int c0 = std::max(0, column(double(box.xmin)) - 1), c1 = std::min(kSide - 1, column(double(box.xmax)) + 1);
+        int r0 = std::max(0, row(double(box.ymin)) - 1), r1 = std::min(kSide - 1, row(double(box.ymax)) + 1);
         bool within = box.xmin >= bounds_.xmin && box.xmax <= bounds_.xmax && box.ymin >= bounds_.ymin &&
                       box.ymax <= bounds_.ymax;
         int busy = busy_[at(r1 + 1, c1 + 1)] - busy_[at(r0, c1 + 1)] - busy_[at(r1 + 1, c0)] + busy_[at(r0, c0)];
