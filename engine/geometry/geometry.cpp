@@ -146,6 +146,35 @@ Paths subtract(const Paths& a, const Paths& b) { return run(ClipperLib::ctDiffer
 Paths intersect(const Paths& a, const Paths& b) { return run(ClipperLib::ctIntersection, a, b); }
 Paths exclusive_or(const Paths& a, const Paths& b) { return run(ClipperLib::ctXor, a, b); }
 
+Paths clip_to_box(const Paths& outline, const Box& box)
+{
+    Paths out;
+    for (const Path& path : outline) {
+        Path piece = path;
+        // Each side keeps the points on its inner side: x >= xmin, x <= xmax, y >= ymin, y <= ymax.
+        for (int side = 0; side < 4 && !piece.empty(); ++side) {
+            auto coord = [side](const IntPoint& p) { return double(side < 2 ? p.X : p.Y); };
+            double limit = double(side == 0 ? box.xmin : side == 1 ? box.xmax : side == 2 ? box.ymin : box.ymax);
+            bool keep_above = side % 2 == 0;
+            auto inside = [&](const IntPoint& p) { return keep_above ? coord(p) >= limit : coord(p) <= limit; };
+            Path kept;
+            for (std::size_t i = 0; i < piece.size(); ++i) {
+                const IntPoint& a = piece[i];
+                const IntPoint& b = piece[(i + 1) % piece.size()];
+                if (inside(a)) kept.push_back(a);
+                if (inside(a) != inside(b)) {
+                    double t = (limit - coord(a)) / (coord(b) - coord(a));
+                    double x = double(a.X) + t * double(b.X - a.X), y = double(a.Y) + t * double(b.Y - a.Y);
+                    kept.push_back(side < 2 ? IntPoint{to_nm(limit), to_nm(y)} : IntPoint{to_nm(x), to_nm(limit)});
+                }
+            }
+            piece = std::move(kept);
+        }
+        if (piece.size() >= 3) out.push_back(std::move(piece));
+    }
+    return out;
+}
+
 Paths offset(const Paths& outline, double delta, Join join)
 {
     ClipperLib::ClipperOffset grower;

@@ -4,7 +4,7 @@
 //
 // Conventions: an outline is a set of closed paths filled by the non-zero
 // rule; islands run counter-clockwise (positive area, y up), holes clockwise.
-// Every function here returns outlines in that normalised form.
+// Booleans and offsets return outlines in that normalised form.
 #pragma once
 #include "engine/model/model.h"
 
@@ -78,6 +78,11 @@ Paths unite(const Paths& a, const Paths& b = {});
 Paths subtract(const Paths& a, const Paths& b);
 Paths intersect(const Paths& a, const Paths& b);
 Paths exclusive_or(const Paths& a, const Paths& b);
+
+// The part of an outline within a box (Sutherland-Hodgman against each
+// side): exact inside the box; where the outline leaves it, the pieces run
+// along the box's sides, which may leave zero-width seams there.
+Paths clip_to_box(const Paths& outline, const Box& box);
 
 enum class Join { Round, Square, Miter };
 // Grows (delta > 0) or shrinks (delta < 0) an outline by `delta` nanometres.

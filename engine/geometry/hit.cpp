@@ -1,5 +1,4 @@
 #include "engine/geometry/hit.h"
-#include "engine/geometry/prepared_outline.h"
 
 #include <algorithm>
 #include <cmath>
@@ -160,6 +159,108 @@ Closest shrink(Closest c, double radius_a, double radius_b)
     return Closest{gap, c.ax + ux * radius_a, c.ay + uy * radius_a, c.bx - ux * radius_b, c.by - uy * radius_b};
 }
 
+// A selection polygon cut into a grid of buckets, each holding the polygon
+// edges that pass through it, and each empty bucket known to lie inside or
+// outside. A feature box over empty buckets only is decided at once; one over
+// busy buckets meets the few edges there.
+class PolygonGrid {
+public:
+    explicit PolygonGrid(const Paths& area) : area_(area), edges_(edges_of(area)), bounds_(box_of(area))
+    {
+        x0_ = double(bounds_.xmin);
+        y0_ = double(bounds_.ymin);
+        cw_ = std::max(1.0, double(bounds_.xmax - bounds_.xmin)) / kSide;
+        ch_ = std::max(1.0, double(bounds_.ymax - bounds_.ymin)) / kSide;
+        buckets_.resize(std::size_t(kSide) * kSide);
+        for (std::uint32_t i = 0; i < edges_.size(); ++i) bucket_edge(i);
+        inside_.resize(buckets_.size());
+        for (int r = 0; r < kSide; ++r) classify_row(r);
+        busy_.assign(std::size_t(kSide + 1) * (kSide + 1), 0);
+        for (int r = 0; r < kSide; ++r)
+            for (int c = 0; c < kSide; ++c)
+                busy_[at(r + 1, c + 1)] = busy_[at(r, c + 1)] + busy_[at(r + 1, c)] - busy_[at(r, c)] +
+                                          (buckets_[std::size_t(r) * kSide + c].empty() ? 0 : 1);
+    }
+
+    // Where a box stands against the polygon: wholly inside, wholly outside,
+    // or crossed by an edge.
+    enum class Verdict { Inside, Outside, Crossed };
+    Verdict judge(const Box& box) const
+    {
+        // One bucket more on every side: rounding at bucket borders never hides an edge.
+        int c0 = std::max(0, column(double(box.xmin)) - 1), c1 = std::min(kSide - 1, column(double(box.xmax)) + 1);
+        int r0 = std::max(0, row(double(box.ymin)) - 1), r1 = std::min(kSide - 1, row(double(box.ymax)) + 1);
+        bool within = box.xmin >= bounds_.xmin && box.xmax <= bounds_.xmax && box.ymin >= bounds_.ymin &&
+                      box.ymax <= bounds_.ymax;
+        int busy = busy_[at(r1 + 1, c1 + 1)] - busy_[at(r0, c1 + 1)] - busy_[at(r1 + 1, c0)] + busy_[at(r0, c0)];
+        if (busy == 0) {
+            bool in = inside_[std::size_t(r0) * kSide + c0];
+            return in && within ? Verdict::Inside : in ? Verdict::Crossed : Verdict::Outside;
+        }
+        for (int r = r0; r <= r1; ++r)
+            for (int c = c0; c <= c1; ++c)
+                for (std::uint32_t e : buckets_[std::size_t(r) * kSide + c])
+                    if (segment_meets_box(edges_[e], box)) return Verdict::Crossed;
+        IntPoint middle{box.xmin + (box.xmax - box.xmin) / 2, box.ymin + (box.ymax - box.ymin) / 2};
+        return locate(middle, area_) == Where::Inside ? Verdict::Inside : Verdict::Outside;
+    }
+
+private:
+    static constexpr int kSide = 256;
+
+    std::size_t at(int r, int c) const { return std::size_t(r) * (kSide + 1) + std::size_t(c); }
+    int column(double x) const { return std::clamp(int(std::floor((x - x0_) / cw_)), 0, kSide - 1); }
+    int row(double y) const { return std::clamp(int(std::floor((y - y0_) / ch_)), 0, kSide - 1); }
+
+    // Every bucket the edge passes through, column strip by column strip.
+    void bucket_edge(std::uint32_t i)
+    {
+        const Edge& e = edges_[i];
+        for (int c = column(e.xmin); c <= column(e.xmax); ++c) {
+            double sx0 = std::max(e.xmin, x0_ + c * cw_), sx1 = std::min(e.xmax, x0_ + (c + 1) * cw_);
+            double ya = e.ymin, yb = e.ymax;
+            if (e.x2 != e.x1) {
+                auto y_at = [&](double x) { return e.y1 + (e.y2 - e.y1) * (x - e.x1) / (e.x2 - e.x1); };
+                ya = std::min(y_at(sx0), y_at(sx1));
+                yb = std::max(y_at(sx0), y_at(sx1));
+            }
+            for (int r = row(ya); r <= row(yb); ++r) buckets_[std::size_t(r) * kSide + c].push_back(i);
+        }
+    }
+
+    // Inside or outside for the middle of each bucket of a row: the winding
+    // of the edges the row's middle line crosses to the right.
+    void classify_row(int r)
+    {
+        double y = y0_ + (r + 0.5) * ch_;
+        std::vector<std::pair<double, int>> crossings;
+        int total = 0;
+        for (const Edge& e : edges_) {
+            if ((e.y1 <= y) == (e.y2 <= y)) continue;
+            double x = e.x1 + (e.x2 - e.x1) * (y - e.y1) / (e.y2 - e.y1);
+            int up = e.y2 > e.y1 ? 1 : -1;
+            crossings.emplace_back(x, up);
+            total += up;
+        }
+        std::sort(crossings.begin(), crossings.end());
+        std::size_t passed = 0;
+        int left = 0;
+        for (int c = 0; c < kSide; ++c) {
+            double x = x0_ + (c + 0.5) * cw_;
+            while (passed < crossings.size() && crossings[passed].first <= x) left += crossings[passed++].second;
+            inside_[std::size_t(r) * kSide + c] = total - left != 0;
+        }
+    }
+
+    const Paths& area_;
+    std::vector<Edge> edges_;
+    Box bounds_;
+    double x0_ = 0, y0_ = 0, cw_ = 1, ch_ = 1;
+    std::vector<std::vector<std::uint32_t>> buckets_;
+    std::vector<bool> inside_;
+    std::vector<int> busy_; // prefix sums of non-empty buckets
+};
+
 } // namespace
 
 Closest feature_point_distance(const Layer& layer, const Feature& f, const Point& p, const OutlineContext& context)
@@ -201,26 +302,24 @@ std::vector<std::size_t> features_in_polygon(const Layer& layer, const LayerInde
     Paths area_of = unite({polygon});
     for (Path& path : area_of) ClipperLib::CleanPolygon(path, 0.5);
     Box bounds = box_of(area_of);
-    std::vector<Edge> edges = edges_of(area_of);
-    // A drawn lasso of many points gets its edges indexed.
-    std::optional<PreparedOutline> lasso;
-    if (edges.size() > 32) lasso.emplace(area_of);
+    if (area_of.empty()) return hits;
+    PolygonGrid grid(area_of);
     for (std::size_t i : index.query(bounds)) {
         if (i >= layer.features.size()) continue;
-        Box box = index.box(i);
-        bool crossed = lasso ? lasso->meets(box)
-                             : std::any_of(edges.begin(), edges.end(), [&](const Edge& e) { return segment_meets_box(e, box); });
-        if (!crossed) {
-            // No edge crosses the box: it lies wholly inside or wholly outside.
-            double mx = double(box.xmin) + double(box.xmax - box.xmin) / 2, my = double(box.ymin) + double(box.ymax - box.ymin) / 2;
-            Where where = lasso ? lasso->locate(mx, my) : locate(IntPoint{to_nm(mx), to_nm(my)}, area_of);
-            if (where == Where::Inside) hits.push_back(i);
+        PolygonGrid::Verdict verdict = grid.judge(index.box(i));
+        if (verdict != PolygonGrid::Verdict::Crossed) {
+            if (verdict == PolygonGrid::Verdict::Inside) hits.push_back(i);
             continue;
         }
         Paths outline = feature_outline(layer, layer.features[i], context);
         if (outline.empty()) continue;
-        bool caught = test == PolygonTest::Inside ? std::fabs(area(subtract(outline, area_of))) < 1.0
-                                                  : outline_distance(outline, area_of).distance == 0;
+        // Only the polygon near the feature matters: cut it to a box a little
+        // wider than the outline's, so the booleans stay small.
+        Box near = box_of(outline);
+        Coord margin = 1000 + (near.xmax - near.xmin + near.ymax - near.ymin) / 100;
+        Paths local = clip_to_box(area_of, Box{near.xmin - margin, near.ymin - margin, near.xmax + margin, near.ymax + margin});
+        bool caught = test == PolygonTest::Inside ? std::fabs(area(subtract(outline, local))) < 1.0
+                                                  : outline_distance(outline, local).distance == 0;
         if (caught) hits.push_back(i);
     }
     return hits;

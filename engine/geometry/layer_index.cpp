@@ -90,6 +90,16 @@ void LayerIndex::insert(std::size_t position, const Box& box)
     for (std::size_t i = position + 1; i < slot_of_.size(); ++i) position_of_[slot_of_[i]] = static_cast<std::uint32_t>(i);
 }
 
+void LayerIndex::remove(std::size_t position)
+{
+    std::uint32_t slot = slot_of_.at(position);
+    if (in_tree_[slot]) tree_.remove(Entry{rect_of_[slot], slot});
+    in_tree_[slot] = false;
+    free_slots_.push_back(slot);
+    slot_of_.erase(slot_of_.begin() + static_cast<std::ptrdiff_t>(position));
+    for (std::size_t i = position; i < slot_of_.size(); ++i) position_of_[slot_of_[i]] = static_cast<std::uint32_t>(i);
+}
+
 void LayerIndex::erase(const std::vector<bool>& removed)
 {
     std::size_t kept = 0;

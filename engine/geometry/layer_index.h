@@ -29,6 +29,8 @@ public:
     void update(std::size_t position, const Box& box);
     // A feature was inserted at `position` (appended when it is size()).
     void insert(std::size_t position, const Box& box);
+    // The feature at `position` was erased; those after it moved up one.
+    void remove(std::size_t position);
     // The features marked in `removed` (one flag per position) were erased,
     // the others kept their order.
     void erase(const std::vector<bool>& removed);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace kesto::geom {
 
@@ -220,26 +221,61 @@ Paths rounded_thermal(double od, double id, double angle, double spokes, double 
     return unite(pieces);
 }
 
-Paths text_outline(const Layer& layer, const Feature& f, const OutlineContext& context)
+// Calls `draw` with every stroke of a text in the text's own frame (the text
+// point at the origin, unturned): its ends, width, ends and polarity.
+template <typename Draw>
+void for_each_text_stroke(const Text& text, const OutlineContext& context, const Draw& draw)
 {
-    if (f.body >= layer.texts.size()) return {};
-    const Text& text = layer.texts[f.body];
-    const StrokeFont& font = context.font ? *context.font : builtin_stroke_font();
+    auto named = context.fonts.find(text.font);
+    if (named == context.fonts.end()) named = context.fonts.find("standard");
+    const StrokeFont& font = named != context.fonts.end() ? *named->second : builtin_stroke_font();
     double sx = double(text.xsize) / font.xsize, sy = double(text.ysize) / font.ysize;
     double advance = double(text.xsize) + font.offset * sx;
-    Painter painter;
     for (std::size_t i = 0; i < text.text.size(); ++i) {
         auto glyph = font.glyphs.find(static_cast<unsigned char>(text.text[i]));
         if (glyph == font.glyphs.end()) continue;
         double x0 = double(i) * advance;
-        for (const Stroke& s : glyph->second) {
-            double ax = x0 + (s.xs + font.xsize / 2) * sx, ay = (s.ys + font.ysize / 3) * sy;
-            double bx = x0 + (s.xe + font.xsize / 2) * sx, by = (s.ye + font.ysize / 3) * sy;
-            double w = s.width * text.width_factor;
-            painter.add({s.round ? round_ended(ax, ay, bx, by, w) : square_ended(ax, ay, bx, by, w)}, s.positive);
-        }
+        for (const Stroke& s : glyph->second)
+            draw(x0 + (s.xs + font.xsize / 2) * sx, (s.ys + font.ysize / 3) * sy, x0 + (s.xe + font.xsize / 2) * sx,
+                 (s.ye + font.ysize / 3) * sy, s.width * text.width_factor, s.round, s.positive);
     }
+}
+
+Paths text_outline(const Layer& layer, const Feature& f, const OutlineContext& context)
+{
+    if (f.body >= layer.texts.size()) return {};
+    Painter painter;
+    for_each_text_stroke(layer.texts[f.body], context,
+                         [&](double ax, double ay, double bx, double by, double w, bool round, bool positive) {
+                             painter.add({round ? round_ended(ax, ay, bx, by, w) : square_ended(ax, ay, bx, by, w)},
+                                         positive);
+                         });
     return place(Placement{f.a, f.angle, f.mirror}, painter.image());
+}
+
+// The box of a text from its strokes' ends, without outlining them.
+Box text_box(const Layer& layer, const Feature& f, const OutlineContext& context)
+{
+    if (f.body >= layer.texts.size()) return {};
+    const double none = std::numeric_limits<double>::infinity();
+    double xmin = none, ymin = none, xmax = -none, ymax = -none;
+    for_each_text_stroke(layer.texts[f.body], context,
+                         [&](double ax, double ay, double bx, double by, double w, bool round, bool) {
+                             // Square ends reach out to their corners.
+                             double reach = round ? w / 2 : w / 2 * std::sqrt(2.0);
+                             xmin = std::min(xmin, std::min(ax, bx) - reach);
+                             ymin = std::min(ymin, std::min(ay, by) - reach);
+                             xmax = std::max(xmax, std::max(ax, bx) + reach);
+                             ymax = std::max(ymax, std::max(ay, by) + reach);
+                         });
+    Box box;
+    if (xmax < xmin) return box;
+    Placement how{f.a, f.angle, f.mirror};
+    for (auto [x, y] : {std::pair{xmin, ymin}, std::pair{xmax, ymin}, std::pair{xmax, ymax}, std::pair{xmin, ymax}}) {
+        IntPoint q = place(how, x, y);
+        box.add(Point{q.X, q.Y});
+    }
+    return grow(box, Box{-1, -1, 1, 1});
 }
 
 // The outline or box of a user symbol, from the cache or worked out by
@@ -270,10 +306,17 @@ OutlineContext context_of(const Job& job, std::string* font_error)
         auto found = owner->symbols.find(name);
         return found == owner->symbols.end() ? nullptr : &found->second.features;
     };
-    auto file = job.files.find("fonts/standard");
-    if (file != job.files.end()) {
-        if (auto font = parse_stroke_font(file->second, font_error))
-            context.font = std::make_shared<StrokeFont>(std::move(*font));
+    const std::string folder = "fonts/";
+    for (auto file = job.files.lower_bound(folder); file != job.files.end(); ++file) {
+        if (file->first.compare(0, folder.size(), folder) != 0) break;
+        std::string name = file->first.substr(folder.size());
+        if (name.empty() || name.find('/') != std::string::npos) continue;
+        std::string error;
+        if (auto font = parse_stroke_font(file->second, &error)) {
+            context.fonts[name] = std::make_shared<StrokeFont>(std::move(*font));
+        } else if (font_error && font_error->empty()) {
+            *font_error = file->first + ": " + error;
+        }
     }
     return context;
 }
@@ -603,8 +646,9 @@ Box feature_box(const Layer& layer, const Feature& f, const OutlineContext& cont
         return box;
     }
     case FeatureKind::Text:
+        return text_box(layer, f, context);
     case FeatureKind::Barcode:
-        return box_of(feature_outline(layer, f, context, depth));
+        return {};
     }
     return {};
 }

@@ -29,14 +29,15 @@ struct UserSymbolCache {
 struct OutlineContext {
     // The features of a user symbol by name, or nullptr when there is none.
     std::function<const Layer*(const std::string& name)> user_symbol;
-    // The font of texts; the built-in font when null.
-    std::shared_ptr<const StrokeFont> font;
+    // Stroke fonts by name (the job's fonts/<name> files). A text takes its
+    // own font, else "standard", else the built-in font.
+    std::map<std::string, std::shared_ptr<const StrokeFont>> fonts;
     std::shared_ptr<UserSymbolCache> cache = std::make_shared<UserSymbolCache>();
 };
 
-// Lookups into a job: its user symbols, and the font of its fonts/standard
-// file. The built-in font stands in when the job has none, or when its file
-// does not parse; then `font_error` says why.
+// Lookups into a job: its user symbols and the fonts of its fonts/ files.
+// A font file that does not parse is left out, and `font_error` says which
+// and why.
 OutlineContext context_of(const Job& job, std::string* font_error = nullptr);
 
 // User symbols may hold user symbols; deeper nesting than this draws nothing.

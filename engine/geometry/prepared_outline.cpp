@@ -32,14 +32,6 @@ PreparedOutline::PreparedOutline(Paths outline) : outline_(std::move(outline)), 
     for (const Edge& e : edges_) xmax_ = std::max(xmax_, e.xmax);
 }
 
-bool PreparedOutline::meets(const Box& box) const
-{
-    Rect rect{{double(box.xmin), double(box.ymin)}, {double(box.xmax), double(box.ymax)}};
-    for (auto it = tree_.qbegin(bgi::intersects(rect)); it != tree_.qend(); ++it)
-        if (segment_meets_box(edges_[it->second], box)) return true;
-    return false;
-}
-
 Where PreparedOutline::locate(double x, double y) const
 {
     int winding = 0;

@@ -22,8 +22,6 @@ public:
     // From this outline (first) to a point, 0 inside.
     Closest distance(double px, double py) const;
 
-    // Does an edge of the outline meet the closed box?
-    bool meets(const Box& box) const;
     // Where a point stands against the outline (non-zero rule), looking only
     // at the edges its rightward ray meets.
     Where locate(double x, double y) const;

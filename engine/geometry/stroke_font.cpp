@@ -1,5 +1,6 @@
 #include "engine/geometry/stroke_font.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <sstream>
 
@@ -12,7 +13,7 @@ bool read_number(const std::string& token, double& value)
     if (token.empty()) return false;
     char* end = nullptr;
     value = std::strtod(token.c_str(), &end);
-    return end && *end == '\0';
+    return end && *end == '\0' && std::isfinite(value);
 }
 
 std::optional<StrokeFont> fail(std::string* error, int line, const std::string& why)

@@ -30,6 +30,21 @@ TEST(GeometryBooleans, AreasOfTwoOverlappingSquares)
     EXPECT_EQ(locate(IntPoint{0, Coord(2 * mm)}, framed), Where::OnEdge);
 }
 
+TEST(GeometryBooleans, ClippingToABoxKeepsWhatIsInside)
+{
+    // A U with a hole in its base, cut across both arms.
+    Paths u = subtract({rectangle(0, 0, 6 * mm, 6 * mm)}, {rectangle(2 * mm, 2 * mm, 4 * mm, 7 * mm)});
+    u = subtract(u, {rectangle(2.5 * mm, 0.5 * mm, 3.5 * mm, 1.5 * mm)});
+    for (Box box : {Box{Coord(-1 * mm), Coord(1 * mm), Coord(7 * mm), Coord(4 * mm)},
+                    Box{Coord(1 * mm), Coord(3 * mm), Coord(5 * mm), Coord(9 * mm)},
+                    Box{Coord(10 * mm), 0, Coord(11 * mm), Coord(1 * mm)}}) {
+        Paths clipped = clip_to_box(u, box);
+        Paths exact = intersect(u, {rectangle(double(box.xmin), double(box.ymin), double(box.xmax), double(box.ymax))});
+        EXPECT_NEAR(area(clipped), area(exact), 1.0);
+        EXPECT_NEAR(area(exclusive_or(unite(clipped), exact)), 0, 1.0);
+    }
+}
+
 TEST(GeometryBooleans, OffsetsGrowAndShrinkByTheirJoin)
 {
     double s = 2 * mm, d = 0.5 * mm;
@@ -114,6 +129,14 @@ TEST(GeometryLayerIndex, StaysCurrentThroughEveryKindOfEdit)
     index.erase(removed);
     boxes = kept;
     expect_same_answers(index, boxes, rng, "erase");
+
+    // One at a time: the first, one in the middle, the last.
+    for (int which = 0; which < 3; ++which) {
+        std::size_t at = which == 0 ? 0 : which == 1 ? boxes.size() / 2 : boxes.size() - 1;
+        index.remove(at);
+        boxes.erase(boxes.begin() + static_cast<std::ptrdiff_t>(at));
+    }
+    expect_same_answers(index, boxes, rng, "remove");
 
     // Freed slots are used again by later inserts.
     for (int k = 0; k < 100; ++k) {

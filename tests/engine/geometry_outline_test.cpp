@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 
 namespace kesto::geom {
 namespace {
@@ -458,7 +459,8 @@ TEST(GeometryFonts, ParsesFontFilesAndRejectsBrokenOnes)
                                "XSIZE 1\nYSIZE 1\nCHAR A\nLINE 0 0 1 P R 1\nECHAR\n", // short record
                                "XSIZE 1\nYSIZE 1\nLINE 0 0 1 1 P R 1\n",          // outside a char
                                "XSIZE 1\nYSIZE 1\nCHAR A\nLINE 0 0 1 1 P R 1\n",  // unclosed
-                               "XSIZE x\nYSIZE 1\n"}) {
+                               "XSIZE x\nYSIZE 1\n",
+                               "XSIZE 1\nYSIZE 1\nCHAR A\nLINE nan 0 1 1 P R 1\nECHAR\n"}) {
         error.clear();
         EXPECT_FALSE(parse_stroke_font(broken, &error)) << broken;
         EXPECT_NE(error.find("font line"), std::string::npos) << broken;
@@ -486,6 +488,26 @@ std::string sample_job_file(const std::string& suffix)
     }
     archive_read_free(a);
     return bytes;
+}
+
+TEST(GeometryFonts, GarbleNeverCrashesTheParser)
+{
+    // Pieces of a real font shuffled with noise: a font or a clear refusal.
+    const std::string pieces[] = {"XSIZE", "YSIZE", "OFFSET", "CHAR", "ECHAR", "LINE", "UNITS=MM", "0.1", "-1e308",
+                                  "nan", "P", "N", "R", "S", "\n", " ", "\r\n", "#", "\t", "x", "1e999",
+                                  std::string(1, '\0')};
+    std::mt19937 rng(5);
+    for (int trial = 0; trial < 3000; ++trial) {
+        std::string text = trial % 2 ? "XSIZE 1\nYSIZE 1\n" : "";
+        int n = int(rng() % 60);
+        for (int k = 0; k < n; ++k) {
+            text += pieces[rng() % (sizeof pieces / sizeof *pieces)];
+            text += rng() % 3 ? " " : "\n";
+        }
+        std::string error;
+        auto font = parse_stroke_font(text, &error);
+        EXPECT_TRUE(font || !error.empty()) << text;
+    }
 }
 
 TEST(GeometryFonts, ReadsTheFontOfARealJob)
@@ -550,23 +572,48 @@ TEST(GeometryFonts, TextsUseTheJobFontOrTheBuiltInOne)
     Box mirrored = box_of(feature_outline(layer, layer.features[0], context));
     EXPECT_LT(mirrored.xmax, Coord(100 * mm));
 
+    // A text names its font; an unknown name falls back to the standard font.
+    job.files["fonts/narrow"] = "XSIZE 0.1\nYSIZE 0.3\nCHAR I\nLINE 0 -0.1 0 0.2 P R 0.01\nECHAR\n";
+    context = context_of(job);
+    ASSERT_EQ(context.fonts.size(), 2u);
+    layer.texts[0].font = "narrow"; // cell 0.1 inch wide: scale 4, the I at 0.2 inch
+    layer.features[0].mirror = false;
+    Box narrow = box_of(feature_outline(layer, layer.features[0], context));
+    EXPECT_NEAR(double(narrow.xmin), x0 + 0.2 * inch - w / 2, kChord + 2);
+    EXPECT_NEAR(double(narrow.xmax), x0 + 1.0 * inch + w / 2, kChord + 2); // third I, 0.4 inch cells
+    layer.texts[0].font = "no such font";
+    EXPECT_NEAR(double(box_of(feature_outline(layer, layer.features[0], context)).xmax), double(box.xmax), 2);
+
     // Without a font file the built-in font draws every letter and digit.
     OutlineContext plain = context_of(Job{});
-    EXPECT_EQ(plain.font, nullptr);
-    // A broken font file is reported, and the built-in font stands in.
+    EXPECT_TRUE(plain.fonts.empty());
+    // A broken font file is reported and left out.
     Job broken;
     broken.files["fonts/standard"] = "XSIZE 1\nYSIZE 1\nCHAR A\nLINE 0 0\nECHAR\n";
     std::string why;
-    EXPECT_EQ(context_of(broken, &why).font, nullptr);
-    EXPECT_EQ(why, "font line 4: malformed LINE record");
+    EXPECT_TRUE(context_of(broken, &why).fonts.empty());
+    EXPECT_EQ(why, "fonts/standard: font line 4: malformed LINE record");
     layer.features[0].mirror = false;
     layer.texts[0].text = "KESTO 42";
     Paths builtin = feature_outline(layer, layer.features[0], plain);
     EXPECT_GT(area(builtin), 0);
     for (char c = 'A'; c <= 'Z'; ++c) EXPECT_FALSE(builtin_stroke_font().glyphs.at(static_cast<unsigned char>(c)).empty());
     for (char c = '0'; c <= '9'; ++c) EXPECT_FALSE(builtin_stroke_font().glyphs.at(static_cast<unsigned char>(c)).empty());
-    Box cheap = feature_box(layer, layer.features[0], plain);
-    EXPECT_GE(cheap.xmax - cheap.xmin, Coord(6 * 0.4 * inch));
+    // The box of a text comes from its strokes: it holds the outline, turned
+    // and mirrored too, and stays close to it.
+    for (double angle : {0.0, 30.0, 90.0}) {
+        layer.features[0].angle = angle;
+        layer.features[0].mirror = angle == 30.0;
+        Box exact = box_of(feature_outline(layer, layer.features[0], plain));
+        Box cheap = feature_box(layer, layer.features[0], plain);
+        EXPECT_TRUE(cheap.xmin <= exact.xmin && cheap.ymin <= exact.ymin && cheap.xmax >= exact.xmax &&
+                    cheap.ymax >= exact.ymax)
+            << angle;
+        if (angle == 0) {
+            EXPECT_NEAR(double(cheap.xmin), double(exact.xmin), 2);
+            EXPECT_NEAR(double(cheap.ymax), double(exact.ymax), 2);
+        }
+    }
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // Moving features: the outline of a moved feature is its old outline moved.
 #include "engine/geometry/transform.h"
-#include "engine/geometry/outline.h"
+#include "engine/geometry/hit.h"
 
 #include <gtest/gtest.h>
 
@@ -127,6 +127,28 @@ TEST(GeometryTransform, MovedOutlineIsTheOutlineMoved)
             EXPECT_LE(area(exclusive_or(got, expected)), perimeter * 2 * kMaxChordError)
                 << "feature " << i << " angle " << t.angle << " mirror " << t.mirror;
         }
+    }
+}
+
+// Moving features and telling the index: selections then see them where
+// they went, not where they were.
+TEST(GeometryTransform, SelectionsFollowMovedFeatures)
+{
+    Layer layer = sample_layer();
+    LayerIndex index;
+    index.build(layer, {});
+    Transform t{{0, 0}, 90, true, c(50 * mm), 0};
+    for (std::size_t i = 0; i < layer.features.size(); i += 2) {
+        transform_feature(layer, layer.features[i], t);
+        index.update(i, feature_box(layer, layer.features[i], {}));
+    }
+    for (const Path& window : {Path{{c(-20 * mm), c(-20 * mm)}, {c(20 * mm), c(-20 * mm)}, {c(20 * mm), c(20 * mm)}, {c(-20 * mm), c(20 * mm)}},
+                               Path{{c(30 * mm), c(-20 * mm)}, {c(70 * mm), c(-20 * mm)}, {c(70 * mm), c(20 * mm)}, {c(30 * mm), c(20 * mm)}}}) {
+        std::vector<std::size_t> expected;
+        for (std::size_t i = 0; i < layer.features.size(); ++i)
+            if (area(subtract(feature_outline(layer, layer.features[i], {}), {window})) < 1.0) expected.push_back(i);
+        EXPECT_FALSE(expected.empty());
+        EXPECT_EQ(features_in_polygon(layer, index, window, PolygonTest::Inside, {}), expected);
     }
 }
 
