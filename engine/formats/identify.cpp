@@ -52,7 +52,8 @@ DigitStats coordinate_digits(const std::string& s)
         if (j < s.size() && (s[j] == '-' || s[j] == '+')) ++j;
         const std::size_t start = j;
         bool point = false;
-        while (j < s.size() && (std::isdigit(static_cast<unsigned char>(s[j])) || s[j] == '.')) point = point || s[j++] == '.';
+        for (; j < s.size() && (std::isdigit(static_cast<unsigned char>(s[j])) || s[j] == '.'); ++j)
+            if (s[j] == '.') point = true;
         if (j == start) continue;
         if (point) {
             ++d.with_point;

@@ -98,6 +98,11 @@ TEST(Identify, ExcellonDrillAndRout)
     EXPECT_EQ(p.units, "mm");
     EXPECT_EQ(p.zeroes_omitted, "trailing");
     EXPECT_EQ(p.Number_format_integer, 4);
+
+    test::write_file(dir / "decimal.drl", "M48\nMETRIC\nT1C0.3\n%\nT1\nX1.25Y-3.5\nX10.0Y0.75\nM30\n");
+    p = identify(dir / "decimal.drl");
+    EXPECT_TRUE(p.Decimal_numbers);
+    EXPECT_EQ(p.zeroes_omitted, "none");
 }
 
 TEST(Identify, OdbJobsAndEverythingElse)
