@@ -181,6 +181,15 @@ TEST(GerberReader, DeprecatedCommandsOfOlderFiles)
     EXPECT_EQ(r.layer.features[1].b, (Point{3 * inch, 2 * inch})); // modal D01
     EXPECT_EQ(r.layer.attributes.at(".image_polarity"), "negative");
     EXPECT_EQ(r.layer.attributes.at(".image_name"), "BOARD");
+
+    // Attributes in comments, as writers of the X1 era put them.
+    Read x2 = read_text("G04 #@! TF.FileFunction,Soldermask,Top*\n%FSLAX26Y26*%\n%MOMM*%\nG04 #@! TA.AperFunction,SMDPad,CuDef*\n"
+                        "%ADD10C,1*%\nG04 #@! TD*\nG04 #@! TO.N,VCC*\nD10*\nX0Y0D03*\nM02*\n");
+    ASSERT_TRUE(x2.ok) << messages(x2.reports);
+    EXPECT_EQ(x2.layer.attributes.at(".FileFunction"), "Soldermask,Top");
+    ASSERT_EQ(x2.layer.features.size(), 1u);
+    ASSERT_NE(x2.layer.features[0].attributes, 0u);
+    EXPECT_EQ(x2.layer.attribute_sets[x2.layer.features[0].attributes - 1].size(), 2u);
 }
 
 TEST(GerberReader, StandardAperturesMapToSymbolsOrUserShapes)

@@ -278,13 +278,26 @@ private:
         if (pos_ < text_.size() && text_[pos_] == '*') ++pos_;
     }
 
+    // A comment; "G04 #@! TO.N,GND*" carries an X2 attribute for readers of
+    // before X2, and counts as one.
+    void comment(int line)
+    {
+        const std::size_t start = pos_;
+        skip_word();
+        std::string text = trim(text_.substr(start, pos_ - start - (pos_ > start && text_[pos_ - 1] == '*' ? 1 : 0)));
+        if (text.rfind("#@!", 0) != 0) return;
+        text = trim(text.substr(3));
+        if (text.size() >= 2 && text[0] == 'T' && (text[1] == 'F' || text[1] == 'A' || text[1] == 'O' || text[1] == 'D'))
+            parameter(text, line);
+    }
+
     bool g_code(int g, int line)
     {
         switch (g) {
         case 1: interpolation_ = Interpolation::Linear; break;
         case 2: interpolation_ = Interpolation::Clockwise; break;
         case 3: interpolation_ = Interpolation::CounterClockwise; break;
-        case 4: skip_word(); return false; // comment
+        case 4: comment(line); return false;
         case 36:
             if (region_) error(line, "G36 inside a region");
             else begin_region();
