@@ -2,6 +2,7 @@
 // drill files use, plating, and our output read back.
 #include "engine/api/exchange.h"
 #include "support/test_support.h"
+#include "engine/gerber_gerbv.h"
 
 #include <gtest/gtest.h>
 
@@ -167,6 +168,31 @@ TEST(ExcellonWriter, OurOutputReadsBack)
     Drill back = read(text);
     EXPECT_EQ(attribute(back.layer, back.layer.features[1], ".drill"), "non_plated");
     EXPECT_EQ(back.layer.features[1].a, (Point{-5000 * kTenth, 25000 * kTenth}));
+}
+
+// gerbv draws drill hits and slots (not rout paths): ours must look like the originals.
+TEST(ExcellonWriter, GerbvShowsOurHitsAndSlotsAsTheOriginal)
+{
+    if (!have_gerbv()) GTEST_SKIP() << "gerbv is not installed: no second opinion";
+    test::TempDir dir;
+    test::write_file(dir / "mixed.drl", "M48\nINCH,LZ\nT1C0.04\nT2C0.125\n%\nT1\nX005Y005\nX01Y-005\nR4X001Y0\nT2\nX-01Y-01G85X-005Y-01\nM30\n");
+    for (const std::string& file : {std::string(KESTO_TESTDATA) + "/gerber/drill/hit.drl",
+                                    std::string(KESTO_TESTDATA) + "/gerber/drill/slot.drl", dir / "mixed.drl"}) {
+        Drill original = read(test::read_file(file));
+        ASSERT_TRUE(original.ok) << file;
+        // Not with trailing zeros left out: gerbv guesses its own number format for those.
+        for (const char* zeros : {"leading", "none"}) {
+            excellon::WriteOptions options;
+            options.zeroes_omitted = zeros;
+            std::string text;
+            Reports reports;
+            ASSERT_TRUE(excellon::write(original.layer, options, text, reports));
+            test::write_file(dir / "ours.drl", text);
+            ASSERT_TRUE(gerbv_png(file, dir / "theirs.png"));
+            ASSERT_TRUE(gerbv_png(dir / "ours.drl", dir / "ours.png"));
+            EXPECT_GE(agreement(dir / "theirs.png", dir / "ours.png"), 0.995) << file << " " << zeros << "\n" << text;
+        }
+    }
 }
 
 TEST(ExcellonWriter, RefusesWhatCannotBeDrilled)
