@@ -126,6 +126,26 @@ TEST(ExcellonReader, BrokenInputIsReportedWithItsLine)
     EXPECT_EQ(d.reports[0].file, "test.drl");
     // What came before and after the faults is kept.
     EXPECT_EQ(d.layer.features.size(), 1u);
+
+    // Truncated and mutated cases neither crash nor fail silently.
+    std::uint32_t seed = 99;
+    auto next = [&seed] { return seed = seed * 1103515245u + 12345u; };
+    const char alphabet[] = "XYTCGMRAIJ0123456789.-,;%\n";
+    for (const char* name : {"hit.drl", "slot.drl", "linear-route.drl", "arc-route.drl"}) {
+        const std::string text = drill_case(name);
+        for (std::size_t cut = 0; cut < text.size(); ++cut) {
+            Drill r = read(text.substr(0, cut));
+            if (!r.ok) EXPECT_FALSE(r.reports.empty());
+        }
+        for (int round = 0; round < 300; ++round) {
+            std::string mutated = text;
+            for (int k = 0; k < 3; ++k) mutated[next() % mutated.size()] = alphabet[next() % (sizeof alphabet - 1)];
+            Drill r = read(mutated);
+            if (!r.ok) EXPECT_FALSE(r.reports.empty());
+        }
+    }
+    EXPECT_FALSE(read("M48\nINCH\nT1C0.01\n%\nT1\nX1Y1\nR999999999X1\nM30\n").ok);
+    EXPECT_FALSE(read("M48\nINCH\nT1C0.01\n%\nT1\nX1Y1\nG02X2Y2A0\nM30\n").ok);
 }
 
 TEST(ExcellonWriter, OurOutputReadsBack)

@@ -182,6 +182,14 @@ TEST(GerberReader, DeprecatedCommandsOfOlderFiles)
     EXPECT_EQ(r.layer.attributes.at(".image_polarity"), "negative");
     EXPECT_EQ(r.layer.attributes.at(".image_name"), "BOARD");
 
+    // Whole-image mirroring and rotation turn coordinates and pad orientations.
+    Read turned = read_text("%FSLAX26Y26*%\n%MOMM*%\n%MIA1B0*%\n%IR90*%\n%ADD10R,2X1*%\nD10*\nX1000000Y0D03*\nM02*\n");
+    ASSERT_TRUE(turned.ok) << messages(turned.reports);
+    ASSERT_EQ(turned.layer.features.size(), 1u);
+    EXPECT_EQ(turned.layer.features[0].a, (Point{0, -1000000}));
+    EXPECT_TRUE(turned.layer.features[0].mirror);
+    EXPECT_DOUBLE_EQ(turned.layer.features[0].angle, 270);
+
     // Attributes in comments, as writers of the X1 era put them.
     Read x2 = read_text("G04 #@! TF.FileFunction,Soldermask,Top*\n%FSLAX26Y26*%\n%MOMM*%\nG04 #@! TA.AperFunction,SMDPad,CuDef*\n"
                         "%ADD10C,1*%\nG04 #@! TD*\nG04 #@! TO.N,VCC*\nD10*\nX0Y0D03*\nM02*\n");
