@@ -220,6 +220,29 @@ TEST(GerberRoundTrip, ShapesWithoutAperturesKeepTheirArea)
     EXPECT_GT(difference(image, Image{}), 0.99); // the measure sees a loss
 }
 
+// A resized pad flashes its symbol scaled; a symbol with no scaled form is refused.
+TEST(GerberRoundTrip, ResizedPads)
+{
+    Layer layer;
+    layer.symbols.push_back(odb::parse_symbol_name("r1000", Units::Mm));
+    layer.symbols.push_back(odb::parse_symbol_name("el3000x1500", Units::Mm));
+    Feature grown;
+    grown.symbol = 0;
+    grown.resize = 2;
+    layer.features.push_back(grown);
+    std::string out;
+    Reports reports;
+    ASSERT_TRUE(gerber::write(layer, {}, {}, out, reports));
+    EXPECT_NE(out.find("C,2.0*"), std::string::npos) << out;
+    Feature refused = grown;
+    refused.symbol = 1;
+    layer.features.push_back(refused);
+    layer.features.push_back(refused);
+    EXPECT_FALSE(gerber::write(layer, {}, {}, out, reports));
+    ASSERT_EQ(reports.size(), 1u); // once per symbol, not per pad
+    EXPECT_NE(reports[0].message.find("resized pads of symbol el3000x1500"), std::string::npos);
+}
+
 // ------------------------------------------------------------ second opinion
 
 TEST(GerberRoundTrip, GerbvShowsOurOutputAsTheOriginal)

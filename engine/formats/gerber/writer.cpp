@@ -120,16 +120,22 @@ private:
 
     // ------------------------------------------------------------ apertures
     // The D code of a symbol drawn with these aperture attributes.
-    int aperture(const Layer& layer, int symbol, const formats::Attributes& attributes, int depth)
+    int aperture(const Layer& layer, const Feature& f, const formats::Attributes& attributes, int depth)
     {
-        if (symbol < 0 || std::size_t(symbol) >= layer.symbols.size()) {
+        if (f.symbol < 0 || std::size_t(f.symbol) >= layer.symbols.size()) {
             fail("feature with no symbol");
             return -1;
         }
-        const Symbol& s = layer.symbols[std::size_t(symbol)];
-        const std::string key = s.name + '\x1d' + key_of(attributes);
+        Symbol s = layer.symbols[std::size_t(f.symbol)];
+        const bool resized = f.kind == FeatureKind::Pad && f.resize > 0 && f.resize != 1;
+        const std::string key = s.name + '\x1d' + (resized ? std::to_string(f.resize) : "") + '\x1d' + key_of(attributes);
         auto found = apertures_.find(key);
         if (found != apertures_.end()) return found->second;
+        // A resized pad (apt_def -1 of ODB++) flashes its symbol scaled.
+        if (resized && (s.family == SymbolFamily::User || !formats::scale_symbol(s, f.resize))) {
+            fail("resized pads of symbol " + s.name + " are not written: the symbol cannot be scaled");
+            return apertures_[key] = -1;
+        }
         std::string shape = standard_aperture(s);
         int d = -1;
         if (shape.empty()) {
@@ -419,7 +425,7 @@ private:
     {
         for (const Feature& f : layer.features)
             if (f.kind == FeatureKind::Pad || f.kind == FeatureKind::Line || f.kind == FeatureKind::Arc)
-                aperture(layer, f.symbol, split_attributes(layer, f).aperture, depth);
+                aperture(layer, f, split_attributes(layer, f).aperture, depth);
     }
 
     // ------------------------------------------------------------ features
@@ -588,7 +594,7 @@ private:
             const Split attrs = split_attributes(layer, f);
             switch (f.kind) {
             case FeatureKind::Pad: {
-                const int d = aperture(layer, f.symbol, attrs.aperture, depth);
+                const int d = aperture(layer, f, attrs.aperture, depth);
                 if (d < 0) break;
                 attributes(attrs.object, nullptr);
                 polarity(f.polarity);
@@ -611,7 +617,7 @@ private:
                          (s ? s->name : "?") + ": Gerber draws only with round (and, for lines, square) apertures");
                     break;
                 }
-                const int d = aperture(layer, f.symbol, attrs.aperture, depth);
+                const int d = aperture(layer, f, attrs.aperture, depth);
                 if (d < 0) break;
                 attributes(attrs.object, nullptr);
                 polarity(f.polarity);
