@@ -55,7 +55,7 @@ TEST(Identify, Rs274dGuessesWhatTheFileDoesNotSay)
     test::TempDir dir;
     // Varying lengths, never a leading zero: leading zeros left out; six
     // digits at most: inch 2.4.
-    test::write_file(dir / "old.pho", "G54D10*\nX12500Y500D02*\nX250000Y12500D01*\nD11*\nX5000Y5000D03*\nM02*\n");
+    test::write_file(dir / "old.pho", "G04 Plotted by: board v1.2 (top)*\nG54D10*\nX12500Y500D02*\nX250000Y12500D01*\nD11*\nX5000Y5000D03*\nM02*\n");
     file_Parameters p = identify(dir / "old.pho");
     EXPECT_EQ(p.format, "Gerber274D");
     EXPECT_EQ(p.units, "inch");

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <map>
-#include <set>
+#include <cctype>
 
 namespace kesto::excellon {
 

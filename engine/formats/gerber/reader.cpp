@@ -9,7 +9,6 @@
 #include <cctype>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <map>
 #include <memory>
 #include <sstream>

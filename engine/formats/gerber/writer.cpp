@@ -12,7 +12,6 @@
 #include <cmath>
 #include <cstdio>
 #include <map>
-#include <set>
 
 namespace kesto::gerber {
 
