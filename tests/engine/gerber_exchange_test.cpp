@@ -102,6 +102,7 @@ TEST(Exchange, DrillToolTable)
     EXPECT_EQ(after[1].eViaType, 0);
     const Layer& layer = job.steps["pcb"].layers["drill"];
     EXPECT_EQ(layer.symbols[std::size_t(layer.features[0].symbol)].name, "r350");
+    EXPECT_EQ(layer.attribute_sets.size(), 2u); // the plated set is shared, not copied
     EXPECT_FALSE(get_drill_info("exchange_b", "pcb", "nothing", after, 2));
     store::remove_job("exchange_b");
 }
