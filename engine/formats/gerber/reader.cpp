@@ -555,10 +555,10 @@ private:
                 return -1;
             }
             base = a.macro;
-            gerber_shape = "macro\n" + gerber_shape;
+            gerber_shape = "macro:" + gerber_shape;
         } else {
             base = standard_shape(a, u, shape);
-            gerber_shape = std::string("aperture\n") + a.shape;
+            gerber_shape = std::string("aperture:") + a.shape;
             for (std::size_t i = 0; i < p.size(); ++i) {
                 const bool length = a.shape != 'P' || (i != 1 && i != 2);
                 char number[40];

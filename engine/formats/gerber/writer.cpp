@@ -292,9 +292,9 @@ private:
     // the kept text cannot be read.
     std::string kept_shape(const std::string& kept)
     {
-        const std::size_t newline = kept.find('\n');
-        const std::string kind = kept.substr(0, newline);
-        const std::string rest = newline == std::string::npos ? std::string() : kept.substr(newline + 1);
+        const std::size_t colon = kept.find(':');
+        const std::string kind = kept.substr(0, colon);
+        const std::string rest = colon == std::string::npos ? std::string() : kept.substr(colon + 1);
         if (kind == "aperture" && rest.size() > 2 && rest[1] == ',') {
             std::string text = rest.substr(0, 2);
             std::size_t i = 2;
@@ -314,7 +314,7 @@ private:
         std::string body;
         std::size_t from = 0;
         while (from < rest.size()) {
-            std::size_t end = rest.find('\n', from);
+            std::size_t end = rest.find(';', from);
             if (end == std::string::npos) end = rest.size();
             std::vector<double> v;
             for (std::size_t i = from; i < end;) {
