@@ -132,3 +132,52 @@ TEST(Exchange, RefusesWhatItCannotTranslate)
 
 } // namespace
 } // namespace kesto
+
+#include "engine/formats/odb/job_io.h"
+#include "engine/geometry/outline.h"
+
+namespace kesto {
+namespace {
+
+// What a translation adds to a job survives saving the job as ODB++ and
+// reading it back: symbols, user symbols, attributes and the image.
+TEST(Exchange, TranslatedLayersSurviveAnOdbSave)
+{
+    Job& job = fresh_job("exchange_d");
+    job.rows.push_back({});
+    job.rows.back().row = 1;
+    job.rows.back().name = "top";
+    job.rows.back().context = "BOARD";
+    job.rows.back().type = "SIGNAL";
+    job.columns.push_back({1, "pcb", 0});
+    Reports reports;
+    const std::string data = std::string(KESTO_TESTDATA) + "/gerber/";
+    ASSERT_TRUE(translate(data + "macros/clear-with-moire.gbr", "exchange_d", "top", reports));
+    test::TempDir dir;
+    test::write_file(dir / "drill.drl", "M48\nMETRIC\n;TYPE=NON_PLATED\nT1C3.0\n%\nT1\nX1.0Y1.0\nM30\n");
+    ASSERT_TRUE(translate(dir / "drill.drl", "exchange_d", "drill", reports));
+    std::string error;
+    ASSERT_TRUE(odb::save_job(job, dir / "job", error)) << error;
+    Job back;
+    ASSERT_TRUE(odb::read_job(dir / "job", back, error)) << error;
+    const Layer& before = job.steps["pcb"].layers["top"];
+    const Layer& after = back.steps["pcb"].layers["top"];
+    ASSERT_EQ(after.features.size(), before.features.size());
+    for (std::size_t i = 0; i < after.features.size(); ++i) {
+        const Symbol& a = before.symbols[std::size_t(before.features[i].symbol)];
+        const Symbol& b = after.symbols[std::size_t(after.features[i].symbol)];
+        EXPECT_EQ(int(a.family), int(b.family)) << a.name << " / " << b.name;
+        EXPECT_DOUBLE_EQ(a.p[0], b.p[0]) << a.name << " / " << b.name;
+    }
+    const double area_before = geom::area(geom::layer_outline(before, geom::context_of(job)));
+    const double area_after = geom::area(geom::layer_outline(after, geom::context_of(back)));
+    EXPECT_NEAR(area_after, area_before, area_before * 1e-4);
+    const Layer& drill = back.steps["pcb"].layers["drill"];
+    ASSERT_EQ(drill.features.size(), 1u);
+    ASSERT_NE(drill.features[0].attributes, 0u);
+    EXPECT_EQ(drill.attribute_sets[drill.features[0].attributes - 1][0].value, "non_plated");
+    store::remove_job("exchange_d");
+}
+
+} // namespace
+} // namespace kesto
