@@ -276,6 +276,11 @@ TEST(GerberReader, SurvivesTruncatedAndMutatedInput)
     }
     // Pathological values: huge step and repeat counts, deep expressions, long numbers.
     for (const std::string& text : {std::string("%FSLAX26Y26*%%MOMM*%%SRX100000Y100000I1J1*%%ADD10C,1*%D10*D03*M02*"),
+                                    std::string("%FSLAX26Y26*%%MOMM*%%SRX1000Y1000I1J1*%%ADD10C,1*%D10*") + [] {
+                                        std::string many;
+                                        for (int i = 0; i < 100; ++i) many += "X" + std::to_string(i) + "Y0D03*";
+                                        return many;
+                                    }() + "M02*",
                                     std::string("%FSLAX26Y26*%%AMX*1,1,") + std::string(5000, '(') + "1*%%ADD10X*%D10*D03*M02*",
                                     std::string("%FSLAX26Y26*%%ADD10C,1*%D10*X") + std::string(400, '9') + "D03*M02*",
                                     std::string("%FSLAX26Y26*%%AMT*7,0,0,1,2,3,0*%%ADD10T*%D10*D03*M02*")}) {

@@ -961,6 +961,11 @@ private:
             apertures_[f.dcode] = std::move(a);
             return;
         }
+        // A hostile file must not make the repeat exhaust memory.
+        if (double(f.nx) * f.ny * double(f.layer.features.size()) > 5e7) {
+            error(line_, "step and repeat would make more than 50 million features; its block is dropped");
+            return;
+        }
         Layer& to = sink();
         for (int y = 0; y < f.ny; ++y)
             for (int x = 0; x < f.nx; ++x) {
