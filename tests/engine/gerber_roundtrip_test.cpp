@@ -143,7 +143,7 @@ TEST(GerberRoundTrip, KeepsAttributesPolarityAndOrientation)
 {
     const std::string text =
         "%TF.FileFunction,Copper,L1,Top*%\n%FSLAX26Y26*%\n%MOMM*%\n"
-        "%TA.AperFunction,SMDPad,CuDef*%\n%ADD10R,1X0.5*%\n%TD*%\n"
+        "%TA.AperFunction,SMDPad,CuDef*%\n%ADD10P,1X5*%\n%TD*%\n"
         "%ADD11C,0.2*%\n"
         "%TO.N,GND*%\n%TO.C,R1*%\n%LMX*%\n%LR30*%\nD10*\nX1000000Y2000000D03*\n%TD.C*%\n%LMN*%\n%LR0*%\n"
         "%LPC*%\nD11*\nX0Y0D02*\nG75*\nG03X2000000Y0I1000000J0D01*\n"
@@ -218,6 +218,35 @@ TEST(GerberRoundTrip, ShapesWithoutAperturesKeepTheirArea)
     ASSERT_TRUE(read(out, back, reports)) << reports[0].message;
     EXPECT_LT(difference(image, back), 0.002);
     EXPECT_GT(difference(image, Image{}), 0.99); // the measure sees a loss
+}
+
+// Turned and mirrored pads whose shape allows it are written as upright
+// apertures, so viewers without LM/LR show them right; others keep LM/LR.
+TEST(GerberRoundTrip, PadsAreWrittenUprightWhereTheShapeAllows)
+{
+    Image image;
+    Layer& layer = image.layer;
+    for (const char* name : {"rect2000x1000", "oval3000x1000", "r500", "tri2000x1500"})
+        layer.symbols.push_back(odb::parse_symbol_name(name, Units::Mm));
+    const double angles[] = {90, 270, 180, 90};
+    for (int i = 0; i < 4; ++i) {
+        Feature pad;
+        pad.symbol = i;
+        pad.angle = angles[i];
+        pad.mirror = true;
+        pad.a = {Coord(i) * 5000000, 0};
+        layer.features.push_back(pad);
+    }
+    std::string out;
+    Reports reports;
+    ASSERT_TRUE(gerber::write(layer, {}, {}, out, reports));
+    EXPECT_NE(out.find("R,1.0X2.0"), std::string::npos) << out;
+    EXPECT_NE(out.find("O,1.0X3.0"), std::string::npos) << out;
+    EXPECT_EQ(out.find("%LMX*%"), out.rfind("%LMX*%")) << out; // once, for the triangle
+    EXPECT_NE(out.find("%LMX*%"), std::string::npos) << out;
+    Image back;
+    ASSERT_TRUE(read(out, back, reports));
+    EXPECT_LT(difference(image, back), 0.001);
 }
 
 // A resized pad flashes its symbol scaled; a symbol with no scaled form is refused.

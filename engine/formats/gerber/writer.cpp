@@ -126,6 +126,7 @@ private:
             return -1;
         }
         Symbol s = layer.symbols[std::size_t(f.symbol)];
+        if (f.kind == FeatureKind::Pad) s = upright(s, f).symbol;
         const bool resized = f.kind == FeatureKind::Pad && f.resize > 0 && f.resize != 1;
         const std::string key = s.name + '\x1d' + (resized ? std::to_string(f.resize) : "") + '\x1d' + key_of(attributes);
         auto found = apertures_.find(key);
@@ -150,6 +151,42 @@ private:
             if (!attributes.empty()) out_ += "%TD*%\n";
         }
         return apertures_[key] = d;
+    }
+
+    // A pad as an aperture in its own orientation where the shape allows, so
+    // that plain files need no LM/LR (which older viewers lack): round shapes
+    // ignore turning and mirroring, rectangles and ovals mirror onto
+    // themselves and swap their sides on a quarter turn.
+    struct Upright {
+        Symbol symbol;
+        bool mirror = false;
+        double angle = 0;
+    };
+
+    static Upright upright(const Symbol& s, const Feature& f)
+    {
+        Upright u{s, f.mirror, f.angle};
+        switch (s.family) {
+        case SymbolFamily::Round:
+        case SymbolFamily::RoundDonut:
+        case SymbolFamily::Hole:
+            u.mirror = false;
+            u.angle = 0;
+            break;
+        case SymbolFamily::Square:
+        case SymbolFamily::Rect:
+        case SymbolFamily::Oval: {
+            const double quarter = std::fmod(f.angle, 180.0);
+            if (std::abs(quarter) > 1e-9 && std::abs(std::abs(quarter) - 90) > 1e-9) break;
+            u.mirror = false;
+            u.angle = 0;
+            if (std::abs(std::abs(quarter) - 90) <= 1e-9 && s.family != SymbolFamily::Square)
+                u.symbol = s.family == SymbolFamily::Rect ? formats::rect_symbol(s.p[1], s.p[0]) : formats::oval_symbol(s.p[1], s.p[0]);
+            break;
+        }
+        default: break;
+        }
+        return u;
     }
 
     std::string standard_aperture(const Symbol& s)
@@ -597,7 +634,8 @@ private:
                 if (d < 0) break;
                 attributes(attrs.object, nullptr);
                 polarity(f.polarity);
-                orientation(f.mirror, f.angle);
+                const Upright u = upright(layer.symbols[std::size_t(f.symbol)], f);
+                orientation(u.mirror, u.angle);
                 select(d);
                 coordinate('X', f.a.x);
                 coordinate('Y', f.a.y);
