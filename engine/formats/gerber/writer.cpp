@@ -571,25 +571,72 @@ private:
         if (from != c.start) draw(from, c.start, nullptr, false);
     }
 
-    // One region statement: each island with its holes joined by a cut-in
-    // line out and back.
+    // One region statement. Surfaces without holes keep their arcs. A surface
+    // with holes is cut into hole-free pieces by vertical lines through its
+    // holes: cut-in lines would do in theory, but viewers stroke region
+    // edges, and cut-ins running across other holes then show as streaks.
     void region(const Surface& surface)
     {
+        bool holes = false;
+        for (const Contour& c : surface.contours) holes = holes || !c.island;
         out_ += "G36*\n";
-        const auto& contours = surface.contours;
-        for (std::size_t i = 0; i < contours.size();) {
-            const Contour& island = contours[i++];
-            at_known_ = false;
-            contour(island);
-            while (i < contours.size() && !contours[i].island) {
-                draw(island.start, contours[i].start, nullptr, false);
-                contour(contours[i]);
-                draw(contours[i].start, island.start, nullptr, false);
-                ++i;
+        if (!holes) {
+            for (const Contour& c : surface.contours) {
+                at_known_ = false;
+                contour(c);
+            }
+        } else {
+            for (const geom::Path& piece : hole_free_pieces(geom::surface_outline(surface))) {
+                at_known_ = false;
+                Contour c;
+                c.start = {piece[0].X, piece[0].Y};
+                for (std::size_t i = 1; i <= piece.size(); ++i)
+                    c.segments.push_back(formats::line_to({piece[i % piece.size()].X, piece[i % piece.size()].Y}));
+                contour(c);
             }
         }
         out_ += "G37*\n";
         at_known_ = false;
+    }
+
+    static geom::Paths hole_free_pieces(const geom::Paths& outline)
+    {
+        // Cuts: as few vertical lines as cross every hole strictly inside its
+        // x extent (earliest-ending hole first, cut through its middle).
+        std::vector<std::pair<ClipperLib::cInt, ClipperLib::cInt>> spans;
+        ClipperLib::cInt left = 0, right = 0, bottom = 0, top = 0;
+        bool first = true;
+        for (const geom::Path& path : outline) {
+            ClipperLib::cInt x0 = path[0].X, x1 = path[0].X;
+            for (const auto& p : path) {
+                x0 = std::min(x0, p.X), x1 = std::max(x1, p.X);
+                if (first || p.X < left) left = p.X;
+                if (first || p.X > right) right = p.X;
+                if (first || p.Y < bottom) bottom = p.Y;
+                if (first || p.Y > top) top = p.Y;
+                first = false;
+            }
+            if (!ClipperLib::Orientation(path) && x1 - x0 >= 2) spans.push_back({x1, x0});
+        }
+        std::sort(spans.begin(), spans.end());
+        std::vector<ClipperLib::cInt> cuts;
+        for (const auto& [x1, x0] : spans)
+            if (cuts.empty() || !(x0 < cuts.back() && cuts.back() < x1)) cuts.push_back(x0 + (x1 - x0) / 2);
+        std::sort(cuts.begin(), cuts.end());
+        cuts.insert(cuts.begin(), left - 1);
+        cuts.push_back(right + 1);
+        geom::Paths pieces;
+        for (std::size_t i = 0; i + 1 < cuts.size(); ++i) {
+            if (cuts[i + 1] <= cuts[i]) continue;
+            ClipperLib::Clipper clipper;
+            clipper.AddPaths(outline, ClipperLib::ptSubject, true);
+            clipper.AddPath(geom::rectangle(double(cuts[i]), double(bottom - 1), double(cuts[i + 1]), double(top + 1)), ClipperLib::ptClip, true);
+            geom::Paths strip;
+            clipper.Execute(ClipperLib::ctIntersection, strip, ClipperLib::pftNonZero, ClipperLib::pftNonZero);
+            for (geom::Path& piece : strip)
+                if (piece.size() >= 3 && ClipperLib::Orientation(piece)) pieces.push_back(std::move(piece));
+        }
+        return pieces;
     }
 
     // Outlines (islands counter-clockwise, holes clockwise) as a surface whose
