@@ -2,6 +2,7 @@
 // viewer (gerbv), must give what the original gave.
 #include "engine/api/exchange.h"
 #include "engine/formats/gerber/layer_build.h"
+#include "engine/formats/odb/job_io.h"
 #include "engine/formats/odb/symbols.h"
 #include "engine/geometry/outline.h"
 #include "support/test_support.h"
@@ -295,6 +296,40 @@ TEST(GerberRoundTrip, GerbvShowsOurOutputAsTheOriginal)
         ASSERT_TRUE(gerbv_png(dir / "ours.gbr", dir / "ours.png")) << file;
         EXPECT_GE(agreement(dir / "theirs.png", dir / "ours.png"), 0.995) << file << "\n" << ours;
     }
+}
+
+} // namespace
+} // namespace kesto
+
+namespace kesto {
+namespace {
+
+// The layers of a real job, written and read back, cover the same area. The
+// dense signal layers are left out: their outlines take the kernel a minute.
+TEST(GerberRoundTrip, LayersOfTheSampleJob)
+{
+    Job job;
+    std::string error;
+    ASSERT_TRUE(odb::read_job(std::string(KESTO_TESTDATA) + "/odb/sample_design.tgz", job, error)) << error;
+    const geom::OutlineContext job_context = geom::context_of(job);
+    int layers = 0;
+    for (auto& [step_name, step] : job.steps)
+        for (auto& [name, layer] : step.layers) {
+            if (layer.features.empty() || layer.features.size() > 5000) continue;
+            ++layers;
+            std::string text;
+            Reports reports;
+            gerber::WriteOptions options;
+            options.font = job_context.font;
+            EXPECT_TRUE(gerber::write(layer, job.symbols, options, text, reports))
+                << name << ": " << (reports.empty() ? "" : reports[0].message);
+            Image back;
+            ASSERT_TRUE(read(text, back, reports)) << name;
+            const geom::Paths before = geom::layer_outline(layer, job_context);
+            const geom::Paths after = geom::layer_outline(back.layer, context_of(back));
+            EXPECT_LT(geom::area(geom::exclusive_or(before, after)), 0.002 * geom::area(before)) << name;
+        }
+    EXPECT_GE(layers, 5);
 }
 
 } // namespace
