@@ -121,6 +121,9 @@ struct WriteOptions {
     int integer_digits = 3;
     int decimal_digits = 3;
     std::string zeroes_omitted = "leading"; // "leading", "trailing", "none" (with a decimal point)
+    // Drill film compensation: coordinates scaled about the anchor (nm).
+    double x_scale = 1, y_scale = 1;
+    Point anchor;
 };
 
 bool write(const Layer& layer, const WriteOptions& options, std::string& text, Reports& reports);

@@ -215,6 +215,26 @@ TEST(ExcellonWriter, GerbvShowsOurHitsAndSlotsAsTheOriginal)
     }
 }
 
+TEST(ExcellonWriter, ScalesAboutTheAnchor)
+{
+    Drill d = read("M48\nMETRIC\nT1C0.5\n%\nT1\nX10.0Y20.0\nX0Y0G85X4.0Y0\nM30\n");
+    excellon::WriteOptions options;
+    options.x_scale = 1.001;
+    options.y_scale = 0.999;
+    options.anchor = {10 * kNmPerMm, 10 * kNmPerMm};
+    std::string text;
+    Reports reports;
+    ASSERT_TRUE(excellon::write(d.layer, options, text, reports));
+    Drill back = read(text);
+    ASSERT_EQ(back.layer.features.size(), 2u);
+    EXPECT_EQ(back.layer.features[0].a, (Point{10 * kNmPerMm, 19990000}));
+    EXPECT_EQ(back.layer.features[1].a, (Point{-10000, 10000}));
+    EXPECT_EQ(back.layer.features[1].b, (Point{3994000, 10000}));
+    // Unequal scales would turn rout arcs into ellipses: refused.
+    Drill arcs = read(drill_case("arc-route.drl"));
+    EXPECT_FALSE(excellon::write(arcs.layer, options, text, reports));
+}
+
 TEST(ExcellonWriter, RefusesWhatCannotBeDrilled)
 {
     Layer layer;
