@@ -169,6 +169,18 @@ TEST(GerberReader, BlocksRepeatsAndApertureTransforms)
     EXPECT_EQ(r.layer.features[8].a, (Point{20000000, 5000000}));
 }
 
+TEST(GerberReader, ScaledBlocksScaleWhatTheyHold)
+{
+    Read r = read_text("%FSLAX26Y26*%\n%MOMM*%\n%AMRING*\n1,1,2,0,0*\n1,0,1,0,0*%\n%ADD10C,1*%\n%ADD11RING*%\n"
+                       "%ABD12*%\nD10*\nX0Y0D03*\nD11*\nX3000000Y0D03*\n%AB*%\n%LS0.5*%\nD12*\nX0Y0D03*\nM02*\n");
+    ASSERT_TRUE(r.ok) << messages(r.reports);
+    ASSERT_EQ(r.layer.features.size(), 2u);
+    EXPECT_EQ(r.layer.symbols[std::size_t(r.layer.features[0].symbol)].name, "r500");
+    EXPECT_EQ(r.layer.features[1].a, (Point{1500000, 0}));
+    const Layer& ring = user_symbol(r, r.layer.features[1]).features;
+    EXPECT_EQ(ring.surfaces[0].contours[0].start, (Point{500000, 0})); // a 2 mm circle made 1 mm
+}
+
 TEST(GerberReader, DeprecatedCommandsOfOlderFiles)
 {
     Read r = read_text("G04 old style*\n%FSLAX23Y23*%\n%MOIN*%\n%IPNEG*%\n%INBOARD*%\n%OFA1.0B0*%\n%ADD10C,0.010*%\n"
