@@ -118,7 +118,8 @@ private:
         decimal_scale_ = unit_ * coordinate_factor_;
     }
 
-    bool need_format()
+    // Said once: coordinates came before the file gave its format or units.
+    void check_format_known()
     {
         if (!format_set_ && !format_warned_) {
             format_warned_ = true;
@@ -136,13 +137,12 @@ private:
             else
                 warn(line_, "no unit command (%MO): reading the file in inches");
         }
-        return true;
     }
 
     // A coordinate number after X, Y, I or J, in nanometres.
     bool number(Coord& out)
     {
-        need_format();
+        check_format_known();
         const std::size_t start = pos_;
         bool negative = false;
         if (pos_ < text_.size() && (text_[pos_] == '+' || text_[pos_] == '-')) negative = text_[pos_++] == '-';
