@@ -603,11 +603,11 @@ private:
     {
         // Cuts: as few vertical lines as cross every hole strictly inside its
         // x extent (earliest-ending hole first, cut through its middle).
-        std::vector<std::pair<ClipperLib::cInt, ClipperLib::cInt>> spans;
+        std::vector<std::pair<ClipperLib::cInt, ClipperLib::cInt>> spans, extents;
         ClipperLib::cInt left = 0, right = 0, bottom = 0, top = 0;
         bool first = true;
         for (const geom::Path& path : outline) {
-            ClipperLib::cInt x0 = path[0].X, x1 = path[0].X;
+            ClipperLib::cInt x0 = path.empty() ? 0 : path[0].X, x1 = x0;
             for (const auto& p : path) {
                 x0 = std::min(x0, p.X), x1 = std::max(x1, p.X);
                 if (first || p.X < left) left = p.X;
@@ -616,6 +616,7 @@ private:
                 if (first || p.Y > top) top = p.Y;
                 first = false;
             }
+            extents.push_back({x0, x1});
             if (!ClipperLib::Orientation(path) && x1 - x0 >= 2) spans.push_back({x1, x0});
         }
         std::sort(spans.begin(), spans.end());
@@ -629,7 +630,9 @@ private:
         for (std::size_t i = 0; i + 1 < cuts.size(); ++i) {
             if (cuts[i + 1] <= cuts[i]) continue;
             ClipperLib::Clipper clipper;
-            clipper.AddPaths(outline, ClipperLib::ptSubject, true);
+            for (std::size_t k = 0; k < outline.size(); ++k) // only what reaches into the strip
+                if (extents[k].second >= cuts[i] && extents[k].first <= cuts[i + 1])
+                    clipper.AddPath(outline[k], ClipperLib::ptSubject, true);
             clipper.AddPath(geom::rectangle(double(cuts[i]), double(bottom - 1), double(cuts[i + 1]), double(top + 1)), ClipperLib::ptClip, true);
             geom::Paths strip;
             clipper.Execute(ClipperLib::ctIntersection, strip, ClipperLib::pftNonZero, ClipperLib::pftNonZero);
