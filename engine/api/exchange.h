@@ -121,6 +121,9 @@ struct WriteOptions {
     int integer_digits = 3;
     int decimal_digits = 3;
     std::string zeroes_omitted = "leading"; // "leading", "trailing", "none" (with a decimal point)
+    // Drill film compensation: coordinates scaled about the anchor (nm).
+    double x_scale = 1, y_scale = 1;
+    Point anchor;
 };
 
 bool write(const Layer& layer, const WriteOptions& options, std::string& text, Reports& reports);
@@ -132,3 +135,51 @@ bool write(const Layer& layer, const WriteOptions& options, std::string& text, R
 bool save_text(const std::string& path, const std::string& text, Reports& reports);
 
 } // namespace kesto
+
+namespace KESTO {
+namespace API {
+
+// A time of day; JSON {"iHour", "iMinute", "iSecond"}.
+struct time {
+    std::int32_t iHour = 0;
+    std::int32_t iMinute = 0;
+    std::int32_t iSecond = 0;
+};
+
+// Before a series of translations into a job: false when the job is not open.
+bool file_translate_init(const std::string& job);
+
+// Reads the Gerber or Excellon file at `path` into `layer` of `step`,
+// replacing the layer's features; a layer the matrix lacks gets a new row
+// (its type from the file's X2 file function, DRILL or ROUT for Excellon,
+// else a DOCUMENT layer of the MISC context). Parameters with format "None"
+// or empty are found by identification first. RS-274-D takes its aperture
+// list from a file beside it with the same stem and the extension .apr,
+// .apt, .lst, .rep or .txt. `dcodes` receives each D code (tool number for
+// Excellon) with the index of its symbol in the layer. The times are when
+// the translation started and ended. True when the file read without errors.
+bool file_translate(const std::string& path, const std::string& job, const std::string& step, const std::string& layer,
+                    const file_Parameters& parameters, time& start_time, time& end_time, std::map<int, int>& dcodes,
+                    std::vector<translate_report>& reports);
+
+// The tool table of a drill layer with the number of holes of each tool.
+// `show_type` chooses nothing here: every row is given.
+bool get_drill_info(const std::string& job, const std::string& step, const std::string& layer,
+                    std::vector<drill_tools_info>& tools, int show_type);
+
+// Replaces the tool table. A changed drill size moves the tool's holes to the
+// round symbol of the new size; a changed type re-marks their .drill
+// attribute. The via type (eViaType) is not taken: each tool keeps its own.
+bool set_drill_info(const std::string& job, const std::string& step, const std::string& layer,
+                    const std::vector<drill_tools_info>& tools);
+
+// Writes a layer as Gerber X2 or as Excellon at `path` (atomically). False
+// with reports when the layer is missing, a feature could not be written
+// (the rest is written) or the file could not be saved.
+bool export_gerber(const std::string& job, const std::string& step, const std::string& layer, const std::string& path,
+                   const kesto::gerber::WriteOptions& options, std::vector<translate_report>& reports);
+bool export_excellon(const std::string& job, const std::string& step, const std::string& layer, const std::string& path,
+                     const kesto::excellon::WriteOptions& options, std::vector<translate_report>& reports);
+
+} // namespace API
+} // namespace KESTO

@@ -52,7 +52,8 @@ DigitStats coordinate_digits(const std::string& s)
         if (j < s.size() && (s[j] == '-' || s[j] == '+')) ++j;
         const std::size_t start = j;
         bool point = false;
-        while (j < s.size() && (std::isdigit(static_cast<unsigned char>(s[j])) || s[j] == '.')) point = point || s[j++] == '.';
+        for (; j < s.size() && (std::isdigit(static_cast<unsigned char>(s[j])) || s[j] == '.'); ++j)
+            if (s[j] == '.') point = true;
         if (j == start) continue;
         if (point) {
             ++d.with_point;
@@ -112,8 +113,10 @@ void gerber_parameters(file_Parameters& p, const std::string& s, bool extended)
             p.Number_format_decimal = s[x + 2] - '0';
         }
     }
-    if (has(s, "%MOMM") || has(s, "G71")) p.units = "mm";
-    else if (has(s, "%MOIN") || has(s, "G70")) p.units = "inch";
+    if (has(s, "%MOMM")) p.units = "mm";
+    else if (has(s, "%MOIN")) p.units = "inch";
+    else if (has(s, "G71")) p.units = "mm";
+    else if (has(s, "G70")) p.units = "inch";
     if (p.Coordinates.empty()) p.Coordinates = has(s, "G91") ? "incremental" : "absolute";
     if (p.units.empty()) p.units = "inch"; // what photoplotters assumed
     if (!extended || fs == std::string::npos) guess_numbers(p, coordinate_digits(s), false);
@@ -168,6 +171,13 @@ bool looks_rs274d(const std::string& s)
     int words = 0, coordinates = 0, dcodes = 0;
     for (std::size_t i = 0; i < s.size() && i < 65536; ++i) {
         const char c = s[i];
+        if (s.compare(i, 3, "G04") == 0) { // a comment may hold anything up to its '*'
+            const std::size_t end = s.find('*', i);
+            if (end == std::string::npos) break;
+            i = end;
+            ++words;
+            continue;
+        }
         if (c == '*') ++words;
         else if ((c == 'X' || c == 'Y') && i + 1 < s.size() && (std::isdigit(static_cast<unsigned char>(s[i + 1])) || s[i + 1] == '-')) ++coordinates;
         else if (c == 'D' && i + 1 < s.size() && std::isdigit(static_cast<unsigned char>(s[i + 1]))) ++dcodes;

@@ -2,6 +2,7 @@
 // drill files use, plating, and our output read back.
 #include "engine/api/exchange.h"
 #include "support/test_support.h"
+#include "engine/gerber_gerbv.h"
 
 #include <gtest/gtest.h>
 
@@ -125,6 +126,26 @@ TEST(ExcellonReader, BrokenInputIsReportedWithItsLine)
     EXPECT_EQ(d.reports[0].file, "test.drl");
     // What came before and after the faults is kept.
     EXPECT_EQ(d.layer.features.size(), 1u);
+
+    // Truncated and mutated cases neither crash nor fail silently.
+    std::uint32_t seed = 99;
+    auto next = [&seed] { return seed = seed * 1103515245u + 12345u; };
+    const char alphabet[] = "XYTCGMRAIJ0123456789.-,;%\n";
+    for (const char* name : {"hit.drl", "slot.drl", "linear-route.drl", "arc-route.drl"}) {
+        const std::string text = drill_case(name);
+        for (std::size_t cut = 0; cut < text.size(); ++cut) {
+            Drill r = read(text.substr(0, cut));
+            if (!r.ok) EXPECT_FALSE(r.reports.empty());
+        }
+        for (int round = 0; round < 300; ++round) {
+            std::string mutated = text;
+            for (int k = 0; k < 3; ++k) mutated[next() % mutated.size()] = alphabet[next() % (sizeof alphabet - 1)];
+            Drill r = read(mutated);
+            if (!r.ok) EXPECT_FALSE(r.reports.empty());
+        }
+    }
+    EXPECT_FALSE(read("M48\nINCH\nT1C0.01\n%\nT1\nX1Y1\nR999999999X1\nM30\n").ok);
+    EXPECT_FALSE(read("M48\nINCH\nT1C0.01\n%\nT1\nX1Y1\nG02X2Y2A0\nM30\n").ok);
 }
 
 TEST(ExcellonWriter, OurOutputReadsBack)
@@ -167,6 +188,51 @@ TEST(ExcellonWriter, OurOutputReadsBack)
     Drill back = read(text);
     EXPECT_EQ(attribute(back.layer, back.layer.features[1], ".drill"), "non_plated");
     EXPECT_EQ(back.layer.features[1].a, (Point{-5000 * kTenth, 25000 * kTenth}));
+}
+
+// gerbv draws drill hits and slots (not rout paths): ours must look like the originals.
+TEST(ExcellonWriter, GerbvShowsOurHitsAndSlotsAsTheOriginal)
+{
+    if (!have_gerbv()) GTEST_SKIP() << "gerbv is not installed: no second opinion";
+    test::TempDir dir;
+    test::write_file(dir / "mixed.drl", "M48\nINCH,LZ\nT1C0.04\nT2C0.125\n%\nT1\nX005Y005\nX01Y-005\nR4X001Y0\nT2\nX-01Y-01G85X-005Y-01\nM30\n");
+    for (const std::string& file : {std::string(KESTO_TESTDATA) + "/gerber/drill/hit.drl",
+                                    std::string(KESTO_TESTDATA) + "/gerber/drill/slot.drl", dir / "mixed.drl"}) {
+        Drill original = read(test::read_file(file));
+        ASSERT_TRUE(original.ok) << file;
+        // Not with trailing zeros left out: gerbv guesses its own number format for those.
+        for (const char* zeros : {"leading", "none"}) {
+            excellon::WriteOptions options;
+            options.zeroes_omitted = zeros;
+            std::string text;
+            Reports reports;
+            ASSERT_TRUE(excellon::write(original.layer, options, text, reports));
+            test::write_file(dir / "ours.drl", text);
+            ASSERT_TRUE(gerbv_png(file, dir / "theirs.png"));
+            ASSERT_TRUE(gerbv_png(dir / "ours.drl", dir / "ours.png"));
+            EXPECT_GE(agreement(dir / "theirs.png", dir / "ours.png"), 0.995) << file << " " << zeros << "\n" << text;
+        }
+    }
+}
+
+TEST(ExcellonWriter, ScalesAboutTheAnchor)
+{
+    Drill d = read("M48\nMETRIC\nT1C0.5\n%\nT1\nX10.0Y20.0\nX0Y0G85X4.0Y0\nM30\n");
+    excellon::WriteOptions options;
+    options.x_scale = 1.001;
+    options.y_scale = 0.999;
+    options.anchor = {10 * kNmPerMm, 10 * kNmPerMm};
+    std::string text;
+    Reports reports;
+    ASSERT_TRUE(excellon::write(d.layer, options, text, reports));
+    Drill back = read(text);
+    ASSERT_EQ(back.layer.features.size(), 2u);
+    EXPECT_EQ(back.layer.features[0].a, (Point{10 * kNmPerMm, 19990000}));
+    EXPECT_EQ(back.layer.features[1].a, (Point{-10000, 10000}));
+    EXPECT_EQ(back.layer.features[1].b, (Point{3994000, 10000}));
+    // Unequal scales would turn rout arcs into ellipses: refused.
+    Drill arcs = read(drill_case("arc-route.drl"));
+    EXPECT_FALSE(excellon::write(arcs.layer, options, text, reports));
 }
 
 TEST(ExcellonWriter, RefusesWhatCannotBeDrilled)

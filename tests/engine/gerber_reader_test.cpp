@@ -169,6 +169,18 @@ TEST(GerberReader, BlocksRepeatsAndApertureTransforms)
     EXPECT_EQ(r.layer.features[8].a, (Point{20000000, 5000000}));
 }
 
+TEST(GerberReader, ScaledBlocksScaleWhatTheyHold)
+{
+    Read r = read_text("%FSLAX26Y26*%\n%MOMM*%\n%AMRING*\n1,1,2,0,0*\n1,0,1,0,0*%\n%ADD10C,1*%\n%ADD11RING*%\n"
+                       "%ABD12*%\nD10*\nX0Y0D03*\nD11*\nX3000000Y0D03*\n%AB*%\n%LS0.5*%\nD12*\nX0Y0D03*\nM02*\n");
+    ASSERT_TRUE(r.ok) << messages(r.reports);
+    ASSERT_EQ(r.layer.features.size(), 2u);
+    EXPECT_EQ(r.layer.symbols[std::size_t(r.layer.features[0].symbol)].name, "r500");
+    EXPECT_EQ(r.layer.features[1].a, (Point{1500000, 0}));
+    const Layer& ring = user_symbol(r, r.layer.features[1]).features;
+    EXPECT_EQ(ring.surfaces[0].contours[0].start, (Point{500000, 0})); // a 2 mm circle made 1 mm
+}
+
 TEST(GerberReader, DeprecatedCommandsOfOlderFiles)
 {
     Read r = read_text("G04 old style*\n%FSLAX23Y23*%\n%MOIN*%\n%IPNEG*%\n%INBOARD*%\n%OFA1.0B0*%\n%ADD10C,0.010*%\n"
@@ -181,6 +193,23 @@ TEST(GerberReader, DeprecatedCommandsOfOlderFiles)
     EXPECT_EQ(r.layer.features[1].b, (Point{3 * inch, 2 * inch})); // modal D01
     EXPECT_EQ(r.layer.attributes.at(".image_polarity"), "negative");
     EXPECT_EQ(r.layer.attributes.at(".image_name"), "BOARD");
+
+    // Whole-image mirroring and rotation turn coordinates and pad orientations.
+    Read turned = read_text("%FSLAX26Y26*%\n%MOMM*%\n%MIA1B0*%\n%IR90*%\n%ADD10R,2X1*%\nD10*\nX1000000Y0D03*\nM02*\n");
+    ASSERT_TRUE(turned.ok) << messages(turned.reports);
+    ASSERT_EQ(turned.layer.features.size(), 1u);
+    EXPECT_EQ(turned.layer.features[0].a, (Point{0, -1000000}));
+    EXPECT_TRUE(turned.layer.features[0].mirror);
+    EXPECT_DOUBLE_EQ(turned.layer.features[0].angle, 270);
+
+    // Attributes in comments, as writers of the X1 era put them.
+    Read x2 = read_text("G04 #@! TF.FileFunction,Soldermask,Top*\n%FSLAX26Y26*%\n%MOMM*%\nG04 #@! TA.AperFunction,SMDPad,CuDef*\n"
+                        "%ADD10C,1*%\nG04 #@! TD*\nG04 #@! TO.N,VCC*\nD10*\nX0Y0D03*\nM02*\n");
+    ASSERT_TRUE(x2.ok) << messages(x2.reports);
+    EXPECT_EQ(x2.layer.attributes.at(".FileFunction"), "Soldermask,Top");
+    ASSERT_EQ(x2.layer.features.size(), 1u);
+    ASSERT_NE(x2.layer.features[0].attributes, 0u);
+    EXPECT_EQ(x2.layer.attribute_sets[x2.layer.features[0].attributes - 1].size(), 2u);
 }
 
 TEST(GerberReader, StandardAperturesMapToSymbolsOrUserShapes)
@@ -259,6 +288,11 @@ TEST(GerberReader, SurvivesTruncatedAndMutatedInput)
     }
     // Pathological values: huge step and repeat counts, deep expressions, long numbers.
     for (const std::string& text : {std::string("%FSLAX26Y26*%%MOMM*%%SRX100000Y100000I1J1*%%ADD10C,1*%D10*D03*M02*"),
+                                    std::string("%FSLAX26Y26*%%MOMM*%%SRX1000Y1000I1J1*%%ADD10C,1*%D10*") + [] {
+                                        std::string many;
+                                        for (int i = 0; i < 100; ++i) many += "X" + std::to_string(i) + "Y0D03*";
+                                        return many;
+                                    }() + "M02*",
                                     std::string("%FSLAX26Y26*%%AMX*1,1,") + std::string(5000, '(') + "1*%%ADD10X*%D10*D03*M02*",
                                     std::string("%FSLAX26Y26*%%ADD10C,1*%D10*X") + std::string(400, '9') + "D03*M02*",
                                     std::string("%FSLAX26Y26*%%AMT*7,0,0,1,2,3,0*%%ADD10T*%D10*D03*M02*")}) {

@@ -2,15 +2,15 @@
 // viewer (gerbv), must give what the original gave.
 #include "engine/api/exchange.h"
 #include "engine/formats/gerber/layer_build.h"
+#include "engine/formats/odb/job_io.h"
 #include "engine/formats/odb/symbols.h"
 #include "engine/geometry/outline.h"
 #include "support/test_support.h"
+#include "engine/gerber_gerbv.h"
 
 #include <gtest/gtest.h>
 
-#include <cairo.h>
 #include <dirent.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -144,7 +144,7 @@ TEST(GerberRoundTrip, KeepsAttributesPolarityAndOrientation)
 {
     const std::string text =
         "%TF.FileFunction,Copper,L1,Top*%\n%FSLAX26Y26*%\n%MOMM*%\n"
-        "%TA.AperFunction,SMDPad,CuDef*%\n%ADD10R,1X0.5*%\n%TD*%\n"
+        "%TA.AperFunction,SMDPad,CuDef*%\n%ADD10P,1X5*%\n%TD*%\n"
         "%ADD11C,0.2*%\n"
         "%TO.N,GND*%\n%TO.C,R1*%\n%LMX*%\n%LR30*%\nD10*\nX1000000Y2000000D03*\n%TD.C*%\n%LMN*%\n%LR0*%\n"
         "%LPC*%\nD11*\nX0Y0D02*\nG75*\nG03X2000000Y0I1000000J0D01*\n"
@@ -221,39 +221,59 @@ TEST(GerberRoundTrip, ShapesWithoutAperturesKeepTheirArea)
     EXPECT_GT(difference(image, Image{}), 0.99); // the measure sees a loss
 }
 
-// ------------------------------------------------------------ second opinion
-
-bool have_gerbv() { return access("/usr/bin/gerbv", X_OK) == 0; }
-
-// gerbv's picture of a file: white where exposed, 100 dpi over a fixed window.
-bool gerbv_png(const std::string& gerber, const std::string& png)
+// Turned and mirrored pads whose shape allows it are written as upright
+// apertures, so viewers without LM/LR show them right; others keep LM/LR.
+TEST(GerberRoundTrip, PadsAreWrittenUprightWhereTheShapeAllows)
 {
-    const std::string command = "/usr/bin/gerbv -x png -B 0 --dpi=400 --origin=-1.5x-1.5 --window_inch=3x3 -b '#000000' "
-                                "-f '#FFFFFFFF' -o '" + png + "' '" + gerber + "' >/dev/null 2>&1";
-    return std::system(command.c_str()) == 0;
-}
-
-double agreement(const std::string& a, const std::string& b)
-{
-    cairo_surface_t* x = cairo_image_surface_create_from_png(a.c_str());
-    cairo_surface_t* y = cairo_image_surface_create_from_png(b.c_str());
-    double same = -1;
-    if (cairo_surface_status(x) == CAIRO_STATUS_SUCCESS && cairo_surface_status(y) == CAIRO_STATUS_SUCCESS &&
-        cairo_image_surface_get_width(x) == cairo_image_surface_get_width(y) &&
-        cairo_image_surface_get_height(x) == cairo_image_surface_get_height(y)) {
-        const int w = cairo_image_surface_get_width(x), h = cairo_image_surface_get_height(x);
-        long equal = 0;
-        for (int r = 0; r < h; ++r) {
-            const auto* p = reinterpret_cast<const std::uint32_t*>(cairo_image_surface_get_data(x) + r * cairo_image_surface_get_stride(x));
-            const auto* q = reinterpret_cast<const std::uint32_t*>(cairo_image_surface_get_data(y) + r * cairo_image_surface_get_stride(y));
-            for (int c = 0; c < w; ++c) equal += ((p[c] >> 8) & 0xff) > 127 == ((q[c] >> 8) & 0xff) > 127;
-        }
-        same = double(equal) / (double(w) * h);
+    Image image;
+    Layer& layer = image.layer;
+    for (const char* name : {"rect2000x1000", "oval3000x1000", "r500", "tri2000x1500"})
+        layer.symbols.push_back(odb::parse_symbol_name(name, Units::Mm));
+    const double angles[] = {90, 270, 180, 90};
+    for (int i = 0; i < 4; ++i) {
+        Feature pad;
+        pad.symbol = i;
+        pad.angle = angles[i];
+        pad.mirror = true;
+        pad.a = {Coord(i) * 5000000, 0};
+        layer.features.push_back(pad);
     }
-    cairo_surface_destroy(x);
-    cairo_surface_destroy(y);
-    return same;
+    std::string out;
+    Reports reports;
+    ASSERT_TRUE(gerber::write(layer, {}, {}, out, reports));
+    EXPECT_NE(out.find("R,1.0X2.0"), std::string::npos) << out;
+    EXPECT_NE(out.find("O,1.0X3.0"), std::string::npos) << out;
+    EXPECT_EQ(out.find("%LMX*%"), out.rfind("%LMX*%")) << out; // once, for the triangle
+    EXPECT_NE(out.find("%LMX*%"), std::string::npos) << out;
+    Image back;
+    ASSERT_TRUE(read(out, back, reports));
+    EXPECT_LT(difference(image, back), 0.001);
 }
+
+// A resized pad flashes its symbol scaled; a symbol with no scaled form is refused.
+TEST(GerberRoundTrip, ResizedPads)
+{
+    Layer layer;
+    layer.symbols.push_back(odb::parse_symbol_name("r1000", Units::Mm));
+    layer.symbols.push_back(odb::parse_symbol_name("el3000x1500", Units::Mm));
+    Feature grown;
+    grown.symbol = 0;
+    grown.resize = 2;
+    layer.features.push_back(grown);
+    std::string out;
+    Reports reports;
+    ASSERT_TRUE(gerber::write(layer, {}, {}, out, reports));
+    EXPECT_NE(out.find("C,2.0*"), std::string::npos) << out;
+    Feature refused = grown;
+    refused.symbol = 1;
+    layer.features.push_back(refused);
+    layer.features.push_back(refused);
+    EXPECT_FALSE(gerber::write(layer, {}, {}, out, reports));
+    ASSERT_EQ(reports.size(), 1u); // once per symbol, not per pad
+    EXPECT_NE(reports[0].message.find("resized pads of symbol el3000x1500"), std::string::npos);
+}
+
+// ------------------------------------------------------------ second opinion
 
 TEST(GerberRoundTrip, GerbvShowsOurOutputAsTheOriginal)
 {
@@ -276,6 +296,40 @@ TEST(GerberRoundTrip, GerbvShowsOurOutputAsTheOriginal)
         ASSERT_TRUE(gerbv_png(dir / "ours.gbr", dir / "ours.png")) << file;
         EXPECT_GE(agreement(dir / "theirs.png", dir / "ours.png"), 0.995) << file << "\n" << ours;
     }
+}
+
+} // namespace
+} // namespace kesto
+
+namespace kesto {
+namespace {
+
+// The layers of a real job, written and read back, cover the same area. The
+// dense signal layers are left out: their outlines take the kernel a minute.
+TEST(GerberRoundTrip, LayersOfTheSampleJob)
+{
+    Job job;
+    std::string error;
+    ASSERT_TRUE(odb::read_job(std::string(KESTO_TESTDATA) + "/odb/sample_design.tgz", job, error)) << error;
+    const geom::OutlineContext job_context = geom::context_of(job);
+    int layers = 0;
+    for (auto& [step_name, step] : job.steps)
+        for (auto& [name, layer] : step.layers) {
+            if (layer.features.empty() || layer.features.size() > 5000) continue;
+            ++layers;
+            std::string text;
+            Reports reports;
+            gerber::WriteOptions options;
+            options.font = job_context.font;
+            EXPECT_TRUE(gerber::write(layer, job.symbols, options, text, reports))
+                << name << ": " << (reports.empty() ? "" : reports[0].message);
+            Image back;
+            ASSERT_TRUE(read(text, back, reports)) << name;
+            const geom::Paths before = geom::layer_outline(layer, job_context);
+            const geom::Paths after = geom::layer_outline(back.layer, context_of(back));
+            EXPECT_LT(geom::area(geom::exclusive_or(before, after)), 0.002 * geom::area(before)) << name;
+        }
+    EXPECT_GE(layers, 5);
 }
 
 } // namespace

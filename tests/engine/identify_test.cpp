@@ -55,7 +55,7 @@ TEST(Identify, Rs274dGuessesWhatTheFileDoesNotSay)
     test::TempDir dir;
     // Varying lengths, never a leading zero: leading zeros left out; six
     // digits at most: inch 2.4.
-    test::write_file(dir / "old.pho", "G54D10*\nX12500Y500D02*\nX250000Y12500D01*\nD11*\nX5000Y5000D03*\nM02*\n");
+    test::write_file(dir / "old.pho", "G04 Plotted by: board v1.2 (top)*\nG54D10*\nX12500Y500D02*\nX250000Y12500D01*\nD11*\nX5000Y5000D03*\nM02*\n");
     file_Parameters p = identify(dir / "old.pho");
     EXPECT_EQ(p.format, "Gerber274D");
     EXPECT_EQ(p.units, "inch");
@@ -98,6 +98,11 @@ TEST(Identify, ExcellonDrillAndRout)
     EXPECT_EQ(p.units, "mm");
     EXPECT_EQ(p.zeroes_omitted, "trailing");
     EXPECT_EQ(p.Number_format_integer, 4);
+
+    test::write_file(dir / "decimal.drl", "M48\nMETRIC\nT1C0.3\n%\nT1\nX1.25Y-3.5\nX10.0Y0.75\nM30\n");
+    p = identify(dir / "decimal.drl");
+    EXPECT_TRUE(p.Decimal_numbers);
+    EXPECT_EQ(p.zeroes_omitted, "none");
 }
 
 TEST(Identify, OdbJobsAndEverythingElse)

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <map>
-#include <sstream>
+#include <cstdio>
 
 namespace kesto::excellon {
 

@@ -5,7 +5,8 @@
 #include <cmath>
 #include <cstdio>
 #include <map>
-#include <set>
+#include <algorithm>
+#include <cctype>
 
 namespace kesto::excellon {
 
@@ -112,7 +113,18 @@ private:
         return (scaled < 0 ? "-" : "") + digits;
     }
 
-    std::string xy(const Point& p) { return "X" + coordinate(p.x) + "Y" + coordinate(p.y); }
+    Point scaled(const Point& p) const
+    {
+        const Point& o = options_.anchor;
+        return {o.x + Coord(std::llround(double(p.x - o.x) * options_.x_scale)),
+                o.y + Coord(std::llround(double(p.y - o.y) * options_.y_scale))};
+    }
+
+    std::string xy(const Point& p)
+    {
+        const Point q = scaled(p);
+        return "X" + coordinate(q.x) + "Y" + coordinate(q.y);
+    }
 
     void feature(const Feature& f)
     {
@@ -135,7 +147,8 @@ private:
                 ends.push_back({Coord(std::llround(cx + r * std::cos(mid))), Coord(std::llround(cy + r * std::sin(mid)))});
             }
             ends.push_back(f.b);
-            for (const Point& e : ends) out_ += (f.cw ? "G02" : "G03") + xy(e) + "A" + coordinate(Coord(std::llround(r))) + "\n";
+            // The radius follows the scale; the arc stays circular only when both axes scale alike.
+            for (const Point& e : ends) out_ += (f.cw ? "G02" : "G03") + xy(e) + "A" + coordinate(Coord(std::llround(r * options_.x_scale))) + "\n";
             out_ += "M16\nG05\n";
         }
     }
@@ -151,6 +164,13 @@ private:
 
 bool write(const Layer& layer, const WriteOptions& options, std::string& text, Reports& reports)
 {
+    if (!(options.x_scale > 0) || !(options.y_scale > 0) ||
+        (options.x_scale != options.y_scale && std::any_of(layer.features.begin(), layer.features.end(), [](const Feature& f) {
+             return f.kind == FeatureKind::Arc;
+         }))) {
+        reports.push_back({"", 0, "scales must be positive, and equal on both axes when the layer has rout arcs", true});
+        return false;
+    }
     if (options.integer_digits < 1 || options.decimal_digits < 0 || options.integer_digits + options.decimal_digits > 12 ||
         (options.zeroes_omitted != "leading" && options.zeroes_omitted != "trailing" && options.zeroes_omitted != "none")) {
         reports.push_back({"", 0, "unusable Excellon number format or zero omission", true});

@@ -42,6 +42,17 @@ LayerBuilder::LayerBuilder(Layer& l) : layer(l)
 {
     for (std::size_t i = 0; i < layer.symbols.size(); ++i) symbols_.emplace(layer.symbols[i].name, int(i));
     for (std::size_t i = 0; i < layer.attribute_names.size(); ++i) names_.emplace(layer.attribute_names[i], i);
+    for (std::size_t i = 0; i < layer.attribute_sets.size(); ++i) {
+        std::string key;
+        for (const AttributeValue& v : layer.attribute_sets[i]) {
+            if (v.name >= layer.attribute_names.size()) {
+                key.clear();
+                break;
+            }
+            key += layer.attribute_names[v.name] + '\x1f' + v.value + '\x1e';
+        }
+        if (!key.empty()) sets_.emplace(key, std::uint32_t(i + 1));
+    }
 }
 
 int LayerBuilder::symbol(const Symbol& s)

@@ -15,8 +15,9 @@ namespace kesto::formats {
 using Attributes = std::vector<std::pair<std::string, std::string>>;
 
 // The user-symbol attribute that keeps the Gerber aperture a symbol was read
-// from, lengths in nm: "aperture\nC,1000000,300000" or "macro\n" followed by
-// one evaluated primitive a line. Writers give such a symbol back as it came.
+// from, lengths in nm, on one line so that it saves as any attribute value:
+// "aperture:C,1000000,300000" or "macro:" followed by the evaluated
+// primitives, each ended by ';'. Writers give such a symbol back as it came.
 constexpr const char* kGerberShape = "gerber_shape";
 
 // A standard symbol by family and sizes in nanometres, named as ODB++ names

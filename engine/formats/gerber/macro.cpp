@@ -243,7 +243,7 @@ bool instantiate(const Macro& macro, std::vector<double> vars, double unit, Laye
                 std::snprintf(number, sizeof number, ",%.12g", primitive_length(code, i, vertices) ? std::round(v[i] * unit) : v[i]);
                 primitives += number;
             }
-            primitives += '\n';
+            primitives += ';';
         }
         auto need = [&](std::size_t n) {
             if (v.size() >= n + 1) return true;

@@ -28,8 +28,8 @@ bool evaluate(const std::string& expression, const std::vector<double>& variable
 
 // The shape of the macro with these parameters, as surface features of a user
 // symbol (exposure off: negative), lengths scaled by `unit` (nm per file
-// unit). `primitives` receives the evaluated primitives, one per line
-// ("7,0,0,5000000,...", lengths in nm) so a writer can give them back
+// unit). `primitives` receives the evaluated primitives, each ended by ';'
+// ("7,0,0,5000000,...;", lengths in nm) so a writer can give them back
 // exactly. False with `error` set for an unknown primitive or bad modifiers.
 bool instantiate(const Macro& macro, std::vector<double> parameters, double unit, Layer& shape,
                  std::string& primitives, std::string& error);

@@ -9,7 +9,6 @@
 #include <cctype>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <map>
 #include <memory>
 #include <sstream>
@@ -119,7 +118,8 @@ private:
         decimal_scale_ = unit_ * coordinate_factor_;
     }
 
-    bool need_format()
+    // Said once: coordinates came before the file gave its format or units.
+    void check_format_known()
     {
         if (!format_set_ && !format_warned_) {
             format_warned_ = true;
@@ -137,13 +137,12 @@ private:
             else
                 warn(line_, "no unit command (%MO): reading the file in inches");
         }
-        return true;
     }
 
     // A coordinate number after X, Y, I or J, in nanometres.
     bool number(Coord& out)
     {
-        need_format();
+        check_format_known();
         const std::size_t start = pos_;
         bool negative = false;
         if (pos_ < text_.size() && (text_[pos_] == '+' || text_[pos_] == '-')) negative = text_[pos_++] == '-';
@@ -278,13 +277,26 @@ private:
         if (pos_ < text_.size() && text_[pos_] == '*') ++pos_;
     }
 
+    // A comment; "G04 #@! TO.N,GND*" carries an X2 attribute for readers of
+    // before X2, and counts as one.
+    void comment(int line)
+    {
+        const std::size_t start = pos_;
+        skip_word();
+        std::string text = trim(text_.substr(start, pos_ - start - (pos_ > start && text_[pos_ - 1] == '*' ? 1 : 0)));
+        if (text.rfind("#@!", 0) != 0) return;
+        text = trim(text.substr(3));
+        if (text.size() >= 2 && text[0] == 'T' && (text[1] == 'F' || text[1] == 'A' || text[1] == 'O' || text[1] == 'D'))
+            parameter(text, line);
+    }
+
     bool g_code(int g, int line)
     {
         switch (g) {
         case 1: interpolation_ = Interpolation::Linear; break;
         case 2: interpolation_ = Interpolation::Clockwise; break;
         case 3: interpolation_ = Interpolation::CounterClockwise; break;
-        case 4: skip_word(); return false; // comment
+        case 4: comment(line); return false;
         case 36:
             if (region_) error(line, "G36 inside a region");
             else begin_region();
@@ -543,10 +555,10 @@ private:
                 return -1;
             }
             base = a.macro;
-            gerber_shape = "macro\n" + gerber_shape;
+            gerber_shape = "macro:" + gerber_shape;
         } else {
             base = standard_shape(a, u, shape);
-            gerber_shape = std::string("aperture\n") + a.shape;
+            gerber_shape = std::string("aperture:") + a.shape;
             for (std::size_t i = 0; i < p.size(); ++i) {
                 const bool length = a.shape != 'P' || (i != 1 && i != 2);
                 char number[40];
@@ -947,6 +959,11 @@ private:
             a.shape = 'B';
             a.block = std::make_shared<Layer>(std::move(f.layer));
             apertures_[f.dcode] = std::move(a);
+            return;
+        }
+        // A hostile file must not make the repeat exhaust memory.
+        if (double(f.nx) * f.ny * double(f.layer.features.size()) > 5e7) {
+            error(line_, "step and repeat would make more than 50 million features; its block is dropped");
             return;
         }
         Layer& to = sink();

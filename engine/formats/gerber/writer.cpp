@@ -12,7 +12,6 @@
 #include <cmath>
 #include <cstdio>
 #include <map>
-#include <set>
 
 namespace kesto::gerber {
 
@@ -120,16 +119,23 @@ private:
 
     // ------------------------------------------------------------ apertures
     // The D code of a symbol drawn with these aperture attributes.
-    int aperture(const Layer& layer, int symbol, const formats::Attributes& attributes, int depth)
+    int aperture(const Layer& layer, const Feature& f, const formats::Attributes& attributes, int depth)
     {
-        if (symbol < 0 || std::size_t(symbol) >= layer.symbols.size()) {
+        if (f.symbol < 0 || std::size_t(f.symbol) >= layer.symbols.size()) {
             fail("feature with no symbol");
             return -1;
         }
-        const Symbol& s = layer.symbols[std::size_t(symbol)];
-        const std::string key = s.name + '\x1d' + key_of(attributes);
+        Symbol s = layer.symbols[std::size_t(f.symbol)];
+        if (f.kind == FeatureKind::Pad) s = upright(s, f).symbol;
+        const bool resized = f.kind == FeatureKind::Pad && f.resize > 0 && f.resize != 1;
+        const std::string key = s.name + '\x1d' + (resized ? std::to_string(f.resize) : "") + '\x1d' + key_of(attributes);
         auto found = apertures_.find(key);
         if (found != apertures_.end()) return found->second;
+        // A resized pad (apt_def -1 of ODB++) flashes its symbol scaled.
+        if (resized && (s.family == SymbolFamily::User || !formats::scale_symbol(s, f.resize))) {
+            fail("resized pads of symbol " + s.name + " are not written: the symbol cannot be scaled");
+            return apertures_[key] = -1;
+        }
         std::string shape = standard_aperture(s);
         int d = -1;
         if (shape.empty()) {
@@ -145,6 +151,42 @@ private:
             if (!attributes.empty()) out_ += "%TD*%\n";
         }
         return apertures_[key] = d;
+    }
+
+    // A pad as an aperture in its own orientation where the shape allows, so
+    // that plain files need no LM/LR (which older viewers lack): round shapes
+    // ignore turning and mirroring, rectangles and ovals mirror onto
+    // themselves and swap their sides on a quarter turn.
+    struct Upright {
+        Symbol symbol;
+        bool mirror = false;
+        double angle = 0;
+    };
+
+    static Upright upright(const Symbol& s, const Feature& f)
+    {
+        Upright u{s, f.mirror, f.angle};
+        switch (s.family) {
+        case SymbolFamily::Round:
+        case SymbolFamily::RoundDonut:
+        case SymbolFamily::Hole:
+            u.mirror = false;
+            u.angle = 0;
+            break;
+        case SymbolFamily::Square:
+        case SymbolFamily::Rect:
+        case SymbolFamily::Oval: {
+            const double quarter = std::fmod(f.angle, 180.0);
+            if (std::abs(quarter) > 1e-9 && std::abs(std::abs(quarter) - 90) > 1e-9) break;
+            u.mirror = false;
+            u.angle = 0;
+            if (std::abs(std::abs(quarter) - 90) <= 1e-9 && s.family != SymbolFamily::Square)
+                u.symbol = s.family == SymbolFamily::Rect ? formats::rect_symbol(s.p[1], s.p[0]) : formats::oval_symbol(s.p[1], s.p[0]);
+            break;
+        }
+        default: break;
+        }
+        return u;
     }
 
     std::string standard_aperture(const Symbol& s)
@@ -287,9 +329,9 @@ private:
     // the kept text cannot be read.
     std::string kept_shape(const std::string& kept)
     {
-        const std::size_t newline = kept.find('\n');
-        const std::string kind = kept.substr(0, newline);
-        const std::string rest = newline == std::string::npos ? std::string() : kept.substr(newline + 1);
+        const std::size_t colon = kept.find(':');
+        const std::string kind = kept.substr(0, colon);
+        const std::string rest = colon == std::string::npos ? std::string() : kept.substr(colon + 1);
         if (kind == "aperture" && rest.size() > 2 && rest[1] == ',') {
             std::string text = rest.substr(0, 2);
             std::size_t i = 2;
@@ -309,7 +351,7 @@ private:
         std::string body;
         std::size_t from = 0;
         while (from < rest.size()) {
-            std::size_t end = rest.find('\n', from);
+            std::size_t end = rest.find(';', from);
             if (end == std::string::npos) end = rest.size();
             std::vector<double> v;
             for (std::size_t i = from; i < end;) {
@@ -419,7 +461,7 @@ private:
     {
         for (const Feature& f : layer.features)
             if (f.kind == FeatureKind::Pad || f.kind == FeatureKind::Line || f.kind == FeatureKind::Arc)
-                aperture(layer, f.symbol, split_attributes(layer, f).aperture, depth);
+                aperture(layer, f, split_attributes(layer, f).aperture, depth);
     }
 
     // ------------------------------------------------------------ features
@@ -529,25 +571,75 @@ private:
         if (from != c.start) draw(from, c.start, nullptr, false);
     }
 
-    // One region statement: each island with its holes joined by a cut-in
-    // line out and back.
+    // One region statement. Surfaces without holes keep their arcs. A surface
+    // with holes is cut into hole-free pieces by vertical lines through its
+    // holes: cut-in lines would do in theory, but viewers stroke region
+    // edges, and cut-ins running across other holes then show as streaks.
     void region(const Surface& surface)
     {
+        bool holes = false;
+        for (const Contour& c : surface.contours) holes = holes || !c.island;
         out_ += "G36*\n";
-        const auto& contours = surface.contours;
-        for (std::size_t i = 0; i < contours.size();) {
-            const Contour& island = contours[i++];
-            at_known_ = false;
-            contour(island);
-            while (i < contours.size() && !contours[i].island) {
-                draw(island.start, contours[i].start, nullptr, false);
-                contour(contours[i]);
-                draw(contours[i].start, island.start, nullptr, false);
-                ++i;
+        if (!holes) {
+            for (const Contour& c : surface.contours) {
+                at_known_ = false;
+                contour(c);
+            }
+        } else {
+            for (const geom::Path& piece : hole_free_pieces(geom::surface_outline(surface))) {
+                at_known_ = false;
+                Contour c;
+                c.start = {piece[0].X, piece[0].Y};
+                for (std::size_t i = 1; i <= piece.size(); ++i)
+                    c.segments.push_back(formats::line_to({piece[i % piece.size()].X, piece[i % piece.size()].Y}));
+                contour(c);
             }
         }
         out_ += "G37*\n";
         at_known_ = false;
+    }
+
+    static geom::Paths hole_free_pieces(const geom::Paths& outline)
+    {
+        // Cuts: as few vertical lines as cross every hole strictly inside its
+        // x extent (earliest-ending hole first, cut through its middle).
+        std::vector<std::pair<ClipperLib::cInt, ClipperLib::cInt>> spans, extents;
+        ClipperLib::cInt left = 0, right = 0, bottom = 0, top = 0;
+        bool first = true;
+        for (const geom::Path& path : outline) {
+            ClipperLib::cInt x0 = path.empty() ? 0 : path[0].X, x1 = x0;
+            for (const auto& p : path) {
+                x0 = std::min(x0, p.X), x1 = std::max(x1, p.X);
+                if (first || p.X < left) left = p.X;
+                if (first || p.X > right) right = p.X;
+                if (first || p.Y < bottom) bottom = p.Y;
+                if (first || p.Y > top) top = p.Y;
+                first = false;
+            }
+            extents.push_back({x0, x1});
+            if (!ClipperLib::Orientation(path) && x1 - x0 >= 2) spans.push_back({x1, x0});
+        }
+        std::sort(spans.begin(), spans.end());
+        std::vector<ClipperLib::cInt> cuts;
+        for (const auto& [x1, x0] : spans)
+            if (cuts.empty() || !(x0 < cuts.back() && cuts.back() < x1)) cuts.push_back(x0 + (x1 - x0) / 2);
+        std::sort(cuts.begin(), cuts.end());
+        cuts.insert(cuts.begin(), left - 1);
+        cuts.push_back(right + 1);
+        geom::Paths pieces;
+        for (std::size_t i = 0; i + 1 < cuts.size(); ++i) {
+            if (cuts[i + 1] <= cuts[i]) continue;
+            ClipperLib::Clipper clipper;
+            for (std::size_t k = 0; k < outline.size(); ++k) // only what reaches into the strip
+                if (extents[k].second >= cuts[i] && extents[k].first <= cuts[i + 1])
+                    clipper.AddPath(outline[k], ClipperLib::ptSubject, true);
+            clipper.AddPath(geom::rectangle(double(cuts[i]), double(bottom - 1), double(cuts[i + 1]), double(top + 1)), ClipperLib::ptClip, true);
+            geom::Paths strip;
+            clipper.Execute(ClipperLib::ctIntersection, strip, ClipperLib::pftNonZero, ClipperLib::pftNonZero);
+            for (geom::Path& piece : strip)
+                if (piece.size() >= 3 && ClipperLib::Orientation(piece)) pieces.push_back(std::move(piece));
+        }
+        return pieces;
     }
 
     // Outlines (islands counter-clockwise, holes clockwise) as a surface whose
@@ -588,11 +680,12 @@ private:
             const Split attrs = split_attributes(layer, f);
             switch (f.kind) {
             case FeatureKind::Pad: {
-                const int d = aperture(layer, f.symbol, attrs.aperture, depth);
+                const int d = aperture(layer, f, attrs.aperture, depth);
                 if (d < 0) break;
                 attributes(attrs.object, nullptr);
                 polarity(f.polarity);
-                orientation(f.mirror, f.angle);
+                const Upright u = upright(layer.symbols[std::size_t(f.symbol)], f);
+                orientation(u.mirror, u.angle);
                 select(d);
                 coordinate('X', f.a.x);
                 coordinate('Y', f.a.y);
@@ -611,7 +704,7 @@ private:
                          (s ? s->name : "?") + ": Gerber draws only with round (and, for lines, square) apertures");
                     break;
                 }
-                const int d = aperture(layer, f.symbol, attrs.aperture, depth);
+                const int d = aperture(layer, f, attrs.aperture, depth);
                 if (d < 0) break;
                 attributes(attrs.object, nullptr);
                 polarity(f.polarity);
