@@ -95,7 +95,8 @@ struct WriteOptions {
     bool inch = false;        // units of the file
     int integer_digits = 4;   // number format
     int decimal_digits = 6;
-    std::shared_ptr<const geom::StrokeFont> font; // the job's font for texts; the built-in one when null
+    // The job's stroke fonts by name for texts; the built-in font when empty.
+    std::map<std::string, std::shared_ptr<const geom::StrokeFont>> fonts;
 };
 
 // The layer as Gerber X2 text. False when some feature has no Gerber form;

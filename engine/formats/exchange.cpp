@@ -262,7 +262,7 @@ bool export_gerber(const std::string& job, const std::string& step, const std::s
     Target t = find(job, step, layer, &reports);
     if (!t.layer) return false;
     kesto::gerber::WriteOptions options = given;
-    if (!options.font) options.font = kesto::geom::context_of(*t.job).font;
+    if (options.fonts.empty()) options.fonts = kesto::geom::context_of(*t.job).fonts;
     std::string text;
     const bool written = kesto::gerber::write(*t.layer, t.job->symbols, options, text, reports);
     if (text.empty()) return false;

@@ -54,7 +54,7 @@ public:
             auto found = symbols_.find(name);
             return found == symbols_.end() ? nullptr : &found->second.features;
         };
-        context_.font = options.font;
+        context_.fonts = options.fonts;
         unit_ = options.inch ? double(kNmPerInch) : double(kNmPerMm);
         per_nm_ = std::pow(10.0, options.decimal_digits) / unit_;
         limit_ = std::pow(10.0, options.integer_digits + options.decimal_digits);
