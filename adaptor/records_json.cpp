@@ -124,10 +124,13 @@ Json::Value to_json(const featureInfo& info)
     v["polarity"] = info.polarity;
     v["angle"] = info.angle;
     v["mirror"] = info.mirror;
-    v["XS"] = info.XS;
-    v["YS"] = info.YS;
-    v["XE"] = info.XE;
-    v["YE"] = info.YE;
+    // The reply has no position keys of its own: a pad, text or surface gives
+    // its position as both its start and its end.
+    const bool stroke = info.type == 1 || info.type == 4;
+    v["XS"] = stroke ? info.XS : info.X;
+    v["YS"] = stroke ? info.YS : info.Y;
+    v["XE"] = stroke ? info.XE : info.X;
+    v["YE"] = stroke ? info.YE : info.Y;
     v["XC"] = info.XC;
     v["YC"] = info.YC;
     v["CW"] = info.CW;

@@ -1,5 +1,5 @@
-// Moving features: the outline of a moved feature is its old outline moved.
-#include "engine/geometry/transform.h"
+// Placing features: the outline of a placed feature is its old outline placed.
+#include "engine/edit/transform.h"
 #include "engine/geometry/hit.h"
 
 #include <gtest/gtest.h>
@@ -8,6 +8,19 @@
 
 namespace kesto::geom {
 namespace {
+
+using Transform = kesto::edit::Placement;
+
+// Mirror about `origin`, then a clockwise turn about it, then a shift.
+Transform placement(Point origin, double angle, bool mirror, Coord dx, Coord dy)
+{
+    Transform t;
+    t.origin = origin;
+    t.angle = angle;
+    t.mirror = mirror;
+    t.offset = Point{dx, dy};
+    return t;
+}
 
 constexpr double mm = 1e6;
 
@@ -91,7 +104,7 @@ Paths moved(const Paths& outline, const Transform& t)
     for (const Path& path : outline) {
         Path p;
         for (const IntPoint& q : path) {
-            Point r = apply(t, Point{q.X, q.Y});
+            Point r = kesto::edit::apply(t, Point{q.X, q.Y});
             p.push_back({r.x, r.y});
         }
         out.push_back(p);
@@ -102,16 +115,16 @@ Paths moved(const Paths& outline, const Transform& t)
 TEST(GeometryTransform, MovedOutlineIsTheOutlineMoved)
 {
     const Transform cases[] = {
-        {{0, 0}, 0, false, c(1 * mm), c(-2 * mm)},
-        {{c(1 * mm), c(2 * mm)}, 90, false, 0, 0},
-        {{c(1 * mm), c(2 * mm)}, 0, true, 0, 0},
-        {{c(-3 * mm), c(5 * mm)}, 33.3, true, c(7 * mm), 0},
-        {{0, 0}, 270, true, c(-1 * mm), c(1 * mm)},
+        placement({0, 0}, 0, false, c(1 * mm), c(-2 * mm)),
+        placement({c(1 * mm), c(2 * mm)}, 90, false, 0, 0),
+        placement({c(1 * mm), c(2 * mm)}, 0, true, 0, 0),
+        placement({c(-3 * mm), c(5 * mm)}, 33.3, true, c(7 * mm), 0),
+        placement({0, 0}, 270, true, c(-1 * mm), c(1 * mm)),
     };
     const Layer before = sample_layer();
     for (const Transform& t : cases) {
         Layer after = before;
-        for (Feature& f : after.features) transform_feature(after, f, t);
+        for (Feature& f : after.features) kesto::edit::place(after, f, t);
         for (std::size_t i = 0; i < before.features.size(); ++i) {
             // A square swept along a path stays upright: only quarter turns keep its outline.
             const Feature& f = before.features[i];
@@ -137,9 +150,9 @@ TEST(GeometryTransform, SelectionsFollowMovedFeatures)
     Layer layer = sample_layer();
     LayerIndex index;
     index.build(layer, {});
-    Transform t{{0, 0}, 90, true, c(50 * mm), 0};
+    const Transform t = placement({0, 0}, 90, true, c(50 * mm), 0);
     for (std::size_t i = 0; i < layer.features.size(); i += 2) {
-        transform_feature(layer, layer.features[i], t);
+        kesto::edit::place(layer, layer.features[i], t);
         index.update(i, feature_box(layer, layer.features[i], {}));
     }
     for (const Path& window : {Path{{c(-20 * mm), c(-20 * mm)}, {c(20 * mm), c(-20 * mm)}, {c(20 * mm), c(20 * mm)}, {c(-20 * mm), c(20 * mm)}},
