@@ -1,0 +1,211 @@
+// Board nets of small hand-built boards whose connectivity is known.
+#include "drc_jobs.h"
+
+#include "engine/drc/nets.h"
+
+#include <gtest/gtest.h>
+
+using namespace kesto;
+using namespace kesto::drc;
+using kesto::test::JobBuilder;
+using kesto::test::um;
+
+namespace {
+
+std::uint32_t rect_surface(Layer& l, double x1, double y1, double x2, double y2, Polarity polarity = Polarity::Positive)
+{
+    Contour c;
+    c.start = {um(x1), um(y1)};
+    for (Point p : {Point{um(x2), um(y1)}, Point{um(x2), um(y2)}, Point{um(x1), um(y2)}, Point{um(x1), um(y1)}})
+        c.segments.push_back({p, {}, false, false});
+    l.surfaces.push_back({{c}});
+    Feature f;
+    f.kind = FeatureKind::Surface;
+    f.polarity = polarity;
+    f.body = std::uint32_t(l.surfaces.size() - 1);
+    l.features.push_back(f);
+    return std::uint32_t(l.features.size() - 1);
+}
+
+void make_negative(Layer& l, std::uint32_t feature) { l.features[feature].polarity = Polarity::Negative; }
+
+// Top and bottom copper with a through drill layer between them.
+struct TwoLayerBoard {
+    JobBuilder b{"nets"};
+    Layer& top = b.layer("top", "SIGNAL");
+    Layer& bottom = b.layer("bottom", "SIGNAL");
+    Layer& drill = b.layer("drill", "DRILL");
+    Step& step() { return b.job.steps["pcb"]; }
+};
+
+} // namespace
+
+TEST(DrcNets, CopperJoinsWhereItOverlapsAndOnlyThere)
+{
+    TwoLayerBoard board;
+    Layer& top = board.top;
+    const int r500 = JobBuilder::round(top, 500);
+    const int r100 = JobBuilder::round(top, 100);
+    const int rect = JobBuilder::symbol(top, SymbolFamily::Rect, 400, 800, "rect400x800");
+    const auto p1 = JobBuilder::pad(top, r500, 0, 0);
+    const auto p2 = JobBuilder::pad(top, r500, 5000, 0);
+    const auto trace = JobBuilder::line(top, r100, 0, 0, 5000, 0);
+    const auto alone = JobBuilder::pad(top, r500, 0, 3000);
+    const auto smd = JobBuilder::pad(top, rect, 8000, 0);
+    const auto stub = JobBuilder::line(top, r100, 5000, 0, 7850, 0);      // its round end overlaps the rect
+    const auto near_miss = JobBuilder::pad(top, rect, 8000, 2000);       // 1200 um above the first rect: apart
+    const auto diagonal = JobBuilder::line(top, r100, 9000, 5000, 8100, 2300); // ends inside the upper rect
+
+    const BoardNets nets = compute_board_nets(board.b.job, board.step());
+    auto net = [&](std::uint32_t f) { return nets.net("top", f); };
+    EXPECT_EQ(net(p1), net(p2));
+    EXPECT_EQ(net(p1), net(trace));
+    EXPECT_NE(net(p1), net(alone));
+    EXPECT_EQ(net(smd), net(p1));
+    EXPECT_EQ(net(stub), net(p1));
+    EXPECT_NE(net(near_miss), net(smd));
+    EXPECT_EQ(net(diagonal), net(near_miss));
+    EXPECT_EQ(nets.count, 3);
+    for (std::uint32_t f = 0; f < top.features.size(); ++f) EXPECT_GE(net(f), 0) << "feature " << f;
+}
+
+TEST(DrcNets, PlatedHolesJoinLayersOfTheirSpanAndNonPlatedOnesDoNot)
+{
+    TwoLayerBoard board;
+    Layer& inner = board.b.layer("l2", "POWER_GROUND");
+    Layer& blind = board.b.layer("blind", "DRILL", "top", "l2");
+    // Matrix order: top, l2, bottom, drill, blind.
+    for (MatrixRow& row : board.b.job.rows) row.row = std::map<std::string, int>{{"top", 1}, {"l2", 2}, {"bottom", 3}, {"drill", 4}, {"blind", 5}}.at(row.name);
+    const int pad = JobBuilder::round(board.top, 600);
+    const int pad_b = JobBuilder::round(board.bottom, 600);
+    const int pad_i = JobBuilder::round(inner, 600);
+    const int hole = JobBuilder::round(board.drill, 300);
+    const int hole_blind = JobBuilder::round(blind, 100);
+
+    // A through via at (0,0), an NPTH at (3000,0), a blind via at (6000,0).
+    const auto top_via = JobBuilder::pad(board.top, pad, 0, 0);
+    const auto bottom_via = JobBuilder::pad(board.bottom, pad_b, 0, 0);
+    const auto via = JobBuilder::pad(board.drill, hole, 0, 0);
+    JobBuilder::attribute(board.drill, via, ".drill", "via");
+    const auto top_npth = JobBuilder::pad(board.top, pad, 3000, 0);
+    const auto bottom_npth = JobBuilder::pad(board.bottom, pad_b, 3000, 0);
+    const auto npth = JobBuilder::pad(board.drill, hole, 3000, 0);
+    JobBuilder::attribute(board.drill, npth, ".drill", "non_plated");
+    const auto top_blind = JobBuilder::pad(board.top, pad, 6000, 0);
+    const auto inner_blind = JobBuilder::pad(inner, pad_i, 6000, 0);
+    const auto bottom_blind = JobBuilder::pad(board.bottom, pad_b, 6000, 0);
+    JobBuilder::pad(blind, hole_blind, 6000, 0);
+    const auto lonely = JobBuilder::pad(board.drill, hole, 9000, 0); // meets no copper
+
+    const BoardNets nets = compute_board_nets(board.b.job, board.step());
+    EXPECT_EQ(nets.net("top", top_via), nets.net("bottom", bottom_via));
+    EXPECT_EQ(nets.net("drill", via), nets.net("top", top_via));
+    EXPECT_NE(nets.net("top", top_npth), nets.net("bottom", bottom_npth));
+    EXPECT_EQ(nets.net("drill", npth), nets.net("top", top_npth)) << "a non-plated hole sits in the copper it cuts";
+    EXPECT_EQ(nets.net("top", top_blind), nets.net("l2", inner_blind));
+    EXPECT_NE(nets.net("top", top_blind), nets.net("bottom", bottom_blind)) << "the blind via stops at l2";
+    EXPECT_GE(nets.net("drill", lonely), 0);
+    EXPECT_NE(nets.net("drill", lonely), nets.net("drill", via));
+    EXPECT_EQ(nets.drills, (std::vector<std::string>{"drill", "blind"}));
+}
+
+TEST(DrcNets, NegativePlaneClearanceIsolatesAViaAndAThermalConnectsOne)
+{
+    TwoLayerBoard board;
+    Layer& plane = board.b.layer("gnd", "POWER_GROUND");
+    board.b.job.rows.back().polarity = "NEGATIVE";
+    Step& step = board.step();
+    step.has_profile = true;
+    Contour outline;
+    outline.start = {um(-5000), um(-5000)};
+    for (Point p : {Point{um(20000), um(-5000)}, Point{um(20000), um(5000)}, Point{um(-5000), um(5000)}, Point{um(-5000), um(-5000)}})
+        outline.segments.push_back({p, {}, false, false});
+    step.profile.contours = {outline};
+
+    const int pad = JobBuilder::round(board.top, 600);
+    const int hole = JobBuilder::round(board.drill, 300);
+    const int clearance = JobBuilder::round(plane, 900);
+    Symbol thermal;
+    thermal.family = SymbolFamily::RoundThermalRounded;
+    thermal.p = {double(um(1000)), double(um(700)), 45, 4, double(um(150))};
+    thermal.name = "thr1000x700x45x4x150";
+    plane.symbols.push_back(thermal);
+
+    const auto isolated_pad = JobBuilder::pad(board.top, pad, 0, 0);
+    JobBuilder::pad(board.drill, hole, 0, 0);
+    JobBuilder::pad(plane, clearance, 0, 0);
+    const auto thermal_pad = JobBuilder::pad(board.top, pad, 10000, 0);
+    JobBuilder::pad(board.drill, hole, 10000, 0);
+    Feature relief;
+    relief.kind = FeatureKind::Pad;
+    relief.symbol = int(plane.symbols.size() - 1);
+    relief.a = {um(10000), 0};
+    plane.features.push_back(relief);
+
+    const BoardNets nets = compute_board_nets(board.b.job, step);
+    EXPECT_EQ(nets.net("gnd", 0), -1) << "a clearance on a negative layer carries no copper";
+    const std::int32_t plane_net = nets.net("top", thermal_pad);
+    EXPECT_NE(nets.net("top", isolated_pad), plane_net);
+    // The plane itself is a net: the thermal's via reaches it, so two nets in
+    // all (isolated via, plane with thermal via), none of them the same.
+    EXPECT_EQ(nets.count, 2);
+
+    // Without the clearance the first via reaches the plane as well.
+    plane.features.erase(plane.features.begin());
+    const BoardNets joined = compute_board_nets(board.b.job, step);
+    EXPECT_EQ(joined.net("top", isolated_pad), joined.net("top", thermal_pad));
+    EXPECT_EQ(joined.count, 1);
+}
+
+TEST(DrcNets, NegativeLineSplitsASurfaceOnlyWhenDrawnAfterIt)
+{
+    TwoLayerBoard board;
+    Layer& top = board.top;
+    const int pad = JobBuilder::round(top, 500);
+    const int cut = JobBuilder::round(top, 200);
+    rect_surface(top, 0, 0, 10000, 4000);
+    const auto left = JobBuilder::pad(top, pad, 1000, 2000);
+    const auto right = JobBuilder::pad(top, pad, 9000, 2000);
+    const auto slot = JobBuilder::line(top, cut, 5000, -500, 5000, 4500);
+    make_negative(top, slot);
+
+    BoardNets nets = compute_board_nets(board.b.job, board.step());
+    EXPECT_NE(nets.net("top", left), nets.net("top", right));
+    EXPECT_EQ(nets.net("top", slot), -1);
+    EXPECT_GE(nets.net("top", 0), 0);
+    EXPECT_EQ(nets.count, 2);
+
+    // The same cut drawn before the surface takes nothing from it.
+    std::rotate(top.features.begin(), top.features.begin() + 3, top.features.end());
+    nets = compute_board_nets(board.b.job, board.step());
+    EXPECT_EQ(nets.net("top", 1), nets.net("top", 2));
+    EXPECT_EQ(nets.net("top", 1), nets.net("top", 3));
+    EXPECT_EQ(nets.count, 1);
+
+    // A pad drawn after the cut bridges it again.
+    std::rotate(top.features.begin(), top.features.begin() + 1, top.features.end()); // cut after the surface
+    const int bridge = JobBuilder::symbol(top, SymbolFamily::Rect, 1000, 300, "rect1000x300");
+    JobBuilder::pad(top, bridge, 5000, 2000);
+    nets = compute_board_nets(board.b.job, board.step());
+    EXPECT_EQ(nets.net("top", 1), nets.net("top", 2));
+}
+
+TEST(DrcNets, KeptNetsFollowEditsOfTheStep)
+{
+    TwoLayerBoard board;
+    const int pad = JobBuilder::round(board.top, 500);
+    JobBuilder::pad(board.top, pad, 0, 0);
+    JobBuilder::pad(board.top, pad, 400, 0);
+    forget_board_nets("nets", "");
+    auto first = board_nets(board.b.job, board.step());
+    EXPECT_EQ(first->count, 1);
+    EXPECT_EQ(board_nets(board.b.job, board.step()), first) << "an unchanged step is not computed again";
+    EXPECT_EQ(kept_board_nets("nets", "pcb"), first);
+
+    board.top.features[1].a.x = um(2000);
+    auto moved = board_nets(board.b.job, board.step());
+    EXPECT_NE(moved, first);
+    EXPECT_EQ(moved->count, 2);
+    EXPECT_EQ(forget_board_nets("nets", ""), 1);
+    EXPECT_EQ(kept_board_nets("nets", "pcb"), nullptr);
+}
