@@ -378,7 +378,15 @@ struct Analysis {
         return npth_net == plated_net ? KESTO::API::ClosePth2NpthConn : KESTO::API::ClosePth2NpthIsolate;
     }
 
-    void board_nets_of_step() { nets = board_nets(job, step); }
+    // Nets need copper: on a step without copper layers close plated holes
+    // stay under "Close Holes".
+    void board_nets_of_step()
+    {
+        nets = board_nets(job, step);
+        if (!nets->copper.empty()) return;
+        nets = nullptr;
+        out.notes.push_back("step " + step.name + " has no copper layer; close holes are not sorted by net");
+    }
 
     void separation()
     {

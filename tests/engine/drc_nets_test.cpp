@@ -1,6 +1,7 @@
 // Board nets of small hand-built boards whose connectivity is known.
 #include "drc_jobs.h"
 
+#include "engine/drc/drill_analysis.h"
 #include "engine/drc/nets.h"
 
 #include <gtest/gtest.h>
@@ -208,4 +209,76 @@ TEST(DrcNets, KeptNetsFollowEditsOfTheStep)
     EXPECT_EQ(moved->count, 2);
     EXPECT_EQ(forget_board_nets("nets", ""), 1);
     EXPECT_EQ(kept_board_nets("nets", "pcb"), nullptr);
+}
+
+namespace {
+
+std::size_t count(const DrillAnalysis& a, const std::string& layer, KESTO::API::drill_check_item item)
+{
+    auto l = a.result.find(layer);
+    if (l == a.result.end()) return 0;
+    auto it = l->second.items.find(item);
+    if (it == l->second.items.end()) return 0;
+    std::size_t n = 0;
+    for (const auto& list : it->second.lv) n += list.size();
+    return n;
+}
+
+} // namespace
+
+TEST(DrcNetsDrill, ClosePlatedHolesAreSortedBySameAndDifferentNet)
+{
+    namespace api = KESTO::API;
+    TwoLayerBoard board;
+    const int land = JobBuilder::round(board.top, 600);
+    const int trace = JobBuilder::round(board.top, 200);
+    const int land_b = JobBuilder::round(board.bottom, 600);
+    const int hole = JobBuilder::round(board.drill, 300);
+    auto npth = [&](double x, double y) {
+        JobBuilder::attribute(board.drill, JobBuilder::pad(board.drill, hole, x, y), ".drill", "non_plated");
+    };
+    // Same net: two PTHs 500 um apart (a 200 um web), their top lands joined by a trace.
+    JobBuilder::pad(board.top, land, 0, 0);
+    JobBuilder::pad(board.top, land, 0, 500);
+    JobBuilder::line(board.top, trace, 0, 0, 0, 500);
+    JobBuilder::pad(board.drill, hole, 0, 0);
+    JobBuilder::pad(board.drill, hole, 0, 500);
+    // Different nets: lands 500 apart, one on top and one on the bottom, not joined.
+    JobBuilder::pad(board.top, land, 5000, 0);
+    JobBuilder::pad(board.bottom, land_b, 5000, 500);
+    JobBuilder::pad(board.drill, hole, 5000, 0);
+    JobBuilder::pad(board.drill, hole, 5000, 500);
+    // A PTH beside an NPTH drilled through copper of the PTH's net ...
+    JobBuilder::pad(board.top, land, 10000, 0);
+    JobBuilder::line(board.top, trace, 10000, 0, 10000, 500);
+    JobBuilder::pad(board.drill, hole, 10000, 0);
+    npth(10000, 500);
+    // ... and one beside an NPTH in bare laminate.
+    JobBuilder::pad(board.top, land, 15000, 0);
+    JobBuilder::pad(board.drill, hole, 15000, 0);
+    npth(15000, 500);
+
+    DrillOptions o;
+    o.hole_separation = o.use_pth = o.use_npth = o.use_via = true;
+    o.board_nets = true;
+    forget_board_nets("nets", "");
+    DrillAnalysis a = analyse_drill(board.b.job, board.step(), {"drill"}, o, {});
+    EXPECT_EQ(count(a, "drill", api::SameNetClosePths), 1u);
+    EXPECT_EQ(count(a, "drill", api::DifferentNetClosePths), 1u);
+    EXPECT_EQ(count(a, "drill", api::ClosePth2NpthConn), 1u);
+    EXPECT_EQ(count(a, "drill", api::ClosePth2NpthIsolate), 1u);
+    EXPECT_EQ(count(a, "drill", api::CloseHoles), 0u);
+
+    // Each category keeps its own limits: a same-net limit below the 200 um
+    // web leaves that pair out.
+    LevelLimits limits{{api::SameNetClosePths, {um(50), um(100), um(150)}}};
+    a = analyse_drill(board.b.job, board.step(), {"drill"}, o, limits);
+    EXPECT_EQ(count(a, "drill", api::SameNetClosePths), 0u);
+    EXPECT_EQ(count(a, "drill", api::DifferentNetClosePths), 1u);
+
+    // Without board nets every plated pair is a plain close pair.
+    o.board_nets = false;
+    a = analyse_drill(board.b.job, board.step(), {"drill"}, o, {});
+    EXPECT_EQ(count(a, "drill", api::CloseHoles), 4u);
+    EXPECT_EQ(count(a, "drill", api::SameNetClosePths), 0u);
 }
