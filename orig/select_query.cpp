@@ -2,6 +2,7 @@
 #include "adaptor/handler.h"
 #include "adaptor/records_json.h"
 #include "engine/api/edit.h"
+#include "engine/api/nets.h"
 #include "engine/api/selection.h"
 
 // Not built yet: these answer the error text.
@@ -24,7 +25,6 @@ KESTO_PENDING(unselect_features_by_symbol)
 KESTO_PENDING(select_polyline)
 KESTO_PENDING(unselect_polyline)
 KESTO_PENDING(select_connect_line)
-KESTO_PENDING(select_features_by_net)
 KESTO_PENDING(select_by_mode)
 KESTO_PENDING(select_feature_by_info)
 
@@ -108,6 +108,27 @@ KESTO_HANDLER(select_feature_by_id)
     return handle(__func__, request, Form::Members,
                   {{"job", job}, {"step", step}, {"layer", layer}, {"featureIDs", ids}}, [&] {
                       KESTO::API::select_feature_by_id(job, step, layer, ids);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(select_features_by_net)
+{
+    std::string job, step, layer;
+    std::vector<std::string> dest_layers;
+    Json::Value polygon;
+    return handle(__func__, request, Form::Members,
+                  {{"jobname", job}, {"stepname", step}, {"layername", layer}, {"vec_dest_layername", dest_layers},
+                   {"selectpolygon", polygon}},
+                  [&] {
+                      std::vector<KESTO::API::point> points;
+                      for (const Json::Value& p : polygon) {
+                          KESTO::API::point at;
+                          at.ix = p["ix"].asInt();
+                          at.iy = p["iy"].asInt();
+                          points.push_back(at);
+                      }
+                      KESTO::API::select_features_by_net(job, step, layer, dest_layers, points);
                       return pass();
                   });
 }
