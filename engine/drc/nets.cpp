@@ -349,6 +349,18 @@ struct NetBuilder {
         return it->second;
     }
 
+    // The paths of a feature's outline whose box meets `window`: the others
+    // fill nothing there, so booleans near one place of a large plane stay small.
+    Paths near_paths(CopperLayer& l, std::size_t pos, const Box& window)
+    {
+        const Shape& s = shape(l, pos);
+        if (s.paths.size() == 1) return s.paths;
+        Paths near;
+        for (std::size_t k = 0; k < s.paths.size(); ++k)
+            if (meets(s.path_box[k], window)) near.push_back(s.paths[k]);
+        return near;
+    }
+
     std::vector<std::size_t> negatives_after(const CopperLayer& l, std::size_t order, const Box& window) const
     {
         std::vector<std::size_t> found;
@@ -361,7 +373,7 @@ struct NetBuilder {
     {
         Paths all;
         for (std::size_t k : negatives) {
-            const Paths& part = outline_of(l, k);
+            const Paths part = near_paths(l, k, window);
             all.insert(all.end(), part.begin(), part.end());
         }
         return all;
@@ -462,7 +474,7 @@ struct NetBuilder {
     {
         const Box window = common(grown(l.box[pos], kJoinGap), other_box);
         if (window.empty()) return {};
-        Paths shared = geom::intersect(outline_of(l, pos), other);
+        Paths shared = geom::intersect(near_paths(l, pos, window), other);
         if (shared.empty()) return {};
         if (l.cut_later[pos]) {
             const std::vector<std::size_t> negatives = negatives_after(l, l.order(pos), geom::box_of(shared));
