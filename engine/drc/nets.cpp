@@ -228,13 +228,37 @@ bool outlines_meet(const Shape& a, const Shape& b, double gap)
         near_b.emplace_back(s, e);
         return false;
     });
+    if (near_b.empty()) return false;
+    // The edges of b in a grid over the region, so that each edge of a meets
+    // only the edges of b around it.
+    const Coord cells = std::clamp<Coord>(Coord(std::sqrt(double(near_b.size()))), 1, 128);
+    const Coord cw = (region.xmax - region.xmin) / cells + 1, ch = (region.ymax - region.ymin) / cells + 1;
+    auto cell_range = [&](const Box& box, Coord& x0, Coord& x1, Coord& y0, Coord& y1) {
+        x0 = std::clamp<Coord>((box.xmin - region.xmin) / cw, 0, cells - 1);
+        x1 = std::clamp<Coord>((box.xmax - region.xmin) / cw, 0, cells - 1);
+        y0 = std::clamp<Coord>((box.ymin - region.ymin) / ch, 0, cells - 1);
+        y1 = std::clamp<Coord>((box.ymax - region.ymin) / ch, 0, cells - 1);
+    };
+    std::vector<std::vector<std::uint32_t>> grid(std::size_t(cells * cells));
+    for (std::uint32_t k = 0; k < near_b.size(); ++k) {
+        Coord x0, x1, y0, y1;
+        cell_range(edge_box(near_b[k].first, near_b[k].second), x0, x1, y0, y1);
+        for (Coord x = x0; x <= x1; ++x)
+            for (Coord y = y0; y <= y1; ++y) grid[std::size_t(x * cells + y)].push_back(k);
+    }
     return any_edge_near(a, region, [&](const IntPoint& s, const IntPoint& e) {
         const Box reach = grown(edge_box(s, e), g);
-        for (const auto& [t, u] : near_b)
-            if (meets(reach, edge_box(t, u)) &&
-                geom::segment_segment(double(s.X), double(s.Y), double(e.X), double(e.Y), double(t.X), double(t.Y),
-                                      double(u.X), double(u.Y)).distance <= gap)
-                return true;
+        Coord x0, x1, y0, y1;
+        cell_range(reach, x0, x1, y0, y1);
+        for (Coord x = x0; x <= x1; ++x)
+            for (Coord y = y0; y <= y1; ++y)
+                for (std::uint32_t k : grid[std::size_t(x * cells + y)]) {
+                    const auto& [t, u] = near_b[k];
+                    if (meets(reach, edge_box(t, u)) &&
+                        geom::segment_segment(double(s.X), double(s.Y), double(e.X), double(e.Y), double(t.X),
+                                              double(t.Y), double(u.X), double(u.Y)).distance <= gap)
+                        return true;
+                }
         return false;
     });
 }
