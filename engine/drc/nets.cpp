@@ -297,7 +297,6 @@ struct CopperLayer {
     std::vector<Paths> outline;
     std::vector<std::uint8_t> has_outline;
     std::unordered_map<std::uint32_t, Shape> shapes;
-    std::vector<Paths> grown_outline;    // by the join gap, small features only
 
     std::size_t order(std::size_t pos) const { return pos == n ? 0 : pos + 1; }
 };
@@ -433,7 +432,6 @@ struct NetBuilder {
             l.pieces.assign(l.n + 1, 0);
             l.outline.resize(l.n + 1);
             l.has_outline.assign(l.n + 1, 0);
-            l.grown_outline.resize(l.n + 1);
             copper.push_back(std::move(l));
             out.copper.push_back(row->name);
         }
@@ -479,14 +477,14 @@ struct NetBuilder {
         auto it = l.split.find(std::uint32_t(pos));
         if (it == l.split.end()) return l.first_node[pos];
         const std::vector<Piece>& found = it->second;
+        // The island holding p; p may also lie just outside one, within the
+        // join gap, where the nearest island is the one met.
         std::size_t best = 0;
         double best_gap = INFINITY;
         for (std::size_t k = 0; k < found.size(); ++k) {
-            const Box& b = found[k].box;
-            const double dx = std::max({double(b.xmin - p.X), 0.0, double(p.X - b.xmax)});
-            const double dy = std::max({double(b.ymin - p.Y), 0.0, double(p.Y - b.ymax)});
-            const double gap = std::hypot(dx, dy);
-            if (gap == 0 && geom::locate(p, found[k].paths) != geom::Where::Outside) return l.first_node[pos] + std::uint32_t(k);
+            if (!meets(grown(found[k].box, 2 * kJoinGap), Box{p.X, p.Y, p.X, p.Y})) continue;
+            if (geom::locate(p, found[k].paths) != geom::Where::Outside) return l.first_node[pos] + std::uint32_t(k);
+            const double gap = geom::outline_point_distance(found[k].paths, double(p.X), double(p.Y)).distance;
             if (gap < best_gap) best_gap = gap, best = k;
         }
         return l.first_node[pos] + std::uint32_t(best);
@@ -505,12 +503,6 @@ struct NetBuilder {
             if (!negatives.empty()) shared = geom::subtract(shared, cut_by(l, negatives, window));
         }
         return island_points(shared);
-    }
-
-    const Paths& grown_outline(CopperLayer& l, std::size_t pos)
-    {
-        if (l.grown_outline[pos].empty()) l.grown_outline[pos] = geom::offset(outline_of(l, pos), double(kJoinGap));
-        return l.grown_outline[pos];
     }
 
     std::optional<Capsule> capsule(const CopperLayer& l, std::size_t pos) const
@@ -540,7 +532,7 @@ struct NetBuilder {
     void join(CopperLayer& l, std::size_t i, std::size_t j)
     {
         if (l.pieces[i] == 1 && l.pieces[j] == 1 && uf.find(l.first_node[i]) == uf.find(l.first_node[j])) return;
-        if (!l.cut_later[i] && round_shape(l, i) && round_shape(l, j)) {
+        if (!l.cut_later[i] && l.pieces[j] == 1 && round_shape(l, i) && round_shape(l, j)) {
             if (geom::feature_distance(*l.layer, feature(l, i), *l.layer, feature(l, j), context).distance <= double(kJoinGap))
                 uf.unite(l.first_node[i], l.first_node[j]);
             return;
@@ -551,7 +543,7 @@ struct NetBuilder {
             return;
         }
         const Box window = common(grown(l.box[i], kJoinGap), grown(l.box[j], kJoinGap));
-        for (const IntPoint& p : shared_copper(l, i, grown_outline(l, j), window))
+        for (const IntPoint& p : shared_copper(l, i, outline_of(l, j), window))
             uf.unite(node_at(l, i, p), node_at(l, j, p));
     }
 
@@ -600,8 +592,8 @@ struct NetBuilder {
                 plated[h] = hole_class(*layer, f, s) != HoleClass::Npth;
                 if (plated[h]) node[h] = std::int32_t(uf.add());
                 const std::optional<Capsule> hole_cap = capsule_of(*layer, f);
-                const Paths hole = geom::offset(geom::feature_outline(*layer, f, context), double(kJoinGap));
-                const Box hole_box = geom::box_of(hole);
+                const Paths hole = geom::feature_outline(*layer, f, context);
+                const Box hole_box = grown(geom::box_of(hole), kJoinGap);
                 for (std::size_t c = 0; c < copper.size(); ++c) {
                     if (copper_rows[c] < std::min(a, b) || copper_rows[c] > std::max(a, b)) continue;
                     CopperLayer& l = copper[c];

@@ -16,6 +16,7 @@
 namespace kesto::drc {
 
 // Copper closer than this counts as joined: the chord bound of outlines.
+// Where negative features cut a pair, the copper left must overlap.
 constexpr Coord kJoinGap = 1000;
 
 struct BoardNets {

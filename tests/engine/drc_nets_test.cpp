@@ -4,7 +4,11 @@
 #include "engine/drc/drill_analysis.h"
 #include "engine/drc/nets.h"
 
+#include "engine/geometry/hit.h"
+
 #include <gtest/gtest.h>
+
+#include <random>
 
 using namespace kesto;
 using namespace kesto::drc;
@@ -281,4 +285,143 @@ TEST(DrcNetsDrill, ClosePlatedHolesAreSortedBySameAndDifferentNet)
     a = analyse_drill(board.b.job, board.step(), {"drill"}, o, {});
     EXPECT_EQ(count(a, "drill", api::CloseHoles), 4u);
     EXPECT_EQ(count(a, "drill", api::SameNetClosePths), 0u);
+}
+
+// Random positive layers: the nets must be the connected groups that a
+// brute-force walk over every pair finds with the kernel's own clearance.
+TEST(DrcNets, RandomLayersAgreeWithEveryPairMeasured)
+{
+    std::mt19937 random(11);
+    for (int round = 0; round < 6; ++round) {
+        TwoLayerBoard board;
+        Layer& top = board.top;
+        const int shapes[] = {JobBuilder::round(top, 300), JobBuilder::round(top, 120),
+                              JobBuilder::symbol(top, SymbolFamily::Rect, 400, 250, "rect400x250"),
+                              JobBuilder::symbol(top, SymbolFamily::Oval, 500, 200, "oval500x200")};
+        auto coord = [&] { return double(random() % 8000); };
+        for (int k = 0; k < 150; ++k) {
+            switch (random() % 4) {
+            case 0: JobBuilder::line(top, shapes[1], coord(), coord(), coord() / 4 + 2000, coord() / 4 + 2000); break;
+            case 1: rect_surface(top, coord(), coord(), 0, 0); break;
+            default: {
+                const auto f = JobBuilder::pad(top, shapes[random() % 4], coord(), coord());
+                top.features[f].angle = double(random() % 360);
+            }
+            }
+        }
+        // Surfaces of a random size: grow each to a box from its corner.
+        for (Surface& s : top.surfaces) {
+            Contour& c = s.contours[0];
+            const Coord x = c.start.x, y = c.start.y, w = um(200 + random() % 600), h = um(100 + random() % 300);
+            c.segments = {{{x + w, y}, {}, false, false}, {{x + w, y + h}, {}, false, false},
+                          {{x, y + h}, {}, false, false}, {{x, y}, {}, false, false}};
+        }
+        const BoardNets nets = compute_board_nets(board.b.job, board.step());
+        const geom::OutlineContext context = geom::context_of(board.b.job);
+        const std::size_t n = top.features.size();
+        std::vector<int> group(n, -1);
+        int groups = 0;
+        for (std::size_t start = 0; start < n; ++start) {
+            if (group[start] >= 0) continue;
+            std::vector<std::size_t> todo{start};
+            group[start] = groups;
+            while (!todo.empty()) {
+                const std::size_t a = todo.back();
+                todo.pop_back();
+                for (std::size_t b = 0; b < n; ++b)
+                    if (group[b] < 0 &&
+                        geom::feature_distance(top, top.features[a], top, top.features[b], context).distance <= double(kJoinGap)) {
+                        group[b] = groups;
+                        todo.push_back(b);
+                    }
+            }
+            ++groups;
+        }
+        EXPECT_EQ(nets.count, groups) << "round " << round;
+        for (std::size_t a = 0; a < n; ++a)
+            for (std::size_t b = a + 1; b < n; ++b)
+                ASSERT_EQ(nets.net("top", a) == nets.net("top", b), group[a] == group[b])
+                    << "round " << round << ", features " << a << " and " << b;
+    }
+}
+
+// Random layers with negative features: each feature's net must be the
+// island of the painted layer image that holds what is left of it.
+TEST(DrcNets, RandomLayersWithNegativesAgreeWithThePaintedImage)
+{
+    std::mt19937 random(5);
+    for (int round = 0; round < 4; ++round) {
+        TwoLayerBoard board;
+        Layer& top = board.top;
+        const int shapes[] = {JobBuilder::round(top, 400), JobBuilder::round(top, 150),
+                              JobBuilder::symbol(top, SymbolFamily::Rect, 600, 300, "rect600x300")};
+        auto coord = [&] { return double(random() % 6000); };
+        for (int k = 0; k < 120; ++k) {
+            std::uint32_t f;
+            if (random() % 3 == 0) {
+                const double x = coord(), y = coord();
+                f = JobBuilder::line(top, shapes[1], x, y, x + coord() / 3, y + coord() / 6);
+            } else {
+                f = JobBuilder::pad(top, shapes[random() % 3], coord(), coord());
+            }
+            if (random() % 4 == 0) make_negative(top, f);
+        }
+        rect_surface(top, 1000, 1000, 4000, 4000);
+        for (int k = 0; k < 20; ++k) make_negative(top, JobBuilder::line(top, shapes[1], coord(), coord(), coord(), coord()));
+
+        const BoardNets nets = compute_board_nets(board.b.job, board.step());
+        const geom::OutlineContext context = geom::context_of(board.b.job);
+        ClipperLib::Clipper clipper;
+        clipper.AddPaths(geom::layer_outline(top, context), ClipperLib::ptSubject, true);
+        ClipperLib::PolyTree tree;
+        clipper.Execute(ClipperLib::ctUnion, tree, ClipperLib::pftNonZero, ClipperLib::pftNonZero);
+        std::vector<geom::Paths> image_islands;
+        std::vector<const ClipperLib::PolyNode*> outer(tree.Childs.begin(), tree.Childs.end());
+        while (!outer.empty()) {
+            const ClipperLib::PolyNode* node = outer.back();
+            outer.pop_back();
+            geom::Paths island{node->Contour};
+            for (const ClipperLib::PolyNode* hole : node->Childs) {
+                island.push_back(hole->Contour);
+                outer.insert(outer.end(), hole->Childs.begin(), hole->Childs.end());
+            }
+            image_islands.push_back(island);
+        }
+
+        std::vector<int> island_of(top.features.size(), -1);
+        for (std::size_t i = 0; i < top.features.size(); ++i) {
+            if (top.features[i].polarity == Polarity::Negative) {
+                EXPECT_EQ(nets.net("top", i), -1);
+                continue;
+            }
+            geom::Paths later;
+            for (std::size_t k = i + 1; k < top.features.size(); ++k)
+                if (top.features[k].polarity == Polarity::Negative) {
+                    const geom::Paths cut = geom::feature_outline(top, top.features[k], context);
+                    later.insert(later.end(), cut.begin(), cut.end());
+                }
+            const geom::Paths left = geom::subtract(geom::feature_outline(top, top.features[i], context), later);
+            // A point well inside the largest island of what is left.
+            double best = 0;
+            ClipperLib::IntPoint inside;
+            for (const geom::Path& path : left) {
+                const double a = ClipperLib::Area(path);
+                if (a <= best) continue;
+                const geom::Paths shrunk = geom::offset(geom::Paths{path}, -2000);
+                if (shrunk.empty()) continue;
+                best = a;
+                inside = shrunk.front().front();
+            }
+            if (best == 0) continue; // nothing solid left to place a point in
+            for (std::size_t k = 0; k < image_islands.size(); ++k)
+                if (geom::locate(inside, image_islands[k]) == geom::Where::Inside) island_of[i] = int(k);
+            EXPECT_GE(nets.net("top", i), 0) << "feature " << i;
+        }
+        for (std::size_t a = 0; a < top.features.size(); ++a)
+            for (std::size_t b = a + 1; b < top.features.size(); ++b) {
+                if (island_of[a] < 0 || island_of[b] < 0) continue;
+                ASSERT_EQ(nets.net("top", a) == nets.net("top", b), island_of[a] == island_of[b])
+                    << "round " << round << ", features " << a << " and " << b;
+            }
+    }
 }
