@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <random>
 
 using namespace kesto;
@@ -424,4 +425,37 @@ TEST(DrcNets, RandomLayersWithNegativesAgreeWithThePaintedImage)
                     << "round " << round << ", features " << a << " and " << b;
             }
     }
+}
+
+TEST(DrcNets, DamagedFeaturesGetNoNetAndHurtNothing)
+{
+    TwoLayerBoard board;
+    Layer& top = board.top;
+    const int r500 = JobBuilder::round(top, 500);
+    const int null_symbol = JobBuilder::symbol(top, SymbolFamily::Null, 0, 0, "null0");
+    const int nan_round = JobBuilder::symbol(top, SymbolFamily::Round, 0, 0, "rnan");
+    top.symbols[std::size_t(nan_round)].p[0] = std::nan("");
+    const auto good = JobBuilder::pad(top, r500, 0, 0);
+    JobBuilder::pad(top, null_symbol, 0, 0);
+    JobBuilder::pad(top, nan_round, 0, 0);
+    const auto missing = JobBuilder::pad(top, 99, 0, 0);           // no such symbol
+    const auto far = JobBuilder::line(top, r500, -1e12, -1e12, 1e12, 1e12); // a line across the world
+    Feature empty_surface;
+    empty_surface.kind = FeatureKind::Surface;
+    empty_surface.body = 42;                                          // no such body
+    top.features.push_back(empty_surface);
+    Feature barcode;
+    barcode.kind = FeatureKind::Barcode;
+    top.features.push_back(barcode);
+    Layer& drill = board.drill;
+    JobBuilder::pad(drill, JobBuilder::symbol(drill, SymbolFamily::Rect, 300, 300, "rect300x300"), 0, 0); // not a hole
+
+    const BoardNets nets = compute_board_nets(board.b.job, board.step());
+    EXPECT_GE(nets.net("top", good), 0);
+    EXPECT_EQ(nets.net("top", far), nets.net("top", good)) << "the long line runs through the pad";
+    EXPECT_EQ(nets.net("top", missing), -1);
+    EXPECT_EQ(nets.net("top", top.features.size() - 2), -1);
+    EXPECT_EQ(nets.net("top", top.features.size() - 1), -1);
+    EXPECT_EQ(nets.net("drill", 0), -1);
+    EXPECT_EQ(nets.net("nowhere", 0), -1);
 }
