@@ -1,5 +1,8 @@
 // Nets, fonts, reports, tolerances, profiles and attributes.
 #include "adaptor/handler.h"
+#include "engine/api/nets.h"
+
+#include <stdexcept>
 
 // Not built yet: these answer the error text.
 KESTO_PENDING(Line_to_SymbolStr)
@@ -30,8 +33,6 @@ KESTO_PENDING(get_outter_layers)
 KESTO_PENDING(get_feature_from_muti_layer)
 KESTO_PENDING(get_near_signal_layername)
 KESTO_PENDING(create_layer_between_profile)
-KESTO_PENDING(calculate_layer_net)
-KESTO_PENDING(clear_layer_net)
 KESTO_PENDING(get_selected_feature_min_spacing)
 KESTO_PENDING(get_min_tolerance)
 KESTO_PENDING(set_layer_checklist)
@@ -46,10 +47,67 @@ KESTO_PENDING(profile_to_outerline)
 KESTO_PENDING(clear_all_options)
 KESTO_PENDING(merge_cu_edge_lines)
 KESTO_PENDING(get_quote_price_info)
-KESTO_PENDING(classify_layer_net)
 KESTO_PENDING(add_text_by_drill)
 KESTO_PENDING(has_font)
 KESTO_PENDING(load_one_font)
 KESTO_PENDING(polygon_is_interacts)
 KESTO_PENDING(teardrop_attribute_classfy)
 KESTO_PENDING(get_feature_rotated_box)
+
+using namespace kesto::adaptor;
+
+// Board nets: the host computes them for a step, lists a layer's nets and
+// drops them; any command that needs nets computes them itself when missing.
+KESTO_HANDLER(calculate_layer_net)
+{
+    std::string job, step;
+    std::vector<std::string> layers;
+    return handle(__func__, request, Form::Members, {{"job", job}, {"step", step}, {"layers", layers}}, [&] {
+        std::map<std::string, int> per_layer;
+        int count = 0;
+        if (!KESTO::API::calculate_layer_net(job, step, layers, per_layer, count))
+            throw std::runtime_error("the nets of " + job + "/" + step + " could not be computed");
+        Json::Value paras(Json::objectValue);
+        paras["net_count"] = count;
+        Json::Value& on_layers = paras["layers"] = Json::Value(Json::objectValue);
+        for (const auto& [layer, n] : per_layer) on_layers[layer] = n;
+        return reply_json("CALCULATE_LAYER_NET", paras);
+    });
+}
+
+KESTO_HANDLER(clear_layer_net)
+{
+    std::string job, step;
+    return handle(__func__, request, Form::Members, {{"job", job}, {"step", step}}, [&] {
+        KESTO::API::clear_layer_net(job, step);
+        return pass();
+    });
+}
+
+KESTO_HANDLER(classify_layer_net)
+{
+    std::string job, step, layer;
+    return handle(__func__, request, Form::Members, {{"job", job}, {"step", step}, {"layer", layer}}, [&] {
+        std::vector<KESTO::API::layer_net> nets;
+        std::vector<int> no_net;
+        if (!KESTO::API::classify_layer_net(job, step, layer, nets, no_net))
+            throw std::runtime_error("the nets of layer " + layer + " could not be classified");
+        Json::Value list(Json::arrayValue);
+        for (const auto& n : nets) {
+            Json::Value entry(Json::objectValue);
+            entry["net"] = n.net;
+            entry["net_name"] = n.name;
+            Json::Value& features = entry["features"] = Json::Value(Json::arrayValue);
+            for (int i : n.features) features.append(i);
+            Json::Value& layers = entry["layers"] = Json::Value(Json::arrayValue);
+            for (const std::string& l : n.layers) layers.append(l);
+            list.append(std::move(entry));
+        }
+        Json::Value paras(Json::objectValue);
+        paras["layer"] = layer;
+        paras["nets"] = std::move(list);
+        Json::Value& none = paras["no_net"] = Json::Value(Json::arrayValue);
+        for (int i : no_net) none.append(i);
+        return reply_json("CLASSIFY_LAYER_NET", paras);
+    });
+}

@@ -3,11 +3,9 @@
 #include "adaptor/records_json.h"
 #include "engine/api/edit.h"
 #include "engine/api/features.h"
+#include "engine/api/nets.h"
 #include "engine/api/pick.h"
 #include "engine/api/selection.h"
-
-// Not built yet: these answer the error text.
-KESTO_PENDING(select_features_by_net)
 
 using namespace kesto::adaptor;
 
@@ -354,6 +352,20 @@ KESTO_HANDLER(select_feature_by_info)
     return handle(__func__, request, Form::MembersParse,
                   {{"jobname", job}, {"step", step}, {"layer", layer}, {"info", info}}, [&] {
                       KESTO::API::select_feature_by_info(job, step, layer, info);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(select_features_by_net)
+{
+    std::string job, step, layer;
+    std::vector<std::string> dest_layers;
+    Points points;
+    return handle(__func__, request, Form::MembersParse,
+                  {{"jobname", job}, {"stepname", step}, {"layername", layer}, {"vec_dest_layername", dest_layers},
+                   {"selectpolygon", points}},
+                  [&] {
+                      KESTO::API::select_features_by_net(job, step, layer, dest_layers, points);
                       return pass();
                   });
 }

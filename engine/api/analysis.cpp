@@ -1,10 +1,13 @@
 #include "engine/api/analysis.h"
 
 #include "engine/drc/analysis_store.h"
+#include "engine/api/jobs.h"
 #include "engine/drc/drill_analysis.h"
+#include "engine/drc/nets.h"
 #include "engine/store/store.h"
 
 #include <glog/logging.h>
+#include <json/json.h>
 
 #include <cmath>
 #include <stdexcept>
@@ -61,6 +64,23 @@ std::string latest_analysis_uuid(const std::string& job, const std::string& step
 
 namespace {
 
+// The job a path names: a job folder, the matrix file inside one, or an
+// archive; its name is the folder's or the archive's without extension.
+std::pair<std::string, std::string> job_at(std::string path)
+{
+    while (path.size() > 1 && path.back() == '/') path.pop_back();
+    const std::string matrix_file = "/matrix/matrix";
+    if (path.size() > matrix_file.size() && path.compare(path.size() - matrix_file.size(), matrix_file.size(), matrix_file) == 0)
+        path.resize(path.size() - matrix_file.size());
+    std::string name = path.substr(path.find_last_of('/') == std::string::npos ? 0 : path.find_last_of('/') + 1);
+    for (const std::string ext : {".tar.gz", ".tgz", ".tar", ".zip"})
+        if (name.size() > ext.size() && name.compare(name.size() - ext.size(), ext.size(), ext) == 0) {
+            name.resize(name.size() - ext.size());
+            break;
+        }
+    return {path, name};
+}
+
 template <class Set>
 void fetch(const std::string& uuid, Set kesto::drc::AnalysisRun::*member, Set& result)
 {
@@ -69,6 +89,45 @@ void fetch(const std::string& uuid, Set kesto::drc::AnalysisRun::*member, Set& r
 }
 
 } // namespace
+
+bool whole_board_analysis(const std::string& path, std::string& job, std::vector<board_analysis_run>& runs,
+                          std::string& why)
+{
+    using namespace kesto;
+    runs.clear();
+    const auto [location, name] = job_at(path);
+    job = name;
+    if (location.empty() || !open_job(location, "")) {
+        why = "no job could be opened from '" + path + "'";
+        return false;
+    }
+    Job* j = store::find_job(name);
+    if (!j) {
+        why = "the job opened from '" + path + "' is not named " + name;
+        return false;
+    }
+    std::vector<std::string> drills;
+    for (const MatrixRow& row : j->rows)
+        if (drc::iequals(row.context, "BOARD") && drc::iequals(row.type, "DRILL")) drills.push_back(row.name);
+    drill_context context;
+    context.rout_distance = double(drc::kDefaultCloseLimit) / double(kNmPerMm);
+    context.hole_size = context.extra_holes = context.hole_separation = context.missing_hole = true;
+    context.npth_to_rout = context.use_pth = context.use_npth = context.use_via = true;
+    for (const MatrixStep& column : j->columns) {
+        Step* s = store::find_step(*j, column.name);
+        if (!s) continue;
+        board_analysis_run run;
+        run.step = column.name;
+        run.analysis_type = drc::Drill;
+        run.net_count = drc::board_nets(*j, *s)->count;
+        drill_result result;
+        COMMON::progress_value<int> progress;
+        drill_check(name, column.name, drills, context, {}, result, &progress);
+        run.uuid = latest_analysis_uuid(name, column.name, drc::Drill);
+        runs.push_back(std::move(run));
+    }
+    return true;
+}
 
 void getJWSignalLayerAnalysisResult(const std::string& uuid, signal_result& r) { fetch(uuid, &kesto::drc::AnalysisRun::signal, r); }
 void getJWDrillAnalysisResult(const std::string& uuid, drill_result& r) { fetch(uuid, &kesto::drc::AnalysisRun::drill, r); }
@@ -85,9 +144,36 @@ void getBoardDrillAnalysisResult4Co(const std::string& uuid, board_drill_result&
 } // namespace API
 } // namespace KESTO
 
-std::string AllTypeAnalysisHandle::allTypeAnalysisDoor(const std::string& matrix_path, const std::string&,
-                                                       const std::string&, const std::string&, const std::string&)
+std::string AllTypeAnalysisHandle::allTypeAnalysisDoor(const std::string& matrix_path, const std::string& signal_path,
+                                                       const std::string& drill_path, const std::string& silk_path,
+                                                       const std::string& solder_path)
 {
-    throw std::runtime_error("reading a job from the files of " + matrix_path +
-                             " is not available in this build: the job reader is not part of it yet");
+    std::string job, why;
+    std::vector<KESTO::API::board_analysis_run> runs;
+    if (!KESTO::API::whole_board_analysis(matrix_path, job, runs, why)) throw std::runtime_error(why);
+    Json::Value out(Json::objectValue);
+    out["job"] = job;
+    Json::Value steps(Json::arrayValue);
+    for (const auto& run : runs) {
+        if (steps.empty() || steps[steps.size() - 1]["step"].asString() != run.step) {
+            Json::Value step(Json::objectValue);
+            step["step"] = run.step;
+            step["net_count"] = run.net_count;
+            step["analyses"] = Json::Value(Json::arrayValue);
+            steps.append(std::move(step));
+        }
+        Json::Value analysis(Json::objectValue);
+        analysis["analysis_type"] = run.analysis_type;
+        analysis["uuid"] = run.uuid;
+        steps[steps.size() - 1]["analyses"].append(std::move(analysis));
+    }
+    out["steps"] = std::move(steps);
+    Json::Value not_run(Json::arrayValue);
+    for (const auto& [kind, path] : {std::pair{"signal", &signal_path}, {"silk", &silk_path}, {"solder", &solder_path}})
+        if (!path->empty()) not_run.append(kind);
+    (void)drill_path; // the drill layers come from the job's matrix
+    out["not_run"] = std::move(not_run);
+    Json::StreamWriterBuilder writer;
+    writer["indentation"] = "";
+    return Json::writeString(writer, out);
 }

@@ -58,13 +58,32 @@ void getSolderMaskAnalysisResult4Co(const std::string& uuid, solder_mask_result&
 void getSilkScreenAnalysisResult4Co(const std::string& uuid, silk_screen_result& result);
 void getBoardDrillAnalysisResult4Co(const std::string& uuid, board_drill_result& result);
 
+// One run of the whole-board analysis.
+struct board_analysis_run {
+    std::string step;
+    int analysis_type = 0;   // the kinds numbered as in latest_analysis_uuid
+    std::string uuid;
+    int net_count = 0;       // board nets of the step
+};
+
+// Opens the job at `path` (a job folder, its matrix file, or an archive) and
+// runs the drill analysis, board nets included, on the board drill layers of
+// every step, each kept as a run. `job` gets the job's name. False, with the
+// reason in `why`, when the job cannot be opened.
+bool whole_board_analysis(const std::string& path, std::string& job, std::vector<board_analysis_run>& runs,
+                          std::string& why);
+
 } // namespace API
 } // namespace KESTO
 
 // The whole-board analysis of a job given by the paths of its files.
 class AllTypeAnalysisHandle {
 public:
-    // Throws std::runtime_error when the job cannot be read.
+    // The job is named by matrix_path; the other kinds are not analysed by
+    // this engine and their paths only say that they were asked for. Answers
+    // {"job", "steps": [{"step", "net_count", "analyses": [{"analysis_type",
+    // "uuid"}]}], "not_run": [kinds asked for but not analysed]}. Throws
+    // std::runtime_error when the job cannot be read.
     std::string allTypeAnalysisDoor(const std::string& matrix_path, const std::string& signal_path,
                                     const std::string& drill_path, const std::string& silk_path,
                                     const std::string& solder_path);

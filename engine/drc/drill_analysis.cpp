@@ -2,6 +2,7 @@
 
 #include "engine/drc/capsules.h"
 #include "engine/drc/feature_shapes.h"
+#include "engine/drc/nets.h"
 #include "engine/store/store.h"
 
 #include <algorithm>
@@ -19,8 +20,6 @@ namespace {
 constexpr double kPi = 3.14159265358979323846;
 constexpr double kNmPerUnit = 1e6; // marker numbers are written in millimetres
 
-enum class HoleClass : std::uint8_t { Pth, Npth, Via };
-
 struct Hole {
     Capsule cap;
     HoleClass cls = HoleClass::Pth;
@@ -29,30 +28,6 @@ struct Hole {
     std::uint32_t feature = 0;
 };
 
-bool is_copper_type(const std::string& type)
-{
-    return iequals(type, "SIGNAL") || iequals(type, "POWER_GROUND") || iequals(type, "MIXED");
-}
-
-// The diameter of a round or hole symbol, or 0 for any other.
-Coord round_diameter(const Symbol* s)
-{
-    if (!s || (s->family != SymbolFamily::Round && s->family != SymbolFamily::Hole)) return 0;
-    return Coord(std::llround(s->p[0]));
-}
-
-HoleClass hole_class(const Layer& layer, const Feature& f, const Symbol* s)
-{
-    // An option attribute: its option's name, or the option's number in the
-    // list plated, non_plated, via as the features file writes it.
-    if (const std::string* drill = attribute(layer, f, ".drill")) {
-        if (iequals(*drill, "non_plated") || *drill == "1") return HoleClass::Npth;
-        if (iequals(*drill, "via") || *drill == "2") return HoleClass::Via;
-        return HoleClass::Pth;
-    }
-    if (s && s->family == SymbolFamily::Hole) return s->plating == 'n' ? HoleClass::Npth : s->plating == 'v' ? HoleClass::Via : HoleClass::Pth;
-    return HoleClass::Pth;
-}
 
 int feature_type_bit(FeatureKind k)
 {
@@ -152,6 +127,7 @@ struct Analysis {
     std::vector<const Layer*> layers;  // nullptr for a layer the job lacks
     std::vector<Hole> holes;           // round holes and slots of the classes asked for
     DrillAnalysis out;
+    std::shared_ptr<const BoardNets> nets; // when the caller asked for them
 
     bool wanted(HoleClass c) const
     {
@@ -287,10 +263,43 @@ struct Analysis {
         return offset <= kSamePosition;
     }
 
+    // The close-hole category of a pair of holes: by class, and by net when
+    // the board's nets are known for both.
+    int close_item(const Hole& a, const Hole& b) const
+    {
+        if (a.cls == HoleClass::Npth && b.cls == HoleClass::Npth) return KESTO::API::CloseNpths;
+        if (!nets) return KESTO::API::CloseHoles;
+        const std::int32_t na = nets->net(names[a.layer], a.feature), nb = nets->net(names[b.layer], b.feature);
+        const bool a_plated = a.cls != HoleClass::Npth, b_plated = b.cls != HoleClass::Npth;
+        if (a_plated && b_plated) {
+            if (na < 0 || nb < 0) return KESTO::API::CloseHoles;
+            return na == nb ? KESTO::API::SameNetClosePths : KESTO::API::DifferentNetClosePths;
+        }
+        // A plated hole beside a non-plated one: is the non-plated hole
+        // drilled through copper of the plated hole's net?
+        const std::int32_t plated_net = a_plated ? na : nb, npth_net = a_plated ? nb : na;
+        if (plated_net < 0) return KESTO::API::CloseHoles;
+        return npth_net == plated_net ? KESTO::API::ClosePth2NpthConn : KESTO::API::ClosePth2NpthIsolate;
+    }
+
+    // Nets need copper: on a step without copper layers close plated holes
+    // stay under "Close Holes".
+    void board_nets_of_step()
+    {
+        nets = board_nets(job, step);
+        if (!nets->copper.empty()) return;
+        nets = nullptr;
+        out.notes.push_back("step " + step.name + " has no copper layer; close holes are not sorted by net");
+    }
+
     void separation()
     {
-        const Coord close = limit(KESTO::API::CloseHoles, kDefaultCloseLimit);
-        const Coord close_npth = limit(KESTO::API::CloseNpths, kDefaultCloseLimit);
+        std::map<int, Coord> close;
+        for (int item : {KESTO::API::CloseHoles, KESTO::API::CloseNpths, KESTO::API::SameNetClosePths,
+                         KESTO::API::DifferentNetClosePths, KESTO::API::ClosePth2NpthIsolate, KESTO::API::ClosePth2NpthConn})
+            close[item] = limit(item, kDefaultCloseLimit);
+        Coord reach = 0;
+        for (const auto& [item, c] : close) reach = std::max(reach, c);
         std::vector<Capsule> caps;
         caps.reserve(holes.size());
         for (const Hole& h : holes) caps.push_back(h.cap);
@@ -301,7 +310,7 @@ struct Analysis {
             Gap gap;
         };
         std::vector<Pair> pairs;
-        near_pairs(caps, std::max(close, close_npth), false, [&](std::uint32_t i, std::uint32_t j) {
+        near_pairs(caps, reach, false, [&](std::uint32_t i, std::uint32_t j) {
             const Hole& a = holes[i];
             const Hole& b = holes[j];
             Coord offset = 0;
@@ -314,9 +323,8 @@ struct Analysis {
                 pairs.push_back({i, j, KESTO::API::TouchingHoles, g.gap, g});
                 return;
             }
-            const bool npths = a.cls == HoleClass::Npth && b.cls == HoleClass::Npth;
-            if (g.gap <= (npths ? close_npth : close))
-                pairs.push_back({i, j, npths ? KESTO::API::CloseNpths : KESTO::API::CloseHoles, g.gap, g});
+            const int item = close_item(a, b);
+            if (g.gap <= close[item]) pairs.push_back({i, j, item, g.gap, g});
         });
         std::sort(pairs.begin(), pairs.end(), [](const Pair& p, const Pair& q) { return std::tie(p.i, p.j) < std::tie(q.i, q.j); });
         for (const Pair& p : pairs) {
@@ -506,6 +514,52 @@ struct Analysis {
 
 } // namespace
 
+bool iequals(const std::string& a, const char* b)
+{
+    std::size_t i = 0;
+    for (; i < a.size() && b[i]; ++i)
+        if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i]))) return false;
+    return i == a.size() && !b[i];
+}
+
+bool is_copper_type(const std::string& type)
+{
+    return iequals(type, "SIGNAL") || iequals(type, "POWER_GROUND") || iequals(type, "MIXED");
+}
+
+const std::string* attribute(const Layer& layer, const Feature& f, const std::string& name)
+{
+    if (f.attributes == 0 || f.attributes > layer.attribute_sets.size()) return nullptr;
+    for (const auto& value : layer.attribute_sets[f.attributes - 1])
+        if (value.name < layer.attribute_names.size() && layer.attribute_names[value.name] == name) return &value.value;
+    return nullptr;
+}
+
+const Symbol* symbol_of(const Layer& layer, const Feature& f)
+{
+    if (f.symbol < 0 || std::size_t(f.symbol) >= layer.symbols.size()) return nullptr;
+    return &layer.symbols[std::size_t(f.symbol)];
+}
+
+Coord round_diameter(const Symbol* s)
+{
+    if (!s || (s->family != SymbolFamily::Round && s->family != SymbolFamily::Hole)) return 0;
+    return Coord(std::llround(s->p[0]));
+}
+
+HoleClass hole_class(const Layer& layer, const Feature& f, const Symbol* s)
+{
+    // An option attribute: its option's name, or the option's number in the
+    // list plated, non_plated, via as the features file writes it.
+    if (const std::string* drill = attribute(layer, f, ".drill")) {
+        if (iequals(*drill, "non_plated") || *drill == "1") return HoleClass::Npth;
+        if (iequals(*drill, "via") || *drill == "2") return HoleClass::Via;
+        return HoleClass::Pth;
+    }
+    if (s && s->family == SymbolFamily::Hole) return s->plating == 'n' ? HoleClass::Npth : s->plating == 'v' ? HoleClass::Via : HoleClass::Pth;
+    return HoleClass::Pth;
+}
+
 int finding_level(const LevelLimits& limits, int item, Coord value)
 {
     auto it = limits.find(item);
@@ -519,13 +573,14 @@ DrillAnalysis analyse_drill(Job& job, Step& step, const std::vector<std::string>
                             const DrillOptions& options, const LevelLimits& limits,
                             KESTO::COMMON::progress_value<int>* progress)
 {
-    Analysis a{job, step, layers, options, limits, {}, {}, {}};
+    Analysis a{job, step, layers, options, limits, {}, {}, {}, {}};
     struct Stage {
         bool run;
         void (Analysis::*work)();
     };
     const Stage stages[] = {{true, &Analysis::collect},
                             {options.hole_size, &Analysis::hole_tables},
+                            {options.hole_separation && options.board_nets, &Analysis::board_nets_of_step},
                             {options.hole_separation, &Analysis::separation},
                             {options.npth_to_rout, &Analysis::rout},
                             {options.missing_hole, &Analysis::missing},
@@ -541,10 +596,7 @@ DrillAnalysis analyse_drill(Job& job, Step& step, const std::vector<std::string>
         if (progress) ++progress->done;
     }
     if (options.power_ground_short)
-        a.out.notes.push_back("power/ground shorts need the board nets, which this engine does not compute yet; not checked");
-    if (options.hole_separation && options.board_nets)
-        a.out.notes.push_back("board nets are not computed yet: close plated holes are reported under Close Holes, "
-                              "not by same or different net");
+        a.out.notes.push_back("power/ground shorts are not checked by this engine yet");
     return std::move(a.out);
 }
 

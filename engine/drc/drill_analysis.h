@@ -25,6 +25,21 @@ struct DrillOptions {
     bool board_nets = true;
 };
 
+enum class HoleClass : std::uint8_t { Pth, Npth, Via };
+
+// Matrix names, types and attribute options compare without regard to case.
+bool iequals(const std::string& a, const char* b);
+// SIGNAL, POWER_GROUND and MIXED rows carry copper.
+bool is_copper_type(const std::string& type);
+// The value of a feature's attribute, or nullptr when it does not carry it.
+const std::string* attribute(const Layer& layer, const Feature& f, const std::string& name);
+const Symbol* symbol_of(const Layer& layer, const Feature& f);
+// The diameter of a round or hole symbol, or 0 for any other.
+Coord round_diameter(const Symbol* s);
+// The class of a drilled feature: its .drill attribute, else a hole symbol's
+// plating, else plated.
+HoleClass hole_class(const Layer& layer, const Feature& f, const Symbol* s);
+
 // Per check item the red, yellow and green limits in nanometres.
 using LevelLimits = std::map<int, std::array<Coord, 3>>;
 
