@@ -143,19 +143,188 @@ KESTO_HANDLER(counter_election)
     });
 }
 
-// Not built yet: these answer the error text.
-KESTO_PENDING(resize_global)
-KESTO_PENDING(resize_polyline)
-KESTO_PENDING(intersect)
-KESTO_PENDING(symbol_change)
-KESTO_PENDING(sel_break)
-KESTO_PENDING(arc2lines)
-KESTO_PENDING(contour2pad)
-KESTO_PENDING(line2pad)
-KESTO_PENDING(pad2line)
-KESTO_PENDING(pad2outline)
-KESTO_PENDING(contourize)
+// The host reads "begin/end resize_global parse" around the reading of its
+// parameters, in lower case.
+KESTO_HANDLER(resize_global)
+{
+    return handle(__func__, request, Form::Elements, {}, [&](const Json::Value& paras) {
+        KESTO::Op::OpPara para;
+        KESTO_INFO << "begin resize_global parse";
+        read_elements(paras, {{"job", para.job}, {"step", para.step}, {"layers", para.layers},
+                              {"sel_type", para.sel_type}, {"size", para.size}, {"corner", para.corner}});
+        KESTO_INFO << "end resize_global parse";
+        KESTO::API::resize_global_result result;
+        KESTO::API::resize_global(para, result);
+        return pass();
+    });
+}
+
+// sel_type 0 resizes the selected lines and arcs, 1 every one of the layers.
+KESTO_HANDLER(resize_polyline)
+{
+    std::string job, step;
+    Strings layers;
+    double size = 0;
+    int sel_type = 0;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"size", size}, {"sel_type", sel_type}}, [&] {
+                      KESTO::API::resize_polyline(job, step, layers, size, sel_type == 0);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(intersect)
+{
+    KESTO::Op::OpPara para;
+    std::string layer;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", para.job}, {"step", para.step}, {"layer", layer}, {"connect_type", para.connect_type},
+                   {"interaction_type", para.interaction_type}, {"radius", para.radius}},
+                  [&] {
+                      para.layers = {layer};
+                      KESTO::API::connections(para);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(symbol_change)
+{
+    std::string job, step, symbol;
+    Strings layers;
+    int pad_angle = 0, count = 0;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"symbol_name", symbol}, {"pad_angle", pad_angle}},
+                  [&] {
+                      KESTO::API::change_feature_symbols(job, step, layers, symbol, pad_angle != 0, count);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(sel_break)
+{
+    KESTO::Op::OpPara para;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", para.job}, {"step", para.step}, {"layers", para.layers}, {"sel_type", para.sel_type}}, [&] {
+                      KESTO::API::break_symbols(para);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(arc2lines)
+{
+    KESTO::Op::OpPara para;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", para.job}, {"step", para.step}, {"layers", para.layers}, {"radius", para.radius},
+                   {"sel_type", para.sel_type}},
+                  [&] {
+                      KESTO::API::break_arc_to_lines(para);
+                      return pass();
+                  });
+}
+
+// No tolerance is sent here: the engine's own (the chord bound) applies.
+KESTO_HANDLER(contour2pad)
+{
+    std::string job, step, suffix;
+    Strings layers;
+    double minsize = 0, maxsize = 0;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"minsize", minsize}, {"maxsize", maxsize},
+                   {"suffix", suffix}},
+                  [&] {
+                      KESTO::API::reshape_contour_to_pad(job, step, layers, 0.0, minsize, maxsize, suffix);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(line2pad)
+{
+    KESTO::Op::OpPara para;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", para.job}, {"step", para.step}, {"layers", para.layers}, {"sel_type", para.sel_type}}, [&] {
+                      KESTO::API::reshape_line_to_pad(para);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(pad2line)
+{
+    std::string job, step;
+    Strings layers;
+    return handle(__func__, request, Form::Elements, {{"job", job}, {"step", step}, {"layers", layers}}, [&] {
+        KESTO::API::reshape_pad_to_line(job, step, layers);
+        return pass();
+    });
+}
+
+KESTO_HANDLER(pad2outline)
+{
+    std::string job, step;
+    Strings layers;
+    return handle(__func__, request, Form::Elements, {{"job", job}, {"step", step}, {"layers", layers}}, [&] {
+        KESTO::API::reshape_pad_to_outline(job, step, layers, 0.0);
+        return pass();
+    });
+}
+
+KESTO_HANDLER(contourize)
+{
+    std::string job, step;
+    Strings layers;
+    double accuracy = 0, size = 0;
+    bool islands = false;
+    int mode = 0;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"accuracy", accuracy},
+                   {"separate_to_islands", islands}, {"size", size}, {"mode", mode}},
+                  [&] {
+                      KESTO::COMMON::progress_value<int> progress;
+                      KESTO::API::reshape_contourize(job, step, layers, accuracy, islands, size, mode, &progress);
+                      return pass();
+                  });
+}
+
+// "mode" travels in the record; the engine has one way of substituting.
+KESTO_HANDLER(sel_substitute)
+{
+    KESTO::Op::OpPara para;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", para.job}, {"step", para.step}, {"layers", para.layers}, {"mode", para.mode},
+                   {"symbol_name", para.symbol_name}, {"dcode", para.dcode}, {"sel_type", para.sel_type}},
+                  [&] {
+                      KESTO::API::reshape_substitute(para);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(surface2outline)
+{
+    std::string job, step;
+    Strings layers;
+    double width = 0;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"width", width}}, [&] {
+                      KESTO::API::reshape_surface_to_outline(job, step, layers, width);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(change_text)
+{
+    std::string job, step, text, font;
+    Strings layers;
+    int x_size = 0, y_size = 0, width = 0, polarity = -1, mirror = -1, angle = 0;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"text", text}, {"font", font},
+                   {"x_size", x_size}, {"y_size", y_size}, {"width", width}, {"polarity", polarity},
+                   {"mirror", mirror}, {"angle", angle}},
+                  [&] {
+                      if (!KESTO::API::change_text(job, step, layers, text, font, x_size, y_size, width, polarity,
+                                                   mirror, angle))
+                          LOG(ERROR) << "Change_text error";
+                      return pass();
+                  });
+}
+
+// Not built yet: this answers the error text.
 KESTO_PENDING(sel_fill)
-KESTO_PENDING(sel_substitute)
-KESTO_PENDING(surface2outline)
-KESTO_PENDING(change_text)

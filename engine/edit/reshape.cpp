@@ -1,0 +1,767 @@
+#include "engine/edit/reshape.h"
+
+#include "engine/edit/layer_edit.h"
+#include "engine/edit/resize.h"
+#include "engine/edit/transform.h"
+#include "engine/formats/odb/symbols.h"
+#include "engine/geometry/stroke_font.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+namespace kesto::edit {
+
+size_t replace_picked(Layer& layer, const std::vector<bool>& picked,
+                      const std::function<bool(Layer&, const Feature&, size_t)>& make)
+{
+    const size_t n = layer.features.size();
+    std::vector<std::pair<size_t, size_t>> made(n, {0, 0});
+    std::vector<bool> replaced(n, false);
+    size_t count = 0;
+    for (size_t i = 0; i < n && i < picked.size(); ++i) {
+        if (!picked[i]) continue;
+        const Feature source = layer.features[i];
+        const size_t begin = layer.features.size();
+        if (!make(layer, source, i)) {
+            layer.features.resize(begin);
+            continue;
+        }
+        made[i] = {begin, layer.features.size()};
+        replaced[i] = true;
+        ++count;
+    }
+    if (!count) return 0;
+    std::vector<Feature> out;
+    out.reserve(layer.features.size());
+    for (size_t i = 0; i < n; ++i) {
+        if (!replaced[i]) {
+            out.push_back(layer.features[i]);
+            continue;
+        }
+        for (size_t j = made[i].first; j < made[i].second; ++j) {
+            out.push_back(layer.features[j]);
+            out.back().selected = layer.features[i].selected;
+            out.back().highlighted = false;
+        }
+    }
+    layer.features = std::move(out);
+    return count;
+}
+
+namespace {
+
+using geom::kPi;
+
+Symbol standard(SymbolFamily family, double a, double b, Units units)
+{
+    Symbol s;
+    s.family = family;
+    s.p[0] = a;
+    s.p[1] = b;
+    s.units = units;
+    s.name = odb::standard_symbol_name(s, units);
+    return s;
+}
+
+const Symbol* symbol_of(const Layer& layer, const Feature& f)
+{
+    return f.symbol >= 0 && static_cast<size_t>(f.symbol) < layer.symbols.size()
+               ? &layer.symbols[static_cast<size_t>(f.symbol)]
+               : nullptr;
+}
+
+Point rounded(double x, double y) { return Point{geom::to_nm(x), geom::to_nm(y)}; }
+
+// A feature made from `source`: same polarity, attributes and dcode.
+Feature like(const Feature& source, FeatureKind kind)
+{
+    Feature f = source;
+    f.kind = kind;
+    f.mirror = false;
+    f.angle = 0;
+    f.cw = false;
+    f.resize = 0;
+    f.body = 0;
+    return f;
+}
+
+Feature line(const Feature& source, Point a, Point b, std::int32_t symbol)
+{
+    Feature f = like(source, FeatureKind::Line);
+    f.a = a;
+    f.b = b;
+    f.symbol = symbol;
+    return f;
+}
+
+Feature arc(const Feature& source, Point a, Point b, Point c, bool cw, std::int32_t symbol)
+{
+    Feature f = line(source, a, b, symbol);
+    f.kind = FeatureKind::Arc;
+    f.c = c;
+    f.cw = cw;
+    return f;
+}
+
+void add_surface(Layer& layer, const Feature& source, Surface body)
+{
+    Feature f = like(source, FeatureKind::Surface);
+    f.symbol = -1;
+    layer.surfaces.push_back(std::move(body));
+    f.body = static_cast<std::uint32_t>(layer.surfaces.size() - 1);
+    layer.features.push_back(f);
+}
+
+double sweep_of(Point a, Point b, Point c, bool cw)
+{
+    if (a == b) return 2 * kPi;
+    const double from = std::atan2(double(a.y - c.y), double(a.x - c.x));
+    const double to = std::atan2(double(b.y - c.y), double(b.x - c.x));
+    double sweep = cw ? from - to : to - from;
+    while (sweep <= 0) sweep += 2 * kPi;
+    return sweep;
+}
+
+Polarity flipped(Polarity p) { return p == Polarity::Positive ? Polarity::Negative : Polarity::Positive; }
+
+bool break_user_pad(Layer& layer, const Feature& pad, const geom::OutlineContext& context)
+{
+    const Symbol* symbol = symbol_of(layer, pad);
+    if (!symbol || symbol->family != SymbolFamily::User || !context.user_symbol) return false;
+    const Layer* parts = context.user_symbol(symbol->name);
+    if (!parts || parts == &layer) return false;
+    Placement p;
+    p.mirror = pad.mirror;
+    p.angle = pad.angle;
+    p.offset = pad.a;
+    for (const Feature& part : parts->features) {
+        const size_t at = copy_feature(*parts, part, layer);
+        Feature& copy = layer.features[at];
+        place(layer, copy, p);
+        if (pad.polarity == Polarity::Negative) copy.polarity = flipped(copy.polarity);
+        if (copy.attributes == 0) copy.attributes = pad.attributes;
+        copy.dcode = -1;
+    }
+    return true;
+}
+
+bool break_text(Layer& layer, const Feature& f, const geom::OutlineContext& context)
+{
+    if (f.kind != FeatureKind::Text || f.body >= layer.texts.size()) return false;
+    const Text text = layer.texts[f.body];
+    const geom::StrokeFont& font = context.font ? *context.font : geom::builtin_stroke_font();
+    if (font.xsize <= 0 || font.ysize <= 0) return false;
+    // The layout of the kernel's text outlines: one cell per character.
+    const double sx = double(text.xsize) / font.xsize, sy = double(text.ysize) / font.ysize;
+    const double advance = double(text.xsize) + font.offset * sx;
+    const geom::Placement where{f.a, f.angle, f.mirror};
+    for (size_t i = 0; i < text.text.size(); ++i) {
+        auto glyph = font.glyphs.find(static_cast<unsigned char>(text.text[i]));
+        if (glyph == font.glyphs.end()) continue;
+        const double x0 = double(i) * advance;
+        for (const geom::Stroke& s : glyph->second) {
+            const auto a = geom::place(where, x0 + (s.xs + font.xsize / 2) * sx, (s.ys + font.ysize / 3) * sy);
+            const auto b = geom::place(where, x0 + (s.xe + font.xsize / 2) * sx, (s.ye + font.ysize / 3) * sy);
+            const double w = s.width * text.width_factor;
+            const Symbol pen = standard(s.round ? SymbolFamily::Round : SymbolFamily::Square, w, 0, layer.units);
+            Feature stroke = line(f, Point{a.X, a.Y}, Point{b.X, b.Y}, symbol_index(layer, pen));
+            if (!s.positive) stroke.polarity = flipped(stroke.polarity);
+            layer.features.push_back(stroke);
+        }
+    }
+    return true;
+}
+
+bool break_surface(Layer& layer, const Feature& f)
+{
+    if (f.kind != FeatureKind::Surface || f.body >= layer.surfaces.size()) return false;
+    const Surface body = layer.surfaces[f.body];
+    std::vector<Surface> islands;
+    for (const Contour& c : body.contours) {
+        if (c.island || islands.empty()) islands.emplace_back();
+        islands.back().contours.push_back(c);
+    }
+    if (islands.size() < 2) return false;
+    for (Surface& island : islands) add_surface(layer, f, std::move(island));
+    return true;
+}
+
+} // namespace
+
+size_t break_features(Layer& layer, const std::vector<bool>& picked, const geom::OutlineContext& context)
+{
+    return replace_picked(layer, picked, [&](Layer& l, const Feature& f, size_t) {
+        switch (f.kind) {
+        case FeatureKind::Pad: return break_user_pad(l, f, context);
+        case FeatureKind::Text: return break_text(l, f, context);
+        case FeatureKind::Surface: return break_surface(l, f);
+        default: return false;
+        }
+    });
+}
+
+size_t arcs_to_lines(Layer& layer, const std::vector<bool>& picked, double tolerance)
+{
+    return replace_picked(layer, picked, [&](Layer& l, const Feature& f, size_t) {
+        if (f.kind != FeatureKind::Arc) return false;
+        const double r = std::hypot(double(f.a.x - f.c.x), double(f.a.y - f.c.y));
+        if (!(r > 0)) return false;
+        const double sweep = sweep_of(f.a, f.b, f.c, f.cw);
+        // The largest chord angle whose sagitta stays within the tolerance.
+        const double t = std::clamp(tolerance, 1.0, r);
+        const double step = 2 * std::acos(1 - t / r);
+        const int chords = std::clamp(static_cast<int>(std::ceil(sweep / step - 1e-9)), 1, 4096);
+        const double from = std::atan2(double(f.a.y - f.c.y), double(f.a.x - f.c.x));
+        const double dir = f.cw ? -1 : 1;
+        Point at = f.a;
+        for (int i = 1; i <= chords; ++i) {
+            const double angle = from + dir * sweep * i / chords;
+            const Point next = i == chords ? f.b
+                                           : rounded(double(f.c.x) + r * std::cos(angle),
+                                                     double(f.c.y) + r * std::sin(angle));
+            l.features.push_back(line(f, at, next, f.symbol));
+            at = next;
+        }
+        return true;
+    });
+}
+
+size_t lines_to_pads(Layer& layer, const std::vector<bool>& picked)
+{
+    return replace_picked(layer, picked, [&](Layer& l, const Feature& f, size_t) {
+        const Symbol* pen = symbol_of(l, f);
+        if (f.kind != FeatureKind::Line || !pen) return false;
+        const bool round = pen->family == SymbolFamily::Round;
+        if (!round && pen->family != SymbolFamily::Square) return false;
+        const double w = pen->p[0];
+        const double dx = double(f.b.x - f.a.x), dy = double(f.b.y - f.a.y);
+        const double length = std::hypot(dx, dy);
+        Feature pad = like(f, FeatureKind::Pad);
+        pad.a = rounded((double(f.a.x) + double(f.b.x)) / 2, (double(f.a.y) + double(f.b.y)) / 2);
+        if (length == 0) {
+            pad.symbol = f.symbol;
+        } else {
+            double w1 = length + w, h1 = w;
+            if (dx == 0) {
+                std::swap(w1, h1);
+            } else if (dy != 0) {
+                pad.angle = normal_angle(-std::atan2(dy, dx) * 180 / kPi); // clockwise degrees
+            }
+            const Symbol s = standard(round ? SymbolFamily::Oval : SymbolFamily::Rect, w1, h1, l.units);
+            pad.symbol = symbol_index(l, s);
+        }
+        l.features.push_back(pad);
+        return true;
+    });
+}
+
+size_t pads_to_lines(Layer& layer, const std::vector<bool>& picked)
+{
+    return replace_picked(layer, picked, [&](Layer& l, const Feature& f, size_t) {
+        const Symbol* s = symbol_of(l, f);
+        if (f.kind != FeatureKind::Pad || !s) return false;
+        using F = SymbolFamily;
+        if (s->family == F::Round || s->family == F::Square) {
+            l.features.push_back(line(f, f.a, f.a, f.symbol));
+            return true;
+        }
+        if (s->family != F::Oval && s->family != F::Rect) return false;
+        const double w = s->p[0], h = s->p[1];
+        const double width = std::min(w, h), half = (std::max(w, h) - width) / 2;
+        const Symbol pen = standard(s->family == F::Oval ? F::Round : F::Square, width, 0, l.units);
+        const geom::Placement where{f.a, f.angle, f.mirror};
+        const auto a = w >= h ? geom::place(where, -half, 0) : geom::place(where, 0, -half);
+        const auto b = w >= h ? geom::place(where, half, 0) : geom::place(where, 0, half);
+        l.features.push_back(line(f, Point{a.X, a.Y}, Point{b.X, b.Y}, symbol_index(l, pen)));
+        return true;
+    });
+}
+
+namespace {
+
+void outline_lines(Layer& layer, const Feature& source, const geom::Paths& outline, std::int32_t pen)
+{
+    for (const geom::Path& path : outline)
+        for (size_t i = 0; i < path.size(); ++i) {
+            const auto& a = path[i];
+            const auto& b = path[(i + 1) % path.size()];
+            layer.features.push_back(line(source, Point{a.X, a.Y}, Point{b.X, b.Y}, pen));
+        }
+}
+
+} // namespace
+
+size_t pads_to_outlines(Layer& layer, const std::vector<bool>& picked, double width,
+                        const geom::OutlineContext& context)
+{
+    return replace_picked(layer, picked, [&](Layer& l, const Feature& f, size_t) {
+        const Symbol* s = symbol_of(l, f);
+        if (f.kind != FeatureKind::Pad || !s) return false;
+        const std::int32_t pen = symbol_index(l, standard(SymbolFamily::Round, width, 0, l.units));
+        if (s->family == SymbolFamily::Round) {
+            const Point start{f.a.x + geom::to_nm(s->p[0] / 2), f.a.y};
+            l.features.push_back(arc(f, start, start, f.a, true, pen));
+            return true;
+        }
+        const geom::Paths outline = geom::feature_outline(l, f, context);
+        if (outline.empty()) return false;
+        outline_lines(l, f, outline, pen);
+        return true;
+    });
+}
+
+size_t surfaces_to_outlines(Layer& layer, const std::vector<bool>& picked, double width)
+{
+    return replace_picked(layer, picked, [&](Layer& l, const Feature& f, size_t) {
+        if (f.kind != FeatureKind::Surface || f.body >= l.surfaces.size()) return false;
+        const std::int32_t pen = symbol_index(l, standard(SymbolFamily::Round, width, 0, l.units));
+        const Surface body = l.surfaces[f.body];
+        for (const Contour& c : body.contours) {
+            Point at = c.start;
+            for (const Segment& seg : c.segments) {
+                if (seg.end == at && !seg.arc) continue;
+                l.features.push_back(seg.arc ? arc(f, at, seg.end, seg.centre, seg.cw, pen) : line(f, at, seg.end, pen));
+                at = seg.end;
+            }
+        }
+        return true;
+    });
+}
+
+namespace {
+
+// One loop of lines and arcs as the segments of a contour, with its polygon
+// for nesting.
+struct Loop {
+    Contour contour;
+    geom::Path polygon;
+    std::vector<size_t> members;
+};
+
+struct Edge {
+    size_t feature;
+    Point from, to, centre;
+    bool arc, cw;
+};
+
+std::vector<Loop> closed_loops(const Layer& layer, const std::vector<size_t>& strokes, std::vector<bool>& used)
+{
+    auto key = [](Point p) { return std::make_pair(p.x, p.y); };
+    std::multimap<std::pair<Coord, Coord>, size_t> at_end; // an end point -> position in `strokes`
+    for (size_t k = 0; k < strokes.size(); ++k) {
+        const Feature& f = layer.features[strokes[k]];
+        at_end.emplace(key(f.a), k);
+        at_end.emplace(key(f.b), k);
+    }
+    std::vector<bool> taken(strokes.size(), false);
+    std::vector<Loop> loops;
+    for (size_t first = 0; first < strokes.size(); ++first) {
+        if (taken[first]) continue;
+        std::vector<Edge> edges;
+        std::vector<size_t> chain{first};
+        taken[first] = true;
+        const Feature& f0 = layer.features[strokes[first]];
+        edges.push_back({strokes[first], f0.a, f0.b, f0.c, f0.kind == FeatureKind::Arc, f0.cw});
+        bool closed = f0.a == f0.b && f0.kind == FeatureKind::Arc;
+        while (!closed) {
+            const Point tip = edges.back().to;
+            if (tip == edges.front().from) {
+                closed = true;
+                break;
+            }
+            size_t next = strokes.size();
+            auto range = at_end.equal_range(key(tip));
+            for (auto it = range.first; it != range.second; ++it)
+                if (!taken[it->second]) {
+                    next = it->second;
+                    break;
+                }
+            if (next == strokes.size()) break;
+            taken[next] = true;
+            chain.push_back(next);
+            const Feature& g = layer.features[strokes[next]];
+            const bool arc = g.kind == FeatureKind::Arc;
+            if (g.a == tip)
+                edges.push_back({strokes[next], g.a, g.b, g.c, arc, g.cw});
+            else
+                edges.push_back({strokes[next], g.b, g.a, g.c, arc, !g.cw});
+        }
+        if (!closed) {
+            for (size_t k : chain) taken[k] = false;
+            taken[first] = true; // an open chain: its first member starts no loop
+            continue;
+        }
+        Loop loop;
+        loop.contour.start = edges.front().from;
+        for (const Edge& e : edges) {
+            loop.contour.segments.push_back(Segment{e.to, e.centre, e.arc, e.cw});
+            loop.members.push_back(e.feature);
+            if (e.arc) {
+                geom::Path pts = geom::arc_points(e.from, e.to, e.centre, e.cw);
+                loop.polygon.insert(loop.polygon.end(), pts.begin(), pts.end() - 1);
+            } else {
+                loop.polygon.push_back({e.from.x, e.from.y});
+            }
+        }
+        for (size_t k : chain) used[k] = true;
+        loops.push_back(std::move(loop));
+    }
+    return loops;
+}
+
+} // namespace
+
+size_t outlines_to_surfaces(Layer& layer, const std::vector<bool>& picked)
+{
+    std::vector<size_t> strokes;
+    for (size_t i = 0; i < layer.features.size() && i < picked.size(); ++i)
+        if (picked[i] && (layer.features[i].kind == FeatureKind::Line || layer.features[i].kind == FeatureKind::Arc))
+            strokes.push_back(i);
+    std::vector<bool> used(strokes.size(), false);
+    std::vector<Loop> loops = closed_loops(layer, strokes, used);
+    if (loops.empty()) return 0;
+    // Depth of each loop: how many other loops hold its first vertex.
+    std::vector<int> depth(loops.size(), 0);
+    std::vector<int> parent(loops.size(), -1);
+    std::vector<double> area(loops.size());
+    for (size_t i = 0; i < loops.size(); ++i) area[i] = std::fabs(ClipperLib::Area(loops[i].polygon));
+    for (size_t i = 0; i < loops.size(); ++i)
+        for (size_t j = 0; j < loops.size(); ++j) {
+            if (i == j || loops[i].polygon.empty() || area[j] <= area[i]) continue;
+            if (ClipperLib::PointInPolygon(loops[i].polygon.front(), loops[j].polygon) != 0) {
+                ++depth[i];
+                if (parent[i] < 0 || area[j] < area[static_cast<size_t>(parent[i])]) parent[i] = static_cast<int>(j);
+            }
+        }
+    // Every even-depth loop is an island; its holes are the odd-depth loops
+    // directly inside it. The surface replaces the island's first member.
+    std::map<size_t, Surface> surface_at; // feature position -> surface that stands there
+    std::vector<bool> drop(layer.features.size(), false);
+    for (size_t i = 0; i < loops.size(); ++i) {
+        if (depth[i] % 2) continue;
+        Surface s;
+        Contour island = loops[i].contour;
+        island.island = true;
+        s.contours.push_back(island);
+        for (size_t j = 0; j < loops.size(); ++j)
+            if (depth[j] % 2 && parent[j] == static_cast<int>(i)) {
+                Contour hole = loops[j].contour;
+                hole.island = false;
+                s.contours.push_back(hole);
+                for (size_t m : loops[j].members) drop[m] = true;
+            }
+        for (size_t m : loops[i].members) drop[m] = true;
+        surface_at[*std::min_element(loops[i].members.begin(), loops[i].members.end())] = std::move(s);
+    }
+    replace_picked(layer, drop, [&](Layer& l, const Feature& f, size_t at) {
+        auto made = surface_at.find(at);
+        if (made != surface_at.end()) add_surface(l, f, std::move(made->second));
+        return true; // the loop's other members go
+    });
+    return surface_at.size();
+}
+
+namespace {
+
+// How far an outline departs from another on average: the area between them
+// over the length of the first one's edges.
+double mean_departure(const geom::Paths& a, const geom::Paths& b)
+{
+    double perimeter = 0;
+    for (const geom::Path& path : a)
+        for (size_t i = 0; i < path.size(); ++i) {
+            const auto& p = path[i];
+            const auto& q = path[(i + 1) % path.size()];
+            perimeter += std::hypot(double(q.X - p.X), double(q.Y - p.Y));
+        }
+    if (perimeter <= 0) return INFINITY;
+    return geom::area(geom::exclusive_or(a, b)) / perimeter;
+}
+
+geom::Paths placed_at(const geom::Paths& local, Point centre)
+{
+    return geom::place(geom::Placement{centre, 0, false}, local);
+}
+
+} // namespace
+
+Symbol matching_symbol(const Surface& surface, double tolerance, Point* centre)
+{
+    const geom::Paths outline = geom::surface_outline(surface);
+    const Box box = geom::box_of(outline);
+    if (box.empty()) return {};
+    const Point mid{box.xmin + (box.xmax - box.xmin) / 2, box.ymin + (box.ymax - box.ymin) / 2};
+    if (centre) *centre = mid;
+    const double w = double(box.xmax - box.xmin), h = double(box.ymax - box.ymin);
+    const double limit = std::max(tolerance, geom::kMaxChordError);
+    std::vector<Symbol> candidates;
+    if (std::fabs(w - h) <= limit) {
+        candidates.push_back(standard(SymbolFamily::Round, (w + h) / 2, 0, Units::Mm));
+        candidates.push_back(standard(SymbolFamily::Square, (w + h) / 2, 0, Units::Mm));
+    }
+    candidates.push_back(standard(SymbolFamily::Oval, w, h, Units::Mm));
+    candidates.push_back(standard(SymbolFamily::Rect, w, h, Units::Mm));
+    const geom::OutlineContext none;
+    Symbol best;
+    double best_departure = limit;
+    for (const Symbol& s : candidates) {
+        const double d = mean_departure(outline, placed_at(geom::symbol_outline(s, none), mid));
+        if (d <= best_departure) {
+            best_departure = d;
+            best = s;
+            if (d == 0) break;
+        }
+    }
+    return best;
+}
+
+size_t contours_to_pads(Layer& layer, const std::vector<bool>& picked, const ContourToPad& how)
+{
+    return replace_picked(layer, picked, [&](Layer& l, const Feature& f, size_t) {
+        if (f.kind != FeatureKind::Surface || f.body >= l.surfaces.size()) return false;
+        const Box box = geom::box_of(geom::surface_outline(l.surfaces[f.body]));
+        if (box.empty()) return false;
+        const double size = double(std::max(box.xmax - box.xmin, box.ymax - box.ymin));
+        if (size < how.min_size || (how.max_size > 0 && size > how.max_size)) return false;
+        Point centre;
+        Symbol s = matching_symbol(l.surfaces[f.body], how.tolerance, &centre);
+        if (s.family == SymbolFamily::Unknown) return false;
+        s.units = l.units;
+        s.name = odb::standard_symbol_name(s, l.units);
+        Feature pad = like(f, FeatureKind::Pad);
+        pad.a = centre;
+        pad.symbol = symbol_index(l, s);
+        l.features.push_back(pad);
+        return true;
+    });
+}
+
+namespace {
+
+bool small_hole(const geom::Path& hole, const Contourize& how)
+{
+    const Box b = geom::box_of(hole);
+    const double w = double(b.xmax - b.xmin), h = double(b.ymax - b.ymin);
+    switch (how.clean) {
+    case HoleClean::EitherSide: return w < how.hole_size || h < how.hole_size;
+    case HoleClean::BothSides: return w < how.hole_size && h < how.hole_size;
+    case HoleClean::Area: return std::fabs(ClipperLib::Area(hole)) < how.hole_size * how.hole_size;
+    }
+    return false;
+}
+
+} // namespace
+
+size_t contourize(Layer& layer, const std::vector<bool>& picked, const Contourize& how,
+                  const geom::OutlineContext& context)
+{
+    geom::Painter painter;
+    geom::Paths negatives;
+    size_t first = layer.features.size(), painted = 0;
+    bool any_positive = false;
+    for (size_t i = 0; i < layer.features.size() && i < picked.size(); ++i) {
+        if (!picked[i]) continue;
+        const Feature& f = layer.features[i];
+        first = std::min(first, i);
+        const geom::Paths outline = geom::feature_outline(layer, f, context);
+        const bool positive = f.polarity == Polarity::Positive;
+        any_positive = any_positive || positive;
+        painter.add(outline, positive);
+        if (!positive) negatives.insert(negatives.end(), outline.begin(), outline.end());
+        ++painted;
+        if (how.step && !how.step()) return 0;
+    }
+    if (!painted) return 0;
+    // Only negative features picked: their union, kept negative.
+    geom::Paths image = any_positive ? painter.image() : geom::unite(negatives);
+    if (how.accuracy > 0) ClipperLib::CleanPolygons(image, how.accuracy);
+    if (how.hole_size > 0)
+        image.erase(std::remove_if(image.begin(), image.end(),
+                                   [&](const geom::Path& p) { return !ClipperLib::Orientation(p) && small_hole(p, how); }),
+                    image.end());
+    std::vector<Surface> bodies = how.separate_islands ? islands_of(image) : std::vector<Surface>{surface_of(image)};
+    Feature model = layer.features[first];
+    model.polarity = any_positive ? Polarity::Positive : Polarity::Negative;
+    model.attributes = 0;
+    std::vector<bool> gone(picked.begin(), picked.begin() + static_cast<std::ptrdiff_t>(std::min(picked.size(), layer.features.size())));
+    replace_picked(layer, gone, [&](Layer& l, const Feature&, size_t at) {
+        if (at != first) return true;
+        for (Surface& body : bodies)
+            if (!body.contours.empty()) add_surface(l, model, std::move(body));
+        return true;
+    });
+    return bodies.size();
+}
+
+size_t change_texts(Layer& layer, const std::vector<bool>& picked, const TextChange& change)
+{
+    size_t n = 0;
+    for (size_t i = 0; i < layer.features.size() && i < picked.size(); ++i) {
+        Feature& f = layer.features[i];
+        if (!picked[i] || f.kind != FeatureKind::Text || f.body >= layer.texts.size()) continue;
+        Text& t = layer.texts[f.body];
+        if (!change.text.empty()) t.text = change.text;
+        if (!change.font.empty()) t.font = change.font;
+        if (change.xsize > 0) t.xsize = change.xsize;
+        if (change.ysize > 0) t.ysize = change.ysize;
+        if (change.width_factor > 0) t.width_factor = change.width_factor;
+        if (change.polarity == 0 || change.polarity == 1)
+            f.polarity = change.polarity == 0 ? Polarity::Positive : Polarity::Negative;
+        if (change.mirror == 0 || change.mirror == 1) f.mirror = change.mirror == 1;
+        f.angle = normal_angle(change.angle);
+        ++n;
+    }
+    return n;
+}
+
+size_t change_symbols(Layer& layer, const std::vector<bool>& picked, const Symbol& symbol, bool keep_angle)
+{
+    std::int32_t index = -1;
+    size_t n = 0;
+    for (size_t i = 0; i < layer.features.size() && i < picked.size(); ++i) {
+        Feature& f = layer.features[i];
+        if (!picked[i] || (f.kind != FeatureKind::Pad && f.kind != FeatureKind::Line && f.kind != FeatureKind::Arc))
+            continue;
+        if (index < 0) index = symbol_index(layer, symbol);
+        f.symbol = index;
+        f.resize = 0;
+        if (f.kind == FeatureKind::Pad && !keep_angle) {
+            f.angle = 0;
+            f.mirror = false;
+        }
+        ++n;
+    }
+    return n;
+}
+
+size_t substitute(Layer& layer, const std::vector<bool>& picked, const Symbol& symbol, double tolerance, int dcode,
+                  const geom::OutlineContext& context)
+{
+    const geom::Paths shape = geom::symbol_outline(symbol, context);
+    const Box box = geom::box_of(shape);
+    if (box.empty()) return 0;
+    const double limit = std::max(tolerance, geom::kMaxChordError);
+    const Point local_mid{box.xmin + (box.xmax - box.xmin) / 2, box.ymin + (box.ymax - box.ymin) / 2};
+    std::int32_t index = -1;
+    return replace_picked(layer, picked, [&](Layer& l, const Feature& f, size_t) {
+        if (f.kind != FeatureKind::Pad && f.kind != FeatureKind::Surface) return false;
+        const geom::Paths outline = geom::feature_outline(l, f, context);
+        const Box b = geom::box_of(outline);
+        if (b.empty()) return false;
+        // The symbol's box centre goes on the feature's box centre.
+        const Point at{b.xmin + (b.xmax - b.xmin) / 2 - local_mid.x, b.ymin + (b.ymax - b.ymin) / 2 - local_mid.y};
+        if (mean_departure(outline, placed_at(shape, at)) > limit) return false;
+        if (index < 0) index = symbol_index(l, symbol);
+        Feature pad = like(f, FeatureKind::Pad);
+        pad.a = at;
+        pad.symbol = index;
+        if (dcode >= 0) pad.dcode = dcode;
+        l.features.push_back(pad);
+        return true;
+    });
+}
+
+namespace {
+
+// Where two segments cross, as the fraction along the first; nothing when
+// they are parallel or miss each other.
+bool crossing(Point a, Point b, Point c, Point d, double& t, double& u)
+{
+    const double rx = double(b.x - a.x), ry = double(b.y - a.y);
+    const double sx = double(d.x - c.x), sy = double(d.y - c.y);
+    const double den = rx * sy - ry * sx;
+    if (den == 0) return false;
+    const double qx = double(c.x - a.x), qy = double(c.y - a.y);
+    t = (qx * sy - qy * sx) / den;
+    u = (qx * ry - qy * rx) / den;
+    return t >= 0 && t <= 1 && u >= 0 && u <= 1;
+}
+
+std::vector<size_t> picked_lines(const Layer& layer, const std::vector<bool>& picked)
+{
+    std::vector<size_t> out;
+    for (size_t i = 0; i < layer.features.size() && i < picked.size(); ++i)
+        if (picked[i] && layer.features[i].kind == FeatureKind::Line && layer.features[i].a != layer.features[i].b)
+            out.push_back(i);
+    return out;
+}
+
+} // namespace
+
+size_t split_at_crossings(Layer& layer, const std::vector<bool>& picked)
+{
+    const std::vector<size_t> lines = picked_lines(layer, picked);
+    std::map<size_t, std::vector<double>> cuts; // position -> fractions where it is cut
+    for (size_t i = 0; i < lines.size(); ++i) {
+        const Feature& f = layer.features[lines[i]];
+        const Box fb = [&] { Box b; b.add(f.a); b.add(f.b); return b; }();
+        for (size_t j = i + 1; j < lines.size(); ++j) {
+            const Feature& g = layer.features[lines[j]];
+            if (std::max(g.a.x, g.b.x) < fb.xmin || std::min(g.a.x, g.b.x) > fb.xmax ||
+                std::max(g.a.y, g.b.y) < fb.ymin || std::min(g.a.y, g.b.y) > fb.ymax)
+                continue;
+            double t, u;
+            if (!crossing(f.a, f.b, g.a, g.b, t, u)) continue;
+            cuts[lines[i]].push_back(t);
+            cuts[lines[j]].push_back(u);
+        }
+    }
+    std::vector<bool> cut(layer.features.size(), false);
+    for (const auto& entry : cuts) cut[entry.first] = true;
+    return replace_picked(layer, cut, [&](Layer& l, const Feature& f, size_t at) {
+        std::vector<double> ts = cuts[at];
+        std::sort(ts.begin(), ts.end());
+        Point from = f.a;
+        for (double t : ts) {
+            const Point to = rounded(double(f.a.x) + t * double(f.b.x - f.a.x), double(f.a.y) + t * double(f.b.y - f.a.y));
+            if (to != from) l.features.push_back(line(f, from, to, f.symbol));
+            from = to;
+        }
+        if (from != f.b) l.features.push_back(line(f, from, f.b, f.symbol));
+        return l.features.size() > 0;
+    });
+}
+
+size_t join_corners(Layer& layer, const std::vector<bool>& picked, double reach)
+{
+    const std::vector<size_t> lines = picked_lines(layer, picked);
+    size_t joined = 0;
+    std::vector<bool> end_used(lines.size() * 2, false); // two ends per line: a, b
+    for (size_t i = 0; i < lines.size(); ++i)
+        for (size_t j = i + 1; j < lines.size(); ++j) {
+            Feature& f = layer.features[lines[i]];
+            Feature& g = layer.features[lines[j]];
+            // The closest pair of free ends.
+            int fe = -1, ge = -1;
+            double best = reach;
+            for (int e = 0; e < 2; ++e)
+                for (int k = 0; k < 2; ++k) {
+                    if (end_used[i * 2 + size_t(e)] || end_used[j * 2 + size_t(k)]) continue;
+                    const Point p = e ? f.b : f.a, q = k ? g.b : g.a;
+                    const double d = std::hypot(double(p.x - q.x), double(p.y - q.y));
+                    if (d <= best) {
+                        best = d;
+                        fe = e;
+                        ge = k;
+                    }
+                }
+            if (fe < 0) continue;
+            // The two lines' infinite extensions meet at the corner.
+            const double rx = double(f.b.x - f.a.x), ry = double(f.b.y - f.a.y);
+            const double sx = double(g.b.x - g.a.x), sy = double(g.b.y - g.a.y);
+            const double den = rx * sy - ry * sx;
+            if (std::fabs(den) < 1e-9 * std::hypot(rx, ry) * std::hypot(sx, sy)) continue; // parallel
+            const double t = (double(g.a.x - f.a.x) * sy - double(g.a.y - f.a.y) * sx) / den;
+            const Point corner = rounded(double(f.a.x) + t * rx, double(f.a.y) + t * ry);
+            const Point fp = fe ? f.b : f.a;
+            if (std::hypot(double(corner.x - fp.x), double(corner.y - fp.y)) > reach) continue;
+            (fe ? f.b : f.a) = corner;
+            (ge ? g.b : g.a) = corner;
+            end_used[i * 2 + size_t(fe)] = end_used[j * 2 + size_t(ge)] = true;
+            ++joined;
+        }
+    return joined;
+}
+
+} // namespace kesto::edit
