@@ -8,6 +8,7 @@
 #include "engine/formats/odb/symbols.h"
 #include "engine/geometry/outline.h"
 #include "engine/select/filter.h"
+#include "engine/select/workspace.h"
 #include "engine/store/store.h"
 
 #include <glog/logging.h>
@@ -68,10 +69,12 @@ void mark_changed(Job& job, size_t changed)
 }
 
 // Applies `edit` to each layer's selection (or, with sel_type 1, to every
-// feature of it) and answers whether the names resolved.
+// feature of it) and answers whether the names resolved. The layers' spatial
+// indexes are dropped afterwards unless the edit kept them current itself
+// (`keeps_index`).
 template <class Edit>
 bool on_layers(const std::string& job, const std::string& step, const std::vector<std::string>& layers, int sel_type,
-               Edit&& edit)
+               Edit&& edit, bool keeps_index = false)
 {
     Target t;
     if (!resolve(job, step, layers, t)) return false;
@@ -85,6 +88,7 @@ bool on_layers(const std::string& job, const std::string& step, const std::vecto
             }
         }
         changed += edit(*layer);
+        if (!keeps_index) kesto::select::forget(*layer);
         if (sel_type == 1)
             for (size_t i = 0; i < kept.size() && i < layer->features.size(); ++i) layer->features[i].selected = kept[i];
     }
@@ -94,23 +98,6 @@ bool on_layers(const std::string& job, const std::string& step, const std::vecto
 
 kesto::Point from_working(double x, double y) { return kesto::Point{from_working_unit(x), from_working_unit(y)}; }
 
-kesto::select::Filter current_filter()
-{
-    select_info info;
-    get_select_param(info);
-    kesto::select::Filter f;
-    f.types = info.featuretypes;
-    f.by_symbol = info.has_symbols;
-    f.symbols = info.symbols;
-    f.min_width = from_working_unit(info.minline);
-    f.max_width = from_working_unit(info.maxline);
-    f.dcode = info.dcode;
-    f.any_attribute = info.attributes_flag == 1;
-    for (const auto& text : info.attributes_value) f.attributes.push_back(kesto::select::parse_attribute_test(text));
-    f.profile = info.profile_value;
-    f.within_selection = info.use_selection;
-    return f;
-}
 
 // Sets the selected or highlighted flag of the features the filter passes.
 void by_filter(const std::string& job, const std::string& step, const std::string& layer, bool highlight, bool on)
@@ -126,21 +113,81 @@ void by_filter(const std::string& job, const std::string& step, const std::strin
 
 } // namespace
 
+namespace {
+
+std::vector<size_t> selected_positions(const Layer& l)
+{
+    std::vector<size_t> out;
+    for (size_t i = 0; i < l.features.size(); ++i)
+        if (l.features[i].selected) out.push_back(i);
+    return out;
+}
+
+std::vector<bool> selected_flags(const Layer& l)
+{
+    std::vector<bool> out(l.features.size());
+    for (size_t i = 0; i < l.features.size(); ++i) out[i] = l.features[i].selected;
+    return out;
+}
+
+// These keep the layers' indexes current as they go.
+size_t delete_indexed(Layer& l)
+{
+    const std::vector<bool> removed = selected_flags(l);
+    const size_t n = kesto::edit::delete_selected(l);
+    kesto::select::erased(l, removed);
+    return n;
+}
+
+size_t place_indexed(const Job& job, Layer& l, const kesto::edit::Placement& p)
+{
+    const std::vector<size_t> positions = selected_positions(l);
+    const size_t n = kesto::edit::place_selected(l, p);
+    kesto::select::moved(job, l, positions);
+    return n;
+}
+
+size_t copy_indexed(const Job& job, Layer& from, Layer& to, const kesto::edit::Placement& p, bool invert)
+{
+    const size_t first = to.features.size();
+    const size_t n = kesto::edit::copy_selected(from, to, p, invert);
+    kesto::select::appended(job, to, first);
+    return n;
+}
+
+size_t reorder_indexed(Layer& l, bool to_end)
+{
+    // The order after the move: the one now at position i was at order[i].
+    std::vector<size_t> order;
+    for (int pass = 0; pass < 2; ++pass) {
+        const bool take_selected = (pass == 0) != to_end;
+        for (size_t i = 0; i < l.features.size(); ++i)
+            if (l.features[i].selected == take_selected) order.push_back(i);
+    }
+    const size_t n = kesto::edit::reorder_selected(l, to_end);
+    kesto::select::reordered(l, order);
+    return n;
+}
+
+} // namespace
+
 void delete_selected_features(const std::string& job, const std::string& step, const std::vector<std::string>& layers)
 {
-    on_layers(job, step, layers, 0, [](Layer& l) { return kesto::edit::delete_selected(l); });
+    on_layers(job, step, layers, 0, delete_indexed, true);
 }
 
 void move_same_layer(const std::string& job, const std::string& step, std::vector<std::string> layers, int dx, int dy)
 {
-    on_layers(job, step, layers, 0, [&](Layer& l) { return kesto::edit::place_selected(l, kesto::edit::moved(dx, dy)); });
+    const Job* owner = kesto::store::find_job(job);
+    on_layers(job, step, layers, 0, [&](Layer& l) { return place_indexed(*owner, l, kesto::edit::moved(dx, dy)); }, true);
 }
 
 void copy_features_in_samelayer(const std::string& job, const std::string& step, std::vector<std::string> layers, int dx,
                                 int dy)
 {
+    const Job* owner = kesto::store::find_job(job);
     on_layers(job, step, layers, 0,
-              [&](Layer& l) { return kesto::edit::copy_selected(l, l, kesto::edit::moved(dx, dy), false); });
+              [&](Layer& l) { return copy_indexed(*owner, l, l, kesto::edit::moved(dx, dy), false); }, true);
 }
 
 namespace {
@@ -171,7 +218,7 @@ void copy_features_to_otherLayer(const std::string& job, const std::string& step
     const auto p = anchored(mirror != 0, rotation, x_anchor, y_anchor, dx, static_cast<int>(dy));
     size_t changed = 0;
     for (Layer* to : dst.layers)
-        for (Layer* from : src.layers) changed += kesto::edit::copy_selected(*from, *to, p, invert);
+        for (Layer* from : src.layers) changed += copy_indexed(*src.job, *from, *to, p, invert);
     mark_changed(*src.job, changed);
 }
 
@@ -189,12 +236,12 @@ bool move_other_layer(const std::string& src_job, const std::string& src_step, c
     size_t moved = 0;
     for (Layer* from : src.layers) {
         if (from == dst.layers.front()) {
-            moved += kesto::edit::place_selected(*from, p);
+            moved += place_indexed(*src.job, *from, p);
             if (invert) kesto::edit::set_polarity_selected(*from, kesto::edit::PolarityChange::Invert);
             continue;
         }
-        moved += kesto::edit::copy_selected(*from, *dst.layers.front(), p, invert);
-        kesto::edit::delete_selected(*from);
+        moved += copy_indexed(*dst.job, *from, *dst.layers.front(), p, invert);
+        delete_indexed(*from);
     }
     mark_changed(*src.job, moved);
     mark_changed(*dst.job, moved);
@@ -227,7 +274,7 @@ bool transform(const std::string& job, const std::string& step, const std::strin
         p.angle += 180;
     }
     p.offset = from_working(xoffset, yoffset);
-    const size_t n = duplicate ? kesto::edit::copy_selected(*l, *l, p, false) : kesto::edit::place_selected(*l, p);
+    const size_t n = duplicate ? copy_indexed(*owner, *l, *l, p, false) : place_indexed(*owner, *l, p);
     mark_changed(*owner, n);
     return true;
 }
@@ -238,7 +285,7 @@ bool polarity(const Op::OpPara& para)
                         : para.polarity == 1 ? kesto::edit::PolarityChange::Negative
                                              : kesto::edit::PolarityChange::Invert;
     return on_layers(para.job, para.step, para.layers, para.sel_type,
-                     [&](Layer& l) { return kesto::edit::set_polarity_selected(l, change); });
+                     [&](Layer& l) { return kesto::edit::set_polarity_selected(l, change); }, true);
 }
 
 void modify_attributes(const std::string& job, const std::string& step, const std::vector<std::string>& layers, int mode,
@@ -247,13 +294,14 @@ void modify_attributes(const std::string& job, const std::string& step, const st
     const auto change = mode == 1   ? kesto::edit::AttributeChange::Replace
                          : mode == 2 ? kesto::edit::AttributeChange::Remove
                                      : kesto::edit::AttributeChange::Add;
-    on_layers(job, step, layers, 0, [&](Layer& l) { return kesto::edit::change_attributes_selected(l, change, attributes); });
+    on_layers(job, step, layers, 0,
+              [&](Layer& l) { return kesto::edit::change_attributes_selected(l, change, attributes); }, true);
 }
 
 void move_selected_features_index(const std::string& job, const std::string& step,
                                   const std::vector<std::string>& layers, bool put_last)
 {
-    on_layers(job, step, layers, 0, [&](Layer& l) { return kesto::edit::reorder_selected(l, put_last); });
+    on_layers(job, step, layers, 0, [&](Layer& l) { return reorder_indexed(l, put_last); }, true);
 }
 
 void select_features(const std::string& job, const std::string& step, const std::string& layer)

@@ -1,5 +1,7 @@
 #include "engine/api/selection.h"
 
+#include "engine/api/display.h"
+
 namespace KESTO {
 namespace API {
 namespace {
@@ -21,6 +23,23 @@ void get_select_param(select_info& out) { out = state().filter; }
 void set_select_param(select_info param) { state().filter = std::move(param); }
 void set_selection(const Selection& options) { state().options = options; }
 Selection get_selection() { return state().options; }
+
+kesto::select::Filter current_filter()
+{
+    const select_info& info = state().filter;
+    kesto::select::Filter f;
+    f.types = info.featuretypes;
+    f.by_symbol = info.has_symbols;
+    f.symbols = info.symbols;
+    f.min_width = from_working_unit(info.minline);
+    f.max_width = from_working_unit(info.maxline);
+    f.dcode = info.dcode;
+    f.any_attribute = info.attributes_flag == 1;
+    for (const auto& text : info.attributes_value) f.attributes.push_back(kesto::select::parse_attribute_test(text));
+    f.profile = info.profile_value;
+    f.within_selection = info.use_selection;
+    return f;
+}
 
 } // namespace API
 } // namespace KESTO

@@ -2,6 +2,7 @@
 // applies) and the options of a selection operation.
 #pragma once
 #include "engine/api/feature_info.h"
+#include "engine/select/filter.h"
 
 #include <map>
 #include <string>
@@ -48,6 +49,8 @@ struct Selection {
 
 
 void get_select_param(select_info& out);
+// The engine's filter for the current parameters (widths to nanometres).
+kesto::select::Filter current_filter();
 void set_select_param(select_info param);
 void set_selection(const Selection& options);
 Selection get_selection();
