@@ -389,7 +389,11 @@ bool on_picked(const std::string& job, const std::string& step, const std::vecto
     Target t;
     if (!resolve_any(job, step, layers, t)) return false;
     size_t changed = 0;
-    for (Layer* layer : t.layers) changed += edit(*t.job, *layer, picked_of(*layer, all));
+    for (Layer* layer : t.layers) {
+        const size_t n = edit(*t.job, *layer, picked_of(*layer, all));
+        if (n) kesto::select::forget(*layer);
+        changed += n;
+    }
     mark_changed(*t.job, changed);
     return true;
 }
@@ -584,7 +588,11 @@ bool reshape_contourize(const std::string& job, const std::string& step, const s
     };
     const auto context = kesto::geom::context_of(*t.job);
     size_t made = 0;
-    for (Layer* l : t.layers) made += kesto::edit::contourize(*l, picked_of(*l, false), how, context);
+    for (Layer* l : t.layers) {
+        const size_t n = kesto::edit::contourize(*l, picked_of(*l, false), how, context);
+        if (n) kesto::select::forget(*l);
+        made += n;
+    }
     mark_changed(*t.job, made);
     return !(progress && progress->cancel.load());
 }
@@ -607,8 +615,10 @@ bool reshape_substitute(const Op::OpPara& para)
             LOG(ERROR) << "reshape_substitute: \"" << para.symbol_name << "\" is no symbol";
             return false;
         }
-        changed += kesto::edit::substitute(*l, picked_of(*l, para.sel_type == 1), s, nm_of(para.size), para.dcode,
-                                           context);
+        const size_t n = kesto::edit::substitute(*l, picked_of(*l, para.sel_type == 1), s, nm_of(para.size),
+                                                 para.dcode, context);
+        if (n) kesto::select::forget(*l);
+        changed += n;
     }
     mark_changed(*t.job, changed);
     return true;
@@ -670,6 +680,7 @@ bool negative_layer_to_positive(const std::string& job, const std::string& step,
             model.body = static_cast<std::uint32_t>(l.surfaces.size() - 1);
             l.features.push_back(model);
         }
+        kesto::select::forget(l);
         t.job->changed = true;
     }
     return true;

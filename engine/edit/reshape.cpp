@@ -236,6 +236,8 @@ size_t lines_to_pads(Layer& layer, const std::vector<bool>& picked)
         if (!round && pen->family != SymbolFamily::Square) return false;
         const double w = pen->p[0];
         const double dx = double(f.b.x - f.a.x), dy = double(f.b.y - f.a.y);
+        // A square pen keeps its sides on the axes: a slanted stroke of it is no rectangle.
+        if (!round && dx != 0 && dy != 0) return false;
         const double length = std::hypot(dx, dy);
         Feature pad = like(f, FeatureKind::Pad);
         pad.a = rounded((double(f.a.x) + double(f.b.x)) / 2, (double(f.a.y) + double(f.b.y)) / 2);
@@ -259,8 +261,8 @@ size_t lines_to_pads(Layer& layer, const std::vector<bool>& picked)
 size_t pads_to_lines(Layer& layer, const std::vector<bool>& picked)
 {
     return replace_picked(layer, picked, [&](Layer& l, const Feature& f, size_t) {
+        if (f.kind != FeatureKind::Pad || !symbol_of(l, f)) return false;
         const Symbol* s = symbol_of(l, f);
-        if (f.kind != FeatureKind::Pad || !s) return false;
         using F = SymbolFamily;
         if (s->family == F::Round || s->family == F::Square) {
             l.features.push_back(line(f, f.a, f.a, f.symbol));
@@ -298,9 +300,10 @@ size_t pads_to_outlines(Layer& layer, const std::vector<bool>& picked, double wi
     return replace_picked(layer, picked, [&](Layer& l, const Feature& f, size_t) {
         const Symbol* s = symbol_of(l, f);
         if (f.kind != FeatureKind::Pad || !s) return false;
+        const Symbol shape = *s; // adding the pen may move the symbol table
         const std::int32_t pen = symbol_index(l, standard(SymbolFamily::Round, width, 0, l.units));
-        if (s->family == SymbolFamily::Round) {
-            const Point start{f.a.x + geom::to_nm(s->p[0] / 2), f.a.y};
+        if (shape.family == SymbolFamily::Round) {
+            const Point start{f.a.x + geom::to_nm(shape.p[0] / 2), f.a.y};
             l.features.push_back(arc(f, start, start, f.a, true, pen));
             return true;
         }
@@ -488,6 +491,19 @@ geom::Paths placed_at(const geom::Paths& local, Point centre)
 
 Symbol matching_symbol(const Surface& surface, double tolerance, Point* centre)
 {
+    // One contour of arcs about one centre with one radius is a circle.
+    if (surface.contours.size() == 1 && !surface.contours[0].segments.empty()) {
+        const Contour& c = surface.contours[0];
+        const Point o = c.segments[0].centre;
+        const double r = std::hypot(double(c.start.x - o.x), double(c.start.y - o.y));
+        const bool circle = std::all_of(c.segments.begin(), c.segments.end(), [&](const Segment& seg) {
+            return seg.arc && seg.centre == o && std::fabs(std::hypot(double(seg.end.x - o.x), double(seg.end.y - o.y)) - r) < 1;
+        });
+        if (circle && r > 0) {
+            if (centre) *centre = o;
+            return standard(SymbolFamily::Round, 2 * r, 0, Units::Mm);
+        }
+    }
     const geom::Paths outline = geom::surface_outline(surface);
     const Box box = geom::box_of(outline);
     if (box.empty()) return {};

@@ -1,0 +1,362 @@
+// Reshaping selected features from one kind into another.
+#include "engine/edit/reshape.h"
+#include "edit_reshape_support.h"
+
+namespace api = KESTO::API;
+using namespace kesto;
+using kesto::test::mm;
+
+namespace {
+
+class Reshape : public kesto::test::ReshapeJob {
+protected:
+    double distance(Point a, Point b) { return std::hypot(double(a.x - b.x), double(a.y - b.y)); }
+};
+
+TEST_F(Reshape, LinesBecomePadsOfTheSameAreaAndBackAgain)
+{
+    line("r100", {0, 0}, {mm, 0});
+    line("r100", {0, 0}, {0, 2 * mm});
+    line("r100", {0, 0}, {mm, mm});
+    line("r100", {5 * mm, 5 * mm}, {5 * mm, 5 * mm});
+    line("s200", {0, 0}, {mm, mm});
+    line("r100", {9 * mm, 0}, {9 * mm, mm}, false);
+    const double diagonal_area = area_mm2(top().features[2]);
+    ASSERT_TRUE(api::reshape_line_to_pad("shapes", "pcb", {"top"}));
+    const auto& f = top().features;
+    ASSERT_EQ(f.size(), 6u);
+    EXPECT_EQ(f[0].kind, FeatureKind::Pad);
+    EXPECT_EQ(symbol_name(f[0]), "oval1100x100");
+    EXPECT_EQ(f[0].a, (Point{mm / 2, 0}));
+    EXPECT_EQ(symbol_name(f[1]), "oval100x2100");
+    EXPECT_EQ(f[1].angle, 0);
+    EXPECT_EQ(f[1].a, (Point{0, mm}));
+    EXPECT_EQ(symbol_name(f[2]), "oval1514.214x100");
+    EXPECT_DOUBLE_EQ(f[2].angle, 315); // up and to the right is a quarter of a half turn anticlockwise
+    EXPECT_NEAR(area_mm2(f[2]), diagonal_area, 1e-6);
+    EXPECT_EQ(symbol_name(f[3]), "r100");
+    EXPECT_EQ(f[4].kind, FeatureKind::Line) << "a slanted square pen draws no rectangle";
+    EXPECT_EQ(f[5].kind, FeatureKind::Line) << "unselected";
+    EXPECT_TRUE(f[0].selected);
+
+    ASSERT_TRUE(api::reshape_pad_to_line("shapes", "pcb", {"top"}));
+    EXPECT_EQ(f[0].kind, FeatureKind::Line);
+    EXPECT_EQ(symbol_name(f[0]), "r100");
+    EXPECT_EQ(f[0].a, (Point{0, 0}));
+    EXPECT_EQ(f[0].b, (Point{mm, 0}));
+    EXPECT_EQ(f[1].a, (Point{0, 0}));
+    EXPECT_EQ(f[1].b, (Point{0, 2 * mm}));
+    EXPECT_EQ(symbol_name(f[2]), "r100");
+    EXPECT_LE(distance(f[2].a, {0, 0}), 2);
+    EXPECT_LE(distance(f[2].b, {mm, mm}), 2);
+    EXPECT_EQ(f[3].a, f[3].b);
+}
+
+TEST_F(Reshape, ArcsBecomeChordsWithinTheTolerance)
+{
+    arc("r50", {mm, 0}, {0, mm}, {0, 0}, false); // a quarter anticlockwise
+    arc("r50", {mm, 0}, {mm, 0}, {0, 0}, true);  // a full circle
+    auto p = para();
+    p.radius = 0.01;
+    ASSERT_TRUE(api::break_arc_to_lines(p));
+    std::vector<Feature> quarter, circle;
+    for (const Feature& f : top().features) {
+        ASSERT_EQ(f.kind, FeatureKind::Line);
+        (f.a.y >= 0 && f.a.x >= 0 && f.b.x >= 0 && f.b.y >= 0 && quarter.size() < 6 ? quarter : circle).push_back(f);
+    }
+    // 2 acos(0.99) = 0.2838 rad per chord: 6 chords for a quarter, 23 for a circle.
+    ASSERT_EQ(quarter.size(), 6u);
+    EXPECT_EQ(circle.size(), 23u);
+    EXPECT_EQ(quarter.front().a, (Point{mm, 0}));
+    EXPECT_EQ(quarter.back().b, (Point{0, mm}));
+    for (size_t i = 0; i < quarter.size(); ++i) {
+        const Feature& f = quarter[i];
+        if (i) EXPECT_EQ(f.a, quarter[i - 1].b);
+        EXPECT_NEAR(std::hypot(double(f.b.x), double(f.b.y)), double(mm), 1);
+        const double mid = std::hypot((f.a.x + f.b.x) / 2.0, (f.a.y + f.b.y) / 2.0);
+        EXPECT_LE(double(mm) - mid, 0.01 * mm);
+        EXPECT_EQ(symbol_name(f), "r50");
+    }
+    EXPECT_EQ(circle.back().b, (Point{mm, 0}));
+}
+
+TEST_F(Reshape, SurfacesBecomeOutlinesAndClosedOutlinesBecomeSurfaces)
+{
+    // A square with a round-ended right side: three straight edges and a half circle.
+    Surface body;
+    Contour c;
+    c.start = {0, 0};
+    c.segments = {Segment{{0, 2 * mm}}, Segment{{mm, 2 * mm}}, Segment{{mm, 0}, {mm, mm}, true, true},
+                  Segment{{0, 0}}};
+    body.contours.push_back(c);
+    top().surfaces.push_back(body);
+    Feature s;
+    s.kind = FeatureKind::Surface;
+    s.body = 0;
+    s.selected = true;
+    top().features.push_back(s);
+    const double area = area_mm2(s);
+    ASSERT_TRUE(api::reshape_surface_to_outline("shapes", "pcb", {"top"}, 0.1));
+    const auto& f = top().features;
+    ASSERT_EQ(f.size(), 4u);
+    EXPECT_EQ(f[2].kind, FeatureKind::Arc);
+    EXPECT_EQ(f[2].c, (Point{mm, mm}));
+    EXPECT_TRUE(f[2].cw);
+    EXPECT_EQ(symbol_name(f[0]), "r100");
+
+    // The loop, shuffled and partly reversed, closes back into the surface.
+    std::swap(top().features[0], top().features[3]);
+    std::swap(top().features[1].a, top().features[1].b);
+    line("r100", {5 * mm, 5 * mm}, {6 * mm, 5 * mm}); // an open chain stays
+    ASSERT_TRUE(api::reshape_outline_to_surface("shapes", "pcb", {"top"}, false));
+    ASSERT_EQ(f.size(), 2u);
+    EXPECT_EQ(f[0].kind, FeatureKind::Surface);
+    EXPECT_NEAR(area_mm2(f[0]), area, 1e-6);
+    EXPECT_EQ(f[1].kind, FeatureKind::Line);
+}
+
+TEST_F(Reshape, NestedLoopsMakeHolesAndSquareLoopsCanBecomePads)
+{
+    auto loop = [&](Coord x, Coord y, Coord side) {
+        const auto q = square(x, y, side);
+        for (size_t i = 0; i < 4; ++i) line("r10", q[i], q[(i + 1) % 4]);
+    };
+    loop(0, 0, 4 * mm);
+    loop(mm, mm, 2 * mm);
+    ASSERT_TRUE(api::reshape_outline_to_surface("shapes", "pcb", {"top"}, false));
+    ASSERT_EQ(top().features.size(), 1u);
+    EXPECT_NEAR(area_mm2(top().features[0]), 12.0, 1e-9);
+    EXPECT_EQ(top().surfaces[top().features[0].body].contours.size(), 2u);
+
+    top().features.clear();
+    loop(10 * mm, 0, mm);
+    ASSERT_TRUE(api::reshape_outline_to_surface("shapes", "pcb", {"top"}, true));
+    ASSERT_EQ(top().features.size(), 1u);
+    EXPECT_EQ(top().features[0].kind, FeatureKind::Pad);
+    EXPECT_EQ(symbol_name(top().features[0]), "s1000");
+    EXPECT_EQ(top().features[0].a, (Point{10500000, 500000}));
+}
+
+TEST_F(Reshape, ContoursMatchingStandardSymbolsBecomePads)
+{
+    Surface disc;
+    Contour c;
+    c.start = {3 * mm, 2 * mm};
+    c.segments = {Segment{{3 * mm, 2 * mm}, {2 * mm, 2 * mm}, true, true}};
+    disc.contours.push_back(c);
+    top().surfaces.push_back(disc);
+    Feature round;
+    round.kind = FeatureKind::Surface;
+    round.body = 0;
+    round.selected = true;
+    top().features.push_back(round);
+    surface({{{0, 0}, {0, mm}, {3 * mm, mm}, {3 * mm, 0}}});
+    surface({{{0, 0}, {0, 2 * mm}, {mm, 2 * mm}, {mm, mm}, {2 * mm, mm}, {2 * mm, 0}}}); // an L
+    surface({square(20 * mm, 0, 10 * mm)});
+    ASSERT_TRUE(api::reshape_contour_to_pad("shapes", "pcb", {"top"}, 0, 0, 5, ""));
+    const auto& f = top().features;
+    EXPECT_EQ(f[0].kind, FeatureKind::Pad);
+    EXPECT_EQ(symbol_name(f[0]), "r2000");
+    EXPECT_LE(distance(f[0].a, {2 * mm, 2 * mm}), 2);
+    EXPECT_EQ(symbol_name(f[1]), "rect3000x1000");
+    EXPECT_EQ(f[1].a, (Point{1500000, 500000}));
+    EXPECT_EQ(f[2].kind, FeatureKind::Surface) << "an L is no standard symbol";
+    EXPECT_EQ(f[3].kind, FeatureKind::Surface) << "bigger than the maximum size";
+}
+
+TEST_F(Reshape, ContourizeMergesPaintsNegativesAndCleansHoles)
+{
+    surface({square(0, 0, 2 * mm)});
+    surface({square(mm, 0, 2 * mm)});
+    pad("s200", mm + mm / 2, mm).polarity = Polarity::Negative; // a 0.2 mm hole
+    pad("r100", 10 * mm, 10 * mm);                              // an island of its own
+    pad("r100", 20 * mm, 0, false);
+    KESTO::COMMON::progress_value<int> progress;
+    ASSERT_TRUE(api::reshape_contourize("shapes", "pcb", {"top"}, 0, true, 0, 0, &progress));
+    EXPECT_EQ(progress.total.load(), 4);
+    EXPECT_EQ(progress.done.load(), 4);
+    auto& f = top().features;
+    ASSERT_EQ(f.size(), 3u);
+    EXPECT_EQ(f[0].kind, FeatureKind::Surface);
+    EXPECT_EQ(f[1].kind, FeatureKind::Surface);
+    EXPECT_EQ(f[2].kind, FeatureKind::Pad);
+    double total = area_mm2(f[0]) + area_mm2(f[1]);
+    EXPECT_NEAR(total, 6.0 - 0.04 + geom::kPi * 0.0025, 1e-3);
+
+    // Again as one surface, filling holes narrower than 0.3 mm.
+    for (auto& g : f) g.selected = g.kind == FeatureKind::Surface;
+    ASSERT_TRUE(api::reshape_contourize("shapes", "pcb", {"top"}, 0, false, 0.3, 0, nullptr));
+    ASSERT_EQ(f.size(), 2u);
+    EXPECT_NEAR(area_mm2(f[0]), 6.0 + geom::kPi * 0.0025, 1e-3);
+    EXPECT_EQ(f[1].a, (Point{20 * mm, 0}));
+}
+
+TEST_F(Reshape, CancelledContourizeLeavesTheLayer)
+{
+    surface({square(0, 0, mm)});
+    surface({square(mm / 2, 0, mm)});
+    KESTO::COMMON::progress_value<int> progress;
+    progress.cancel = true;
+    EXPECT_FALSE(api::reshape_contourize("shapes", "pcb", {"top"}, 0, true, 0, 0, &progress));
+    EXPECT_EQ(top().features.size(), 2u);
+    EXPECT_FALSE(job().changed);
+}
+
+TEST_F(Reshape, BreakPlacesUserSymbolsTextsAndIslands)
+{
+    UserSymbol sym;
+    sym.name = "mark";
+    sym.features.units = Units::Mm;
+    Feature part;
+    part.kind = FeatureKind::Line;
+    part.symbol = edit::symbol_index(sym.features, odb::parse_symbol_name("r20", Units::Mm));
+    part.a = {0, 0};
+    part.b = {mm, 0};
+    sym.features.features.push_back(part);
+    job().symbols["mark"] = sym;
+    Symbol user;
+    user.family = SymbolFamily::User;
+    user.name = "mark";
+    Feature p;
+    p.kind = FeatureKind::Pad;
+    p.symbol = edit::symbol_index(top(), user);
+    p.a = {5 * mm, 5 * mm};
+    p.angle = 90;
+    p.polarity = Polarity::Negative;
+    p.selected = true;
+    top().features.push_back(p);
+    surface({square(0, 0, mm), square(3 * mm, 0, mm)});
+    Text text;
+    text.xsize = text.ysize = mm;
+    text.text = "L";
+    top().texts.push_back(text);
+    Feature t;
+    t.kind = FeatureKind::Text;
+    t.body = 0;
+    t.selected = true;
+    top().features.push_back(t);
+    const Box text_box = box_of(t);
+
+    api::break_symbols(para());
+    const auto& f = top().features;
+    ASSERT_GE(f.size(), 4u);
+    EXPECT_EQ(f[0].kind, FeatureKind::Line);
+    EXPECT_EQ(f[0].a, (Point{5 * mm, 5 * mm}));
+    EXPECT_EQ(f[0].b, (Point{5 * mm, 4 * mm})) << "turned a quarter clockwise";
+    EXPECT_EQ(f[0].polarity, Polarity::Negative);
+    EXPECT_EQ(symbol_name(f[0]), "r20");
+    EXPECT_EQ(f[1].kind, FeatureKind::Surface);
+    EXPECT_NEAR(area_mm2(f[1]), 1.0, 1e-9);
+    EXPECT_NEAR(area_mm2(f[2]), 1.0, 1e-9);
+    Box strokes;
+    for (size_t i = 3; i < f.size(); ++i) {
+        EXPECT_EQ(f[i].kind, FeatureKind::Line);
+        strokes.add(box_of(f[i]));
+    }
+    EXPECT_NEAR(strokes.xmin, text_box.xmin, 2);
+    EXPECT_NEAR(strokes.ymax, text_box.ymax, 2);
+}
+
+TEST_F(Reshape, PadsBecomeOutlines)
+{
+    pad("r1000", 0, 0);
+    pad("rect2000x1000", 5 * mm, 0);
+    ASSERT_TRUE(api::reshape_pad_to_outline("shapes", "pcb", {"top"}, 0.05));
+    const auto& f = top().features;
+    ASSERT_EQ(f.size(), 5u);
+    EXPECT_EQ(f[0].kind, FeatureKind::Arc);
+    EXPECT_EQ(f[0].a, (Point{mm / 2, 0}));
+    EXPECT_EQ(f[0].a, f[0].b);
+    EXPECT_EQ(symbol_name(f[0]), "r50");
+    Box b;
+    double perimeter = 0;
+    for (size_t i = 1; i < 5; ++i) {
+        b.add(f[i].a);
+        EXPECT_EQ(f[i].b, f[i == 4 ? 1 : i + 1].a) << "a closed chain";
+        perimeter += distance(f[i].a, f[i].b);
+    }
+    EXPECT_DOUBLE_EQ(perimeter, 6.0 * mm);
+    EXPECT_EQ(b.xmin, 4 * mm);
+    EXPECT_EQ(b.ymax, mm / 2);
+}
+
+TEST_F(Reshape, CrossingLinesSplitAndNearEndsJoin)
+{
+    line("r10", {0, 0}, {2 * mm, 2 * mm});
+    line("r10", {0, 2 * mm}, {2 * mm, 0});
+    line("r10", {5 * mm, 0}, {5 * mm, 5 * mm}, false);
+    auto p = para();
+    ASSERT_TRUE(api::connections(p));
+    const auto& f = top().features;
+    ASSERT_EQ(f.size(), 5u);
+    EXPECT_EQ(f[0].b, (Point{mm, mm}));
+    EXPECT_EQ(f[1].a, (Point{mm, mm}));
+    EXPECT_EQ(f[1].b, (Point{2 * mm, 2 * mm}));
+
+    top().features.clear();
+    line("r10", {0, 0}, {900000, 0});
+    line("r10", {mm, 50000}, {mm, 2 * mm});
+    p.connect_type = 1;
+    p.radius = 0.2;
+    ASSERT_TRUE(api::connections(p));
+    EXPECT_EQ(f[0].b, (Point{mm, 0}));
+    EXPECT_EQ(f[1].a, (Point{mm, 0}));
+    p.radius = 0.01; // out of reach: nothing moves
+    line("r10", {0, 5 * mm}, {900000, 5 * mm});
+    line("r10", {mm, 5050000}, {mm, 7 * mm});
+    ASSERT_TRUE(api::connections(p));
+    EXPECT_EQ(f[2].b, (Point{900000, 5 * mm}));
+}
+
+TEST_F(Reshape, TextChangeSetsWhatIsGivenAndKeepsTheRest)
+{
+    Text text;
+    text.xsize = text.ysize = mm;
+    text.text = "A1";
+    top().texts.push_back(text);
+    Feature t;
+    t.kind = FeatureKind::Text;
+    t.selected = true;
+    top().features.push_back(t);
+    pad("r10", 0, 0);
+    ASSERT_TRUE(api::change_text("shapes", "pcb", {"top"}, "B2", "", 2 * mm, 0, 609600, 1, -1, 90));
+    const Text& now = top().texts[0];
+    EXPECT_EQ(now.text, "B2");
+    EXPECT_EQ(now.font, "standard");
+    EXPECT_EQ(now.xsize, 2 * mm);
+    EXPECT_EQ(now.ysize, mm);
+    EXPECT_DOUBLE_EQ(now.width_factor, 2.0);
+    EXPECT_EQ(top().features[0].polarity, Polarity::Negative);
+    EXPECT_FALSE(top().features[0].mirror);
+    EXPECT_EQ(top().features[0].angle, 90);
+    top().features[0].selected = false;
+    EXPECT_FALSE(api::change_text("shapes", "pcb", {"top"}, "C3", "", 0, 0, 0, 0, 0, 0)) << "no text selected";
+    EXPECT_EQ(now.text, "B2");
+}
+
+TEST_F(Reshape, NegativeFeaturesAndNegativeLayersFlattenToPositiveSurfaces)
+{
+    surface({square(0, 0, 2 * mm)});
+    surface({square(mm / 2, mm / 2, mm)}, false, Polarity::Negative);
+    ASSERT_TRUE(api::negative_layer_to_positive("shapes", "pcb", {"top"}));
+    ASSERT_EQ(top().features.size(), 1u);
+    EXPECT_EQ(top().features[0].polarity, Polarity::Positive);
+    EXPECT_NEAR(area_mm2(top().features[0]), 3.0, 1e-9);
+
+    job().rows[0].polarity = "NEGATIVE";
+    EXPECT_FALSE(api::negative_layer_to_positive("shapes", "pcb", {"top"})) << "no profile to invert within";
+    Step& step = job().steps["pcb"];
+    Contour outline;
+    outline.start = {0, 0};
+    for (Point p : {Point{0, 4 * mm}, Point{4 * mm, 4 * mm}, Point{4 * mm, 0}, Point{0, 0}})
+        outline.segments.push_back(Segment{p});
+    step.profile.contours = {outline};
+    step.has_profile = true;
+    ASSERT_TRUE(api::negative_layer_to_positive("shapes", "pcb", {"top"}));
+    EXPECT_EQ(job().rows[0].polarity, "POSITIVE");
+    double area = 0;
+    for (const Feature& f : top().features) area += area_mm2(f);
+    EXPECT_NEAR(area, 16.0 - 3.0, 1e-9);
+}
+
+} // namespace
