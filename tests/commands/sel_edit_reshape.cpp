@@ -1,6 +1,8 @@
 // The first table's resizing and reshaping commands, as a host sends them.
 #include "orig/jobs_host.h"
 
+#include <cmath>
+
 using namespace kesto::test;
 
 namespace {
@@ -105,7 +107,9 @@ TEST(SelEditReshape, ContourizeBreakAndOutlineCommands)
         EXPECT_EQ(first("SURFACE2OUTLINE", kWhere + R"(,{"width":0.1})"), "OK");
         f = selected();
         ASSERT_EQ(f.size(), 4u) << "the round pad lies inside the square: one square outline";
-        EXPECT_NEAR(std::fabs(f[0]["XE"].asDouble() - f[0]["XS"].asDouble()) + std::fabs(f[0]["YE"].asDouble() - f[0]["YS"].asDouble()), 0.04, 1e-6);
+        const double side = std::fabs(f[0]["XE"].asDouble() - f[0]["XS"].asDouble()) +
+                            std::fabs(f[0]["YE"].asDouble() - f[0]["YS"].asDouble());
+        EXPECT_NEAR(side, 0.04, 1e-6);
         EXPECT_EQ(f[0]["symbolname"].asString(), "r100");
         EXPECT_EQ(first("SYMBOL_CHANGE", kWhere + R"(,{"symbol_name":"r5"},{"pad_angle":0})"), "OK");
         EXPECT_EQ(selected()[0]["symbolname"].asString(), "r5");
