@@ -21,15 +21,12 @@ KESTO_PENDING(move_specified_features)
 KESTO_PENDING(move_make_zero)
 KESTO_PENDING(copy_layer_features)
 KESTO_PENDING(move_other_layer)
-KESTO_PENDING(clip_area_use_manual)
-KESTO_PENDING(clip_area_use_profile)
 KESTO_PENDING(change_line)
 KESTO_PENDING(identify_symbol)
 KESTO_PENDING(self_interaction)
 KESTO_PENDING(use_pattern_fill_contours)
 KESTO_PENDING(transform)
 KESTO_PENDING(make_zero)
-KESTO_PENDING(clip_area_use_reference)
 KESTO_PENDING(change_lines)
 KESTO_PENDING(change_arc)
 KESTO_PENDING(move_selected_features_index)
@@ -362,4 +359,51 @@ KESTO_HANDLER(negative_layer_to_positive)
         KESTO::API::negative_layer_to_positive(job, step, layers);
         return pass();
     });
+}
+
+KESTO_HANDLER(clip_area_use_manual)
+{
+    std::string job, step;
+    Strings layers;
+    std::vector<KESTO::API::point> points;
+    bool inside = true, contour = false;
+    double margin = 0;
+    int types = 0;
+    return handle(__func__, request, Form::Members,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"points", points}, {"clipinside", inside},
+                   {"clipcontour", contour}, {"margin", margin}, {"featuretype", types}},
+                  [&] {
+                      KESTO::API::clip_area_use_manual(job, step, layers, points, inside, contour, margin, types);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(clip_area_use_profile)
+{
+    std::string job, step, layer;
+    bool inside = false, contour = false;
+    double margin = 0;
+    int types = 0;
+    return handle(__func__, request, Form::Members,
+                  {{"job", job}, {"step", step}, {"layer", layer}, {"clipinside", inside}, {"clipcontour", contour},
+                   {"margin", margin}, {"featuretype", types}},
+                  [&] {
+                      KESTO::API::clip_area_use_profile(job, step, layer, inside, contour, margin, types);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(clip_area_use_reference)
+{
+    std::string job, step, work, reference;
+    bool contour = false;
+    double margin = 0;
+    int types = 0;
+    return handle(__func__, request, Form::Members,
+                  {{"jobname", job}, {"stepname", step}, {"work_layer", work}, {"reference_layer", reference},
+                   {"margin", margin}, {"clipcontour", contour}, {"featuretype", types}},
+                  [&] {
+                      KESTO::API::clip_area_use_reference(job, step, work, reference, margin, contour, types);
+                      return pass();
+                  });
 }

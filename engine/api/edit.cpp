@@ -686,5 +686,66 @@ bool negative_layer_to_positive(const std::string& job, const std::string& step,
     return true;
 }
 
+namespace {
+
+bool clip_layers(Target& t, kesto::geom::Paths area, bool inside, bool cut, double margin, int types)
+{
+    if (margin != 0) area = kesto::geom::offset(area, nm_of(margin));
+    if (area.empty()) {
+        LOG(ERROR) << "clip area: the area is empty";
+        return false;
+    }
+    const auto context = kesto::geom::context_of(*t.job);
+    size_t changed = 0;
+    for (Layer* l : t.layers) {
+        std::vector<bool> picked(l->features.size());
+        for (size_t i = 0; i < picked.size(); ++i)
+            picked[i] = types == 0 || (kesto::select::type_bit(l->features[i].kind) & types) != 0;
+        const size_t n = kesto::edit::clip_area(*l, picked, area, inside, cut, context);
+        if (n) kesto::select::forget(*l);
+        changed += n;
+    }
+    mark_changed(*t.job, changed);
+    return true;
+}
+
+} // namespace
+
+bool clip_area_use_manual(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                          const std::vector<point>& points, bool clipinside, bool clipcontour, double margin,
+                          int featuretype)
+{
+    Target t;
+    if (!resolve(job, step, layers, t)) return false;
+    kesto::geom::Path polygon;
+    for (const point& p : points) polygon.push_back({p.ix, p.iy});
+    if (polygon.size() < 3) {
+        LOG(ERROR) << "clip_area_use_manual: the area needs three points or more";
+        return false;
+    }
+    return clip_layers(t, kesto::geom::unite({polygon}), clipinside, clipcontour, margin, featuretype);
+}
+
+bool clip_area_use_profile(const std::string& job, const std::string& step, const std::string& layer, bool clipinside,
+                           bool clipcontour, double margin, int featuretype)
+{
+    Target t;
+    if (!resolve(job, step, {layer}, t)) return false;
+    if (!t.step->has_profile) {
+        LOG(ERROR) << "clip_area_use_profile: step \"" << step << "\" has no profile";
+        return false;
+    }
+    return clip_layers(t, kesto::geom::surface_outline(t.step->profile), clipinside, clipcontour, margin, featuretype);
+}
+
+bool clip_area_use_reference(const std::string& job, const std::string& step, const std::string& work_layer,
+                             const std::string& reference_layer, double margin, bool clipcontour, int featuretype)
+{
+    Target t, reference;
+    if (!resolve(job, step, {work_layer}, t) || !resolve(job, step, {reference_layer}, reference)) return false;
+    const auto area = kesto::geom::layer_outline(*reference.layers.front(), kesto::geom::context_of(*t.job));
+    return clip_layers(t, area, true, clipcontour, margin, featuretype);
+}
+
 } // namespace API
 } // namespace KESTO

@@ -150,5 +150,20 @@ bool change_text(const std::string& job, const std::string& step, const std::vec
 bool negative_layer_to_positive(const std::string& job, const std::string& step,
                                 const std::vector<std::string>& layers);
 
+// Clipping an area out of layers. `featuretype`: the kinds clipped, as the
+// selection filter's type bits (0: all). `margin` (working unit) grows the
+// area. Clipping inside removes what overlaps the area, outside what reaches
+// beyond it; `clipcontour` cuts surfaces along the area instead.
+// The area of `clip_area_use_manual` is the polygon `points` (engine units).
+bool clip_area_use_manual(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                          const std::vector<point>& points, bool clipinside, bool clipcontour, double margin,
+                          int featuretype);
+// The area is the step's profile.
+bool clip_area_use_profile(const std::string& job, const std::string& step, const std::string& layer, bool clipinside,
+                           bool clipcontour, double margin, int featuretype);
+// The area is the image of the reference layer; what overlaps it is clipped.
+bool clip_area_use_reference(const std::string& job, const std::string& step, const std::string& work_layer,
+                             const std::string& reference_layer, double margin, bool clipcontour, int featuretype);
+
 } // namespace API
 } // namespace KESTO

@@ -780,4 +780,24 @@ size_t join_corners(Layer& layer, const std::vector<bool>& picked, double reach)
     return joined;
 }
 
+size_t clip_area(Layer& layer, const std::vector<bool>& picked, const geom::Paths& area, bool inside,
+                 bool cut_surfaces, const geom::OutlineContext& context)
+{
+    const Box area_box = geom::box_of(area);
+    return replace_picked(layer, picked, [&](Layer& l, const Feature& f, size_t) {
+        const Box b = geom::feature_box(l, f, context);
+        const bool apart = area_box.empty() || b.empty() || b.xmax < area_box.xmin || b.xmin > area_box.xmax ||
+                           b.ymax < area_box.ymin || b.ymin > area_box.ymax;
+        if (apart) return !inside; // wholly outside: kept when clipping inside, gone when clipping outside
+        const geom::Paths outline = geom::feature_outline(l, f, context);
+        const geom::Paths clipped = inside ? geom::intersect(outline, area) : geom::subtract(outline, area);
+        if (geom::area(clipped) <= 0) return false;
+        if (cut_surfaces && f.kind == FeatureKind::Surface) {
+            const geom::Paths rest = inside ? geom::subtract(outline, area) : geom::intersect(outline, area);
+            for (Surface& island : islands_of(rest)) add_surface(l, f, std::move(island));
+        }
+        return true;
+    });
+}
+
 } // namespace kesto::edit

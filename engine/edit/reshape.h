@@ -102,4 +102,11 @@ size_t split_at_crossings(Layer& layer, const std::vector<bool>& picked);
 // extended or trimmed to the point where the two lines meet.
 size_t join_corners(Layer& layer, const std::vector<bool>& picked, double reach);
 
+// Clipping an area out of a layer. Clipping inside, the picked features that
+// overlap `area` go; clipping outside, those that reach beyond it. With
+// `cut_surfaces`, surfaces are cut along the area's edge instead and keep
+// what lies on the other side.
+size_t clip_area(Layer& layer, const std::vector<bool>& picked, const geom::Paths& area, bool inside,
+                 bool cut_surfaces, const geom::OutlineContext& context);
+
 } // namespace kesto::edit

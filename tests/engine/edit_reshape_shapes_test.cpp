@@ -360,3 +360,51 @@ TEST_F(Reshape, NegativeFeaturesAndNegativeLayersFlattenToPositiveSurfaces)
 }
 
 } // namespace
+
+namespace {
+
+class Clip : public kesto::test::ReshapeJob {};
+
+TEST_F(Clip, InsideOutsideAndCutSurfaces)
+{
+    pad("r100", mm / 2, mm / 2);          // inside the area
+    pad("r100", 5 * mm, 5 * mm, false);   // far outside; selection plays no part
+    line("r100", {0, 0}, {3 * mm, 0});    // crosses the edge
+    surface({square(mm / 2, 0, mm)});     // half in the area
+    const std::vector<api::point> area{{0, 0}, {int(mm), 0}, {int(mm), int(mm)}, {0, int(mm)}};
+    ASSERT_TRUE(api::clip_area_use_manual("shapes", "pcb", {"top"}, area, true, true, 0, 0));
+    auto& f = top().features;
+    ASSERT_EQ(f.size(), 2u);
+    EXPECT_EQ(f[0].a, (Point{5 * mm, 5 * mm}));
+    EXPECT_EQ(f[1].kind, FeatureKind::Surface);
+    EXPECT_NEAR(area_mm2(f[1]), 0.5, 1e-9);
+    EXPECT_EQ(box_of(f[1]).xmin, mm);
+
+    // Outside, lines only: the pad far away stays, as it is no line.
+    line("r100", {mm / 4, mm / 2}, {mm / 2, mm / 2});
+    line("r100", {4 * mm, 0}, {6 * mm, 0});
+    ASSERT_TRUE(api::clip_area_use_manual("shapes", "pcb", {"top"}, area, false, false, 0.1, 1));
+    ASSERT_EQ(f.size(), 3u);
+    EXPECT_EQ(f[2].a, (Point{mm / 4, mm / 2}));
+
+    EXPECT_FALSE(api::clip_area_use_manual("shapes", "pcb", {"top"}, {{0, 0}, {1, 1}}, true, false, 0, 0));
+    EXPECT_FALSE(api::clip_area_use_profile("shapes", "pcb", "top", true, false, 0, 0)) << "no profile";
+    EXPECT_EQ(f.size(), 3u);
+}
+
+TEST_F(Clip, ReferenceLayerImageIsTheArea)
+{
+    Layer& bot = job().steps["pcb"].layers["bot"];
+    Feature mask;
+    mask.kind = FeatureKind::Pad;
+    mask.symbol = edit::symbol_index(bot, odb::parse_symbol_name("s2000", Units::Mm));
+    bot.features.push_back(mask);
+    pad("r100", 0, 0);
+    pad("r100", 3 * mm, 0);
+    ASSERT_TRUE(api::clip_area_use_reference("shapes", "pcb", "top", "bot", 0, false, 0));
+    ASSERT_EQ(top().features.size(), 1u);
+    EXPECT_EQ(top().features[0].a, (Point{3 * mm, 0}));
+    EXPECT_FALSE(api::clip_area_use_reference("shapes", "pcb", "top", "nope", 0, false, 0));
+}
+
+} // namespace
