@@ -23,7 +23,6 @@ KESTO_PENDING(copy_layer_features)
 KESTO_PENDING(move_other_layer)
 KESTO_PENDING(change_line)
 KESTO_PENDING(identify_symbol)
-KESTO_PENDING(self_interaction)
 KESTO_PENDING(use_pattern_fill_contours)
 KESTO_PENDING(transform)
 KESTO_PENDING(make_zero)
@@ -406,4 +405,13 @@ KESTO_HANDLER(clip_area_use_reference)
                       KESTO::API::clip_area_use_reference(job, step, work, reference, margin, contour, types);
                       return pass();
                   });
+}
+
+KESTO_HANDLER(self_interaction)
+{
+    std::vector<KESTO::API::point> points;
+    return handle(__func__, request, Form::Members, {{"vpts", points}}, [&] {
+        KESTO::API::self_interaction(points);
+        return pass();
+    });
 }

@@ -1,5 +1,6 @@
 // Nets, fonts, reports, tolerances, profiles and attributes.
 #include "adaptor/handler.h"
+#include "engine/api/edit.h"
 
 // Not built yet: these answer the error text.
 KESTO_PENDING(Line_to_SymbolStr)
@@ -12,12 +13,10 @@ KESTO_PENDING(CorrectUndo)
 KESTO_PENDING(AddFeatures)
 KESTO_PENDING(get_features_center)
 KESTO_PENDING(get_features_centers)
-KESTO_PENDING(break_symbols)
 KESTO_PENDING(modify_attributes)
 KESTO_PENDING(get_text_list)
 KESTO_PENDING(get_text_name)
 KESTO_PENDING(get_texts_name)
-KESTO_PENDING(connections)
 KESTO_PENDING(get_box_center)
 KESTO_PENDING(highlight_reference_profile)
 KESTO_PENDING(get_fonts)
@@ -53,3 +52,31 @@ KESTO_PENDING(load_one_font)
 KESTO_PENDING(polygon_is_interacts)
 KESTO_PENDING(teardrop_attribute_classfy)
 KESTO_PENDING(get_feature_rotated_box)
+
+using namespace kesto::adaptor;
+
+// The record commands of the selection edits, with this table's key names.
+KESTO_HANDLER(break_symbols)
+{
+    KESTO::Op::OpPara para;
+    return handle(__func__, request, Form::Members,
+                  {{"jobname", para.job}, {"stepname", para.step}, {"layernames", para.layers},
+                   {"sel_type", para.sel_type}},
+                  [&] {
+                      KESTO::API::break_symbols(para);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(connections)
+{
+    KESTO::Op::OpPara para;
+    return handle(__func__, request, Form::Members,
+                  {{"jobname", para.job}, {"stepname", para.step}, {"layernames", para.layers},
+                   {"connect_type", para.connect_type}, {"interaction_type", para.interaction_type},
+                   {"radius", para.radius}, {"sel_type", para.sel_type}},
+                  [&] {
+                      KESTO::API::connections(para);
+                      return pass();
+                  });
+}

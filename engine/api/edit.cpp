@@ -747,5 +747,14 @@ bool clip_area_use_reference(const std::string& job, const std::string& step, co
     return clip_layers(t, area, true, clipcontour, margin, featuretype);
 }
 
+bool self_interaction(const std::vector<point>& points)
+{
+    kesto::geom::Path polygon;
+    for (const point& p : points)
+        if (polygon.empty() || polygon.back() != kesto::geom::IntPoint{p.ix, p.iy}) polygon.push_back({p.ix, p.iy});
+    if (polygon.size() > 1 && polygon.front() == polygon.back()) polygon.pop_back();
+    return kesto::edit::crosses_itself(polygon);
+}
+
 } // namespace API
 } // namespace KESTO

@@ -165,5 +165,8 @@ bool clip_area_use_profile(const std::string& job, const std::string& step, cons
 bool clip_area_use_reference(const std::string& job, const std::string& step, const std::string& work_layer,
                              const std::string& reference_layer, double margin, bool clipcontour, int featuretype);
 
+// True when the closed polygon (engine units) crosses or touches itself.
+bool self_interaction(const std::vector<point>& points);
+
 } // namespace API
 } // namespace KESTO

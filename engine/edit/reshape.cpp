@@ -800,4 +800,59 @@ size_t clip_area(Layer& layer, const std::vector<bool>& picked, const geom::Path
     });
 }
 
+namespace {
+
+int turn(const geom::IntPoint& a, const geom::IntPoint& b, const geom::IntPoint& c)
+{
+    const long double v = (long double)(b.X - a.X) * (c.Y - a.Y) - (long double)(b.Y - a.Y) * (c.X - a.X);
+    return v > 0 ? 1 : v < 0 ? -1 : 0;
+}
+
+bool on_segment(const geom::IntPoint& a, const geom::IntPoint& b, const geom::IntPoint& p)
+{
+    return std::min(a.X, b.X) <= p.X && p.X <= std::max(a.X, b.X) && std::min(a.Y, b.Y) <= p.Y &&
+           p.Y <= std::max(a.Y, b.Y);
+}
+
+bool segments_meet(const geom::IntPoint& a, const geom::IntPoint& b, const geom::IntPoint& c, const geom::IntPoint& d)
+{
+    const int d1 = turn(c, d, a), d2 = turn(c, d, b), d3 = turn(a, b, c), d4 = turn(a, b, d);
+    if (d1 * d2 < 0 && d3 * d4 < 0) return true;
+    return (d1 == 0 && on_segment(c, d, a)) || (d2 == 0 && on_segment(c, d, b)) || (d3 == 0 && on_segment(a, b, c)) ||
+           (d4 == 0 && on_segment(a, b, d));
+}
+
+} // namespace
+
+bool crosses_itself(const geom::Path& polygon)
+{
+    const size_t n = polygon.size();
+    if (n < 4) return false;
+    // Edges by their left end: an edge meets only those starting before its right end.
+    std::vector<size_t> order(n);
+    for (size_t i = 0; i < n; ++i) order[i] = i;
+    auto left = [&](size_t e) { return std::min(polygon[e].X, polygon[(e + 1) % n].X); };
+    auto right = [&](size_t e) { return std::max(polygon[e].X, polygon[(e + 1) % n].X); };
+    std::sort(order.begin(), order.end(), [&](size_t a, size_t b) { return left(a) < left(b); });
+    for (size_t i = 0; i < n; ++i) {
+        const size_t e = order[i];
+        for (size_t j = i + 1; j < n && left(order[j]) <= right(e); ++j) {
+            const size_t g = order[j];
+            const bool neighbours = (e + 1) % n == g || (g + 1) % n == e;
+            const auto &a = polygon[e], &b = polygon[(e + 1) % n], &c = polygon[g], &d = polygon[(g + 1) % n];
+            if (neighbours) {
+                // Neighbours share one vertex; they meet elsewhere only when they fold back on each other.
+                const auto& shared = (e + 1) % n == g ? b : a;
+                const auto& p = (e + 1) % n == g ? a : b;
+                const auto& q = (e + 1) % n == g ? d : c;
+                if (turn(p, shared, q) == 0 && ((p.X - shared.X) * (q.X - shared.X) + (p.Y - shared.Y) * (q.Y - shared.Y)) > 0)
+                    return true;
+                continue;
+            }
+            if (segments_meet(a, b, c, d)) return true;
+        }
+    }
+    return false;
+}
+
 } // namespace kesto::edit

@@ -109,4 +109,8 @@ size_t join_corners(Layer& layer, const std::vector<bool>& picked, double reach)
 size_t clip_area(Layer& layer, const std::vector<bool>& picked, const geom::Paths& area, bool inside,
                  bool cut_surfaces, const geom::OutlineContext& context);
 
+// True when two edges of the closed polygon cross or touch anywhere but at
+// the vertex two neighbouring edges share.
+bool crosses_itself(const geom::Path& polygon);
+
 } // namespace kesto::edit

@@ -408,3 +408,15 @@ TEST_F(Clip, ReferenceLayerImageIsTheArea)
 }
 
 } // namespace
+
+TEST(SelfInteraction, CrossingsTouchesAndFoldsAreFound)
+{
+    using P = api::point;
+    EXPECT_FALSE(api::self_interaction({P{0, 0}, P{10, 0}, P{10, 10}, P{0, 10}}));
+    EXPECT_FALSE(api::self_interaction({P{0, 0}, P{10, 0}, P{10, 10}, P{0, 10}, P{0, 0}})) << "closed by repeating";
+    EXPECT_TRUE(api::self_interaction({P{0, 0}, P{10, 10}, P{10, 0}, P{0, 10}})) << "a bow tie";
+    EXPECT_TRUE(api::self_interaction({P{0, 0}, P{10, 0}, P{5, 0}, P{5, 10}})) << "folds back on itself";
+    EXPECT_TRUE(api::self_interaction({P{0, 0}, P{20, 0}, P{20, 20}, P{10, 0}, P{0, 20}})) << "a vertex on an edge";
+    EXPECT_FALSE(api::self_interaction({P{0, 0}, P{5, 5}}));
+    EXPECT_FALSE(api::self_interaction({}));
+}
