@@ -41,7 +41,6 @@ KESTO_PENDING(translate_lines)
 KESTO_PENDING(copy_usersymbol_to_other_job)
 KESTO_PENDING(move_select_feature_to_other_step)
 KESTO_PENDING(classify_polyline)
-KESTO_PENDING(rounding_line_corner)
 
 using namespace kesto::adaptor;
 
@@ -414,4 +413,18 @@ KESTO_HANDLER(self_interaction)
         KESTO::API::self_interaction(points);
         return pass();
     });
+}
+
+// Its failure record has always carried another command's text.
+KESTO_HANDLER(rounding_line_corner)
+{
+    std::string job, step;
+    Strings layers;
+    double radius = 0;
+    return handle(__func__, request, Form::Members,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"radius", radius}}, [&] {
+                      if (!KESTO::API::rounding_line_corner(job, step, layers, radius))
+                          LOG(ERROR) << "set_layer_checklist failed";
+                      return pass();
+                  });
 }

@@ -756,5 +756,18 @@ bool self_interaction(const std::vector<point>& points)
     return kesto::edit::crosses_itself(polygon);
 }
 
+bool rounding_line_corner(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                          double radius)
+{
+    if (!(radius > 0)) {
+        LOG(ERROR) << "rounding_line_corner: the radius must be above 0";
+        return false;
+    }
+    const double r = nm_of(radius);
+    return on_picked(job, step, layers, false, [&](Job&, Layer& l, const std::vector<bool>& picked) {
+        return kesto::edit::round_corners(l, picked, r);
+    });
+}
+
 } // namespace API
 } // namespace KESTO

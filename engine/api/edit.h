@@ -168,5 +168,9 @@ bool clip_area_use_reference(const std::string& job, const std::string& step, co
 // True when the closed polygon (engine units) crosses or touches itself.
 bool self_interaction(const std::vector<point>& points);
 
+// Rounds the corners where selected lines meet end to end with arcs of `radius` (working unit).
+bool rounding_line_corner(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                          double radius);
+
 } // namespace API
 } // namespace KESTO

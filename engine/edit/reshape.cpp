@@ -855,4 +855,56 @@ bool crosses_itself(const geom::Path& polygon)
     return false;
 }
 
+size_t round_corners(Layer& layer, const std::vector<bool>& picked, double radius)
+{
+    if (!(radius > 0)) return 0;
+    const std::vector<size_t> lines = picked_lines(layer, picked);
+    std::map<std::pair<Coord, Coord>, std::vector<std::pair<size_t, int>>> ends; // point -> (line, end 0 a / 1 b)
+    for (size_t line_at : lines)
+        for (int end = 0; end < 2; ++end) {
+            const Point p = end ? layer.features[line_at].b : layer.features[line_at].a;
+            ends[{p.x, p.y}].push_back({line_at, end});
+        }
+    std::map<size_t, Feature> trimmed;            // position -> the line as trimmed
+    std::map<size_t, std::vector<Feature>> after; // position -> arcs drawn after it
+    size_t corners = 0;
+    for (const auto& entry : ends) {
+        if (entry.second.size() != 2) continue;
+        const auto [i, ei] = entry.second[0];
+        const auto [j, ej] = entry.second[1];
+        if (i == j) continue;
+        Feature& f = trimmed.emplace(i, layer.features[i]).first->second;
+        Feature& g = trimmed.emplace(j, layer.features[j]).first->second;
+        const Point corner{entry.first.first, entry.first.second};
+        const Point a = ei ? f.a : f.b, b = ej ? g.a : g.b; // the far ends
+        const double la = std::hypot(double(a.x - corner.x), double(a.y - corner.y));
+        const double lb = std::hypot(double(b.x - corner.x), double(b.y - corner.y));
+        if (la <= 0 || lb <= 0) continue;
+        const double ux = (a.x - corner.x) / la, uy = (a.y - corner.y) / la;
+        const double vx = (b.x - corner.x) / lb, vy = (b.y - corner.y) / lb;
+        const double angle = std::acos(std::clamp(ux * vx + uy * vy, -1.0, 1.0));
+        if (angle < 1e-9 || kPi - angle < 1e-9) continue; // straight on, or folded back
+        const double reach = radius / std::tan(angle / 2);
+        if (reach >= la || reach >= lb) continue;
+        const Point t1 = rounded(corner.x + ux * reach, corner.y + uy * reach);
+        const Point t2 = rounded(corner.x + vx * reach, corner.y + vy * reach);
+        const double bx = ux + vx, by = uy + vy, bl = std::hypot(bx, by);
+        const double out = radius / std::sin(angle / 2);
+        const Point centre = rounded(corner.x + bx / bl * out, corner.y + by / bl * out);
+        (ei ? f.b : f.a) = t1;
+        (ej ? g.b : g.a) = t2;
+        const double turn = double(t1.x - centre.x) * double(t2.y - centre.y) - double(t1.y - centre.y) * double(t2.x - centre.x);
+        after[i].push_back(arc(layer.features[i], t1, t2, centre, turn < 0, layer.features[i].symbol));
+        ++corners;
+    }
+    std::vector<bool> change(layer.features.size(), false);
+    for (const auto& entry : trimmed) change[entry.first] = true;
+    replace_picked(layer, change, [&](Layer& l, const Feature&, size_t at) {
+        l.features.push_back(trimmed[at]);
+        for (const Feature& a : after[at]) l.features.push_back(a);
+        return true;
+    });
+    return corners;
+}
+
 } // namespace kesto::edit

@@ -109,6 +109,11 @@ size_t join_corners(Layer& layer, const std::vector<bool>& picked, double reach)
 size_t clip_area(Layer& layer, const std::vector<bool>& picked, const geom::Paths& area, bool inside,
                  bool cut_surfaces, const geom::OutlineContext& context);
 
+// Where two picked lines meet end to end at an angle, both are trimmed and an
+// arc of `radius` nanometres joins them, tangent to each (drawn with the first
+// line's symbol). Corners whose lines are too short for the arc are left.
+size_t round_corners(Layer& layer, const std::vector<bool>& picked, double radius);
+
 // True when two edges of the closed polygon cross or touch anywhere but at
 // the vertex two neighbouring edges share.
 bool crosses_itself(const geom::Path& polygon);

@@ -420,3 +420,30 @@ TEST(SelfInteraction, CrossingsTouchesAndFoldsAreFound)
     EXPECT_FALSE(api::self_interaction({P{0, 0}, P{5, 5}}));
     EXPECT_FALSE(api::self_interaction({}));
 }
+
+namespace {
+
+class Corners : public kesto::test::ReshapeJob {};
+
+TEST_F(Corners, LinesMeetingAtAnAngleGetATangentArc)
+{
+    line("r50", {0, 0}, {2 * mm, 0});
+    line("r50", {2 * mm, 0}, {2 * mm, 2 * mm});
+    line("r50", {2 * mm, 2 * mm}, {2 * mm + mm / 10, 2 * mm + mm / 10}); // too short for the arc
+    ASSERT_TRUE(api::rounding_line_corner("shapes", "pcb", {"top"}, 0.5));
+    const auto& f = top().features;
+    ASSERT_EQ(f.size(), 4u);
+    EXPECT_EQ(f[0].b, (Point{1500000, 0}));
+    ASSERT_EQ(f[1].kind, FeatureKind::Arc);
+    EXPECT_EQ(f[1].a, (Point{1500000, 0}));
+    EXPECT_EQ(f[1].b, (Point{2 * mm, 500000}));
+    EXPECT_EQ(f[1].c, (Point{1500000, 500000}));
+    EXPECT_FALSE(f[1].cw) << "turning left";
+    EXPECT_EQ(f[2].a, (Point{2 * mm, 500000}));
+    EXPECT_EQ(f[2].b, (Point{2 * mm, 2 * mm}));
+    EXPECT_EQ(f[3].a, (Point{2 * mm, 2 * mm}));
+    EXPECT_FALSE(api::rounding_line_corner("shapes", "pcb", {"top"}, 0));
+    EXPECT_FALSE(api::rounding_line_corner("shapes", "pcb", {"nope"}, 0.1));
+}
+
+} // namespace

@@ -92,3 +92,27 @@ TEST(FeatureEditReshape, ResizeGlobalAndPolygonAndSymbols)
         EXPECT_EQ(call(R"({"func":"RESIZE_POLYGON","paras":{}})"), "{\"output_polygons\":[]}\n");
     });
 }
+
+TEST(FeatureEditReshape, FailuresKeepTheirRecordsAndAnswerThePassText)
+{
+    TempDir dir;
+    in_fresh_process(dir.path(), [] {
+        board_with_pads();
+        EXPECT_EQ(call(R"({"func":"ROUNDING_LINE_CORNER","paras":{"job":"none","step":"pcb","layers":["top"],
+                          "radius":0.1}})"),
+                  "OK");
+        EXPECT_NE(read_logs("log", "ERROR_").find("set_layer_checklist failed"), std::string::npos);
+        EXPECT_EQ(call(R"({"func":"SELF_INTERACTION","paras":{"vpts":[{"ix":0,"iy":0},{"ix":9,"iy":9},
+                          {"ix":9,"iy":0},{"ix":0,"iy":9}]}})"),
+                  "OK");
+        // The drawn area takes the two overlapping pads; the lone one stays.
+        EXPECT_EQ(call(R"({"func":"CLIP_AREA_USE_MANUAL","paras":{"job":"board","step":"pcb","layers":["top"],
+                          "points":[{"ix":0,"iy":-500000},{"ix":2000000,"iy":-500000},{"ix":2000000,"iy":500000},
+                          {"ix":0,"iy":500000}],"clipinside":true,"clipcontour":false,"margin":0,"featuretype":0}})"),
+                  "OK");
+        ASSERT_EQ(selected().size(), 1u);
+        EXPECT_NEAR(selected()[0]["xsize"].asDouble(), 0.1, 1e-5);
+        EXPECT_EQ(call(R"({"func":"CLIP_AREA_USE_MANUAL","paras":{"points":"none"}})"), "OK");
+        EXPECT_EQ(call(R"({"func":"CLIP_AREA_USE_MANUAL","paras":{"margin":"wide"}})"), "ERROR");
+    });
+}
