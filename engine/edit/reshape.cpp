@@ -591,7 +591,14 @@ size_t contourize(Layer& layer, const std::vector<bool>& picked, const Contouriz
     if (!painted) return 0;
     // Only negative features picked: their union, kept negative.
     geom::Paths image = any_positive ? painter.image() : geom::unite(negatives);
-    if (how.accuracy > 0) ClipperLib::CleanPolygons(image, how.accuracy);
+    if (how.accuracy > 0) {
+        // An accuracy that would simplify the image away is no accuracy: keep it as painted.
+        geom::Paths cleaned = image;
+        ClipperLib::CleanPolygons(cleaned, how.accuracy);
+        cleaned.erase(std::remove_if(cleaned.begin(), cleaned.end(), [](const geom::Path& p) { return p.size() < 3; }),
+                      cleaned.end());
+        if (!cleaned.empty() || image.empty()) image = std::move(cleaned);
+    }
     if (how.hole_size > 0)
         image.erase(std::remove_if(image.begin(), image.end(),
                                    [&](const geom::Path& p) { return !ClipperLib::Orientation(p) && small_hole(p, how); }),
@@ -719,8 +726,9 @@ size_t split_at_crossings(Layer& layer, const std::vector<bool>& picked)
                 continue;
             double t, u;
             if (!crossing(f.a, f.b, g.a, g.b, t, u)) continue;
-            cuts[lines[i]].push_back(t);
-            cuts[lines[j]].push_back(u);
+            // Lines that only touch at an end are not cut there.
+            if (t > 0 && t < 1) cuts[lines[i]].push_back(t);
+            if (u > 0 && u < 1) cuts[lines[j]].push_back(u);
         }
     }
     std::vector<bool> cut(layer.features.size(), false);

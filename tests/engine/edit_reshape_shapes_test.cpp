@@ -447,3 +447,34 @@ TEST_F(Corners, LinesMeetingAtAnAngleGetATangentArc)
 }
 
 } // namespace
+
+namespace {
+
+class Hostile : public kesto::test::ReshapeJob {};
+
+// Values no operator would send must not lose features or take forever.
+TEST_F(Hostile, AbsurdValuesLoseNothing)
+{
+    surface({square(0, 0, mm)});
+    line("r10", {0, 0}, {mm, 0});
+    line("r10", {mm, 0}, {mm, mm}); // touches the first at an end: nothing to split
+    arc("r10", {0, 0}, {0, 0}, {900000000000000, 0}, true);
+    auto p = para();
+    ASSERT_TRUE(api::connections(p));
+    EXPECT_EQ(top().features.size(), 4u);
+    p.radius = 1e300;
+    ASSERT_TRUE(api::break_arc_to_lines(p));
+    EXPECT_LE(top().features.size(), 3u + 4096u);
+    top().features.resize(3);
+    for (auto& f : top().features) f.selected = true;
+    ASSERT_TRUE(api::reshape_contourize("shapes", "pcb", {"top"}, 1e9, true, 0, 0, nullptr));
+    ASSERT_EQ(top().features.size(), 1u);
+    EXPECT_NEAR(area_mm2(top().features[0]), 1.0, 0.05);
+    EXPECT_TRUE(api::resize_polygon({{0, 0}, {10, 0}, {10, 10}}, 1e300).empty());
+    api::resize_global_result result;
+    p.size = std::nan("");
+    ASSERT_TRUE(api::resize_global(p, result));
+    EXPECT_NEAR(area_mm2(top().features[0]), 1.0, 0.05);
+}
+
+} // namespace
