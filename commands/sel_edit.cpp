@@ -326,5 +326,21 @@ KESTO_HANDLER(change_text)
                   });
 }
 
-// Not built yet: this answers the error text.
-KESTO_PENDING(sel_fill)
+// "type" 1 asks for a pattern fill, anything else a solid one; "solid_type"
+// 1 (or true) keeps surfaces solid, 0 draws them with the brush.
+KESTO_HANDLER(sel_fill)
+{
+    std::string job, step;
+    Strings layers;
+    int solid_type = 1, type = 0;
+    double min_brush = 0;
+    bool use_arcs = false;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"solid_type", solid_type},
+                   {"min_brush", min_brush}, {"use_arcs", use_arcs}, {"type", type}},
+                  [&] {
+                      if (type == 1) throw std::runtime_error("pattern fill is not built");
+                      KESTO::API::use_solid_fill_contours(job, step, layers, solid_type != 0, min_brush, use_arcs);
+                      return pass();
+                  });
+}

@@ -22,7 +22,6 @@ KESTO_PENDING(highlight_reference_profile)
 KESTO_PENDING(get_fonts)
 KESTO_PENDING(create_profile)
 KESTO_PENDING(get_annular_ring)
-KESTO_PENDING(use_solid_fill_contours)
 KESTO_PENDING(op_size)
 KESTO_PENDING(filter_by_mode)
 KESTO_PENDING(get_outter_layers)
@@ -77,6 +76,21 @@ KESTO_HANDLER(connections)
                    {"radius", para.radius}, {"sel_type", para.sel_type}},
                   [&] {
                       KESTO::API::connections(para);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(use_solid_fill_contours)
+{
+    std::string job, step;
+    std::vector<std::string> layers;
+    bool solid_type = true, use_arcs = false;
+    double min_brush = 0;
+    return handle(__func__, request, Form::Members,
+                  {{"jobname", job}, {"stepname", step}, {"layernames", layers}, {"solid_type", solid_type},
+                   {"min_brush", min_brush}, {"use_arcs", use_arcs}},
+                  [&] {
+                      KESTO::API::use_solid_fill_contours(job, step, layers, solid_type, min_brush, use_arcs);
                       return pass();
                   });
 }

@@ -769,5 +769,18 @@ bool rounding_line_corner(const std::string& job, const std::string& step, const
     });
 }
 
+bool use_solid_fill_contours(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                             bool solid_type, double min_brush, bool use_arcs)
+{
+    if (!solid_type && !(min_brush > 0)) {
+        LOG(ERROR) << "use_solid_fill_contours: a brush fill needs a brush above 0";
+        return false;
+    }
+    const double brush = nm_of(min_brush);
+    return on_picked(job, step, layers, false, [&](Job&, Layer& l, const std::vector<bool>& picked) {
+        return solid_type ? size_t{0} : kesto::edit::brush_fill(l, picked, brush);
+    });
+}
+
 } // namespace API
 } // namespace KESTO

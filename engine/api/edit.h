@@ -172,5 +172,12 @@ bool self_interaction(const std::vector<point>& points);
 bool rounding_line_corner(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
                           double radius);
 
+// Solid fill of the selected surfaces. `solid_type` true: a surface is
+// already solid and stays as it is; false: it is drawn with a round brush of
+// `min_brush` (working unit), border and rows (see brush_fill). `use_arcs`
+// cannot apply to brush strokes, which are lines; it is accepted and unused.
+bool use_solid_fill_contours(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                             bool solid_type, double min_brush, bool use_arcs);
+
 } // namespace API
 } // namespace KESTO

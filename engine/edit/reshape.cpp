@@ -915,4 +915,60 @@ size_t round_corners(Layer& layer, const std::vector<bool>& picked, double radiu
     return corners;
 }
 
+namespace {
+
+// The rows of brush strokes across `inner` (the area the brush's centre may reach).
+void brush_rows(Layer& l, const Feature& f, const geom::Paths& inner, double brush, std::int32_t pen)
+{
+    const Box box = geom::box_of(inner);
+    std::vector<double> xs;
+    for (double y = double(box.ymin);; y += brush) {
+        const bool last = y >= double(box.ymax);
+        // The top row is taken just below the top, where the sides still cross it.
+        if (last) y = double(box.ymax) - 0.5;
+        xs.clear();
+        for (const geom::Path& path : inner)
+            for (size_t i = 0; i < path.size(); ++i) {
+                const auto& p = path[i];
+                const auto& q = path[(i + 1) % path.size()];
+                if ((double(p.Y) <= y) == (double(q.Y) <= y)) continue;
+                xs.push_back(double(p.X) + (y - double(p.Y)) * double(q.X - p.X) / double(q.Y - p.Y));
+            }
+        std::sort(xs.begin(), xs.end());
+        for (size_t i = 0; i + 1 < xs.size(); i += 2)
+            l.features.push_back(line(f, rounded(xs[i], y), rounded(xs[i + 1], y), pen));
+        if (last) break;
+    }
+}
+
+} // namespace
+
+size_t brush_fill(Layer& layer, const std::vector<bool>& picked, double brush)
+{
+    if (!(brush > 0)) return 0;
+    return replace_picked(layer, picked, [&](Layer& l, const Feature& f, size_t) {
+        if (f.kind != FeatureKind::Surface || f.body >= l.surfaces.size()) return false;
+        const std::vector<Surface> islands = islands_of(geom::surface_outline(l.surfaces[f.body]));
+        std::vector<geom::Paths> inner;
+        bool any = false;
+        for (const Surface& island : islands) {
+            inner.push_back(geom::offset(geom::surface_outline(island), -brush / 2, geom::Join::Miter));
+            const Box box = geom::box_of(inner.back());
+            if (!inner.back().empty() && double(box.ymax - box.ymin) / brush > kMaxBrushRows) return false;
+            any = any || !inner.back().empty();
+        }
+        if (!any) return false;
+        const std::int32_t pen = symbol_index(l, standard(SymbolFamily::Round, brush, 0, l.units));
+        for (size_t i = 0; i < islands.size(); ++i) {
+            if (inner[i].empty()) {
+                add_surface(l, f, islands[i]); // narrower than the brush: stays a surface
+                continue;
+            }
+            outline_lines(l, f, inner[i], pen);
+            brush_rows(l, f, inner[i], brush, pen);
+        }
+        return true;
+    });
+}
+
 } // namespace kesto::edit

@@ -109,6 +109,13 @@ size_t join_corners(Layer& layer, const std::vector<bool>& picked, double reach)
 size_t clip_area(Layer& layer, const std::vector<bool>& picked, const geom::Paths& area, bool inside,
                  bool cut_surfaces, const geom::OutlineContext& context);
 
+// Surfaces become the strokes of a round brush of `brush` nanometres: their
+// border drawn half a brush inside the edge, and rows of strokes one brush
+// apart across them. Islands narrower than the brush stay surfaces; a
+// surface that would take more than kMaxBrushRows rows stays whole.
+constexpr int kMaxBrushRows = 100000;
+size_t brush_fill(Layer& layer, const std::vector<bool>& picked, double brush);
+
 // Where two picked lines meet end to end at an angle, both are trimmed and an
 // arc of `radius` nanometres joins them, tangent to each (drawn with the first
 // line's symbol). Corners whose lines are too short for the arc are left.

@@ -478,3 +478,36 @@ TEST_F(Hostile, AbsurdValuesLoseNothing)
 }
 
 } // namespace
+
+namespace {
+
+class Fill : public kesto::test::ReshapeJob {};
+
+TEST_F(Fill, BrushStrokesCoverTheSurfaceAndStayInside)
+{
+    surface({square(0, 0, mm), square(3 * mm, 0, mm / 20)}); // the second island is narrower than the brush
+    const geom::Paths before = geom::feature_outline(top(), top().features[0], geom::context_of(job()));
+    ASSERT_TRUE(api::use_solid_fill_contours("shapes", "pcb", {"top"}, true, 0.1, false));
+    EXPECT_EQ(top().features.size(), 1u) << "already solid";
+    ASSERT_TRUE(api::use_solid_fill_contours("shapes", "pcb", {"top"}, false, 0.1, false));
+    geom::Paths strokes;
+    for (const Feature& f : top().features) {
+        if (f.kind == FeatureKind::Surface) {
+            EXPECT_EQ(box_of(f).xmin, 3 * mm) << "only the narrow island stays a surface";
+        } else {
+            EXPECT_EQ(symbol_name(f), "r100");
+        }
+        const auto o = geom::feature_outline(top(), f, geom::context_of(job()));
+        strokes.insert(strokes.end(), o.begin(), o.end());
+    }
+    // 4 border strokes and 10 rows from 0.05 to 0.95 mm, and the narrow island.
+    EXPECT_EQ(top().features.size(), 4u + 10u + 1u);
+    const geom::Paths painted = geom::unite(strokes);
+    EXPECT_NEAR(geom::area(geom::subtract(painted, before)), 0, 1) << "nothing painted outside";
+    // Only the corners a round brush cannot reach stay bare: 4 x (1 - pi/4) x 0.05^2 mm2.
+    EXPECT_NEAR(geom::area(geom::subtract(before, painted)) / double(mm) / double(mm), (1 - geom::kPi / 4) * 0.01,
+                2e-4);
+    EXPECT_FALSE(api::use_solid_fill_contours("shapes", "pcb", {"top"}, false, 0, false));
+}
+
+} // namespace
