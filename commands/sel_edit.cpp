@@ -326,21 +326,30 @@ KESTO_HANDLER(change_text)
                   });
 }
 
-// "type" 1 asks for a pattern fill, anything else a solid one; "solid_type"
-// 1 (or true) keeps surfaces solid, 0 draws them with the brush.
+// "type" 1 asks for a pattern fill of "symbol_name" pads set edge to edge,
+// anything else a solid one; "solid_type" 1 (or true) keeps surfaces solid,
+// 0 draws them with the brush.
 KESTO_HANDLER(sel_fill)
 {
     std::string job, step;
     Strings layers;
-    int solid_type = 1, type = 0;
-    double min_brush = 0;
-    bool use_arcs = false;
+    std::string symbol;
+    int solid_type = 1, type = 0, origin_type = 0;
+    double min_brush = 0, outline_width = 0;
+    bool use_arcs = false, break_partial = false, cut_primitive = false, outline = false, outline_invert = false;
     return handle(__func__, request, Form::Elements,
-                  {{"job", job}, {"step", step}, {"layers", layers}, {"solid_type", solid_type},
-                   {"min_brush", min_brush}, {"use_arcs", use_arcs}, {"type", type}},
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"symbol_name", symbol},
+                   {"solid_type", solid_type}, {"min_brush", min_brush}, {"use_arcs", use_arcs},
+                   {"break_partial", break_partial}, {"cut_primitive", cut_primitive}, {"origin_type", origin_type},
+                   {"outline", outline}, {"outlinewidth", outline_width}, {"outline_invert", outline_invert},
+                   {"type", type}},
                   [&] {
-                      if (type == 1) throw std::runtime_error("pattern fill is not built");
-                      KESTO::API::use_solid_fill_contours(job, step, layers, solid_type != 0, min_brush, use_arcs);
+                      if (type == 1)
+                          KESTO::API::use_pattern_fill_contours(job, step, layers, symbol, 0, 0, break_partial,
+                                                                cut_primitive, origin_type, outline, outline_width,
+                                                                outline_invert);
+                      else
+                          KESTO::API::use_solid_fill_contours(job, step, layers, solid_type != 0, min_brush, use_arcs);
                       return pass();
                   });
 }

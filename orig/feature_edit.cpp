@@ -23,7 +23,6 @@ KESTO_PENDING(copy_layer_features)
 KESTO_PENDING(move_other_layer)
 KESTO_PENDING(change_line)
 KESTO_PENDING(identify_symbol)
-KESTO_PENDING(use_pattern_fill_contours)
 KESTO_PENDING(transform)
 KESTO_PENDING(make_zero)
 KESTO_PENDING(change_lines)
@@ -425,6 +424,26 @@ KESTO_HANDLER(rounding_line_corner)
                   {{"job", job}, {"step", step}, {"layers", layers}, {"radius", radius}}, [&] {
                       if (!KESTO::API::rounding_line_corner(job, step, layers, radius))
                           LOG(ERROR) << "set_layer_checklist failed";
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(use_pattern_fill_contours)
+{
+    std::string job, step, symbol;
+    Strings layers;
+    double dx = 0, dy = 0, outline_width = 0;
+    bool break_partial = false, cut_primitive = false, outline = false, outline_invert = false;
+    int origin_type = 0;
+    return handle(__func__, request, Form::Members,
+                  {{"jobname", job}, {"stepname", step}, {"layernames", layers}, {"symbol", symbol}, {"dx", dx},
+                   {"dy", dy}, {"break_partial", break_partial}, {"cut_primitive", cut_primitive},
+                   {"origin_type", origin_type}, {"outline", outline}, {"outline_width", outline_width},
+                   {"outline_invert", outline_invert}},
+                  [&] {
+                      KESTO::API::use_pattern_fill_contours(job, step, layers, symbol, dx, dy, break_partial,
+                                                            cut_primitive, origin_type, outline, outline_width,
+                                                            outline_invert);
                       return pass();
                   });
 }

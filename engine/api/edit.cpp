@@ -782,5 +782,40 @@ bool use_solid_fill_contours(const std::string& job, const std::string& step, co
     });
 }
 
+bool use_pattern_fill_contours(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                               const std::string& symbol, double dx, double dy, bool break_partial,
+                               bool cut_primitive, int origin_type, bool outline, double outline_width,
+                               bool outline_invert)
+{
+    Target t;
+    if (!resolve_any(job, step, layers, t)) return false;
+    const auto& context = kesto::geom::context_of(*t.job);
+    size_t changed = 0;
+    for (Layer* l : t.layers) {
+        kesto::edit::PatternFill how;
+        how.symbol = kesto::odb::parse_symbol_name(symbol, l->units);
+        if (how.symbol.family == kesto::SymbolFamily::Unknown && t.job->symbols.count(symbol))
+            how.symbol.family = kesto::SymbolFamily::User;
+        const kesto::Box size = kesto::geom::symbol_box(how.symbol, context);
+        if (how.symbol.family == kesto::SymbolFamily::Unknown || size.empty()) {
+            LOG(ERROR) << "use_pattern_fill_contours: \"" << symbol << "\" is no symbol to fill with";
+            return false;
+        }
+        how.dx = dx > 0 ? nm_of(dx) : double(size.xmax - size.xmin);
+        how.dy = dy > 0 ? nm_of(dy) : double(size.ymax - size.ymin);
+        how.origin = t.step->datum;
+        how.origin_at_box = origin_type == 1;
+        how.break_partial = break_partial;
+        how.cut_primitive = cut_primitive;
+        how.outline_width = outline ? (outline_width > 0 ? nm_of(outline_width) : kDefaultPen) : 0;
+        how.outline_negative = outline_invert;
+        const size_t n = kesto::edit::pattern_fill(*l, picked_of(*l, false), how, context);
+        if (n) kesto::select::forget(*l);
+        changed += n;
+    }
+    mark_changed(*t.job, changed);
+    return true;
+}
+
 } // namespace API
 } // namespace KESTO

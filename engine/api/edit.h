@@ -179,5 +179,17 @@ bool rounding_line_corner(const std::string& job, const std::string& step, const
 bool use_solid_fill_contours(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
                              bool solid_type, double min_brush, bool use_arcs);
 
+// Pattern fill of the selected surfaces with pads of `symbol` on a grid of
+// pitch dx, dy (working unit; 0 takes the symbol's own width or height, pads
+// edge to edge). origin_type 0: the grid runs through the step datum, 1:
+// through each surface's lower left corner. Pads across a surface's edge are
+// dropped, kept whole (`break_partial`) or cut to the surface
+// (`cut_primitive`). With `outline` the border is drawn with round lines of
+// `outline_width` (1 mil when 0), negative when `outline_invert`.
+bool use_pattern_fill_contours(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                               const std::string& symbol, double dx, double dy, bool break_partial,
+                               bool cut_primitive, int origin_type, bool outline, double outline_width,
+                               bool outline_invert);
+
 } // namespace API
 } // namespace KESTO

@@ -282,6 +282,21 @@ size_t pads_to_lines(Layer& layer, const std::vector<bool>& picked)
 
 namespace {
 
+// The contours of `body` as lines and arcs of a round pen of `width`, made from `source`.
+void contour_strokes(Layer& layer, const Feature& source, Surface body, double width)
+{
+    const std::int32_t pen = symbol_index(layer, standard(SymbolFamily::Round, width, 0, layer.units));
+    for (const Contour& c : body.contours) {
+        Point at = c.start;
+        for (const Segment& seg : c.segments) {
+            if (seg.end == at && !seg.arc) continue;
+            layer.features.push_back(seg.arc ? arc(source, at, seg.end, seg.centre, seg.cw, pen)
+                                             : line(source, at, seg.end, pen));
+            at = seg.end;
+        }
+    }
+}
+
 void outline_lines(Layer& layer, const Feature& source, const geom::Paths& outline, std::int32_t pen)
 {
     for (const geom::Path& path : outline)
@@ -318,16 +333,7 @@ size_t surfaces_to_outlines(Layer& layer, const std::vector<bool>& picked, doubl
 {
     return replace_picked(layer, picked, [&](Layer& l, const Feature& f, size_t) {
         if (f.kind != FeatureKind::Surface || f.body >= l.surfaces.size()) return false;
-        const std::int32_t pen = symbol_index(l, standard(SymbolFamily::Round, width, 0, l.units));
-        const Surface body = l.surfaces[f.body];
-        for (const Contour& c : body.contours) {
-            Point at = c.start;
-            for (const Segment& seg : c.segments) {
-                if (seg.end == at && !seg.arc) continue;
-                l.features.push_back(seg.arc ? arc(f, at, seg.end, seg.centre, seg.cw, pen) : line(f, at, seg.end, pen));
-                at = seg.end;
-            }
-        }
+        contour_strokes(l, f, l.surfaces[f.body], width);
         return true;
     });
 }
@@ -966,6 +972,53 @@ size_t brush_fill(Layer& layer, const std::vector<bool>& picked, double brush)
             }
             outline_lines(l, f, inner[i], pen);
             brush_rows(l, f, inner[i], brush, pen);
+        }
+        return true;
+    });
+}
+
+size_t pattern_fill(Layer& layer, const std::vector<bool>& picked, const PatternFill& how,
+                    const geom::OutlineContext& context)
+{
+    if (!(how.dx > 0) || !(how.dy > 0)) return 0;
+    const geom::Paths shape = geom::symbol_outline(how.symbol, context);
+    const Box reach = geom::box_of(shape);
+    if (reach.empty()) return 0;
+    std::int32_t index = -1;
+    return replace_picked(layer, picked, [&](Layer& l, const Feature& f, size_t) {
+        if (f.kind != FeatureKind::Surface || f.body >= l.surfaces.size()) return false;
+        const geom::Paths area = geom::surface_outline(l.surfaces[f.body]);
+        const Box box = geom::box_of(area);
+        if (box.empty()) return false;
+        const Point origin = how.origin_at_box ? Point{box.xmin, box.ymin} : how.origin;
+        // The grid columns and rows whose pads can touch the surface.
+        const double c0 = std::ceil((double(box.xmin - reach.xmax) - double(origin.x)) / how.dx);
+        const double c1 = std::floor((double(box.xmax - reach.xmin) - double(origin.x)) / how.dx);
+        const double r0 = std::ceil((double(box.ymin - reach.ymax) - double(origin.y)) / how.dy);
+        const double r1 = std::floor((double(box.ymax - reach.ymin) - double(origin.y)) / how.dy);
+        if (c1 < c0 || r1 < r0 || (c1 - c0 + 1) * (r1 - r0 + 1) > double(kMaxPatternPads)) return false;
+        if (index < 0) index = symbol_index(l, how.symbol);
+        for (double r = r0; r <= r1; ++r)
+            for (double c = c0; c <= c1; ++c) {
+                const Point at = rounded(double(origin.x) + c * how.dx, double(origin.y) + r * how.dy);
+                const geom::Paths placed = placed_at(shape, at);
+                const double whole = geom::area(placed);
+                const geom::Paths inside = geom::intersect(placed, area);
+                const double in = geom::area(inside);
+                if (in <= 0) continue;
+                if (in >= whole * (1 - 1e-9) || how.break_partial) {
+                    Feature pad = like(f, FeatureKind::Pad);
+                    pad.a = at;
+                    pad.symbol = index;
+                    l.features.push_back(pad);
+                } else if (how.cut_primitive) {
+                    for (Surface& piece : islands_of(inside)) add_surface(l, f, std::move(piece));
+                }
+            }
+        if (how.outline_width > 0) {
+            Feature border = f;
+            if (how.outline_negative) border.polarity = flipped(f.polarity);
+            contour_strokes(l, border, l.surfaces[f.body], how.outline_width);
         }
         return true;
     });

@@ -116,6 +116,26 @@ size_t clip_area(Layer& layer, const std::vector<bool>& picked, const geom::Path
 constexpr int kMaxBrushRows = 100000;
 size_t brush_fill(Layer& layer, const std::vector<bool>& picked, double brush);
 
+// Surfaces filled with a pattern of pads of `symbol` on a grid of pitch
+// (dx, dy) through `origin`: pads wholly inside a surface are placed; pads
+// across its edge are dropped, kept whole (`break_partial`) or kept as the
+// surface of their part inside (`cut_primitive`). With `outline_width` above 0
+// the surface's border is drawn too, negative when `outline_negative`. The
+// surface itself goes. More than kMaxPatternPads pads per surface: it stays.
+struct PatternFill {
+    Symbol symbol;
+    double dx = 0, dy = 0;
+    Point origin;
+    bool origin_at_box = false; // the grid starts at each surface's lower left corner
+    bool break_partial = false;
+    bool cut_primitive = false;
+    double outline_width = 0;
+    bool outline_negative = false;
+};
+constexpr long kMaxPatternPads = 1000000;
+size_t pattern_fill(Layer& layer, const std::vector<bool>& picked, const PatternFill& how,
+                    const geom::OutlineContext& context);
+
 // Where two picked lines meet end to end at an angle, both are trimmed and an
 // arc of `radius` nanometres joins them, tangent to each (drawn with the first
 // line's symbol). Corners whose lines are too short for the arc are left.

@@ -126,12 +126,17 @@ TEST(SelEditReshape, TextChangeLogsWhenNoTextChanged)
         select_all();
         EXPECT_EQ(first("TEXT_CHANGE", kWhere + R"(,{"text":"X"},{"x_size":1000000})"), "OK");
         EXPECT_NE(read_logs("log", "ERROR_").find("Change_text error"), std::string::npos);
-        EXPECT_EQ(first("SEL_FILL", kWhere + R"(,{"type":1},{"symbol_name":"r10"})"), "ERROR")
-            << "pattern fill is not built";
         EXPECT_EQ(first("CONTOURIZE", kWhere), "OK");
         EXPECT_EQ(first("SEL_FILL", kWhere + R"(,{"type":0},{"solid_type":0},{"min_brush":0.002})"), "OK");
         const Json::Value strokes = selected();
         ASSERT_GE(strokes.size(), 4u);
         EXPECT_EQ(strokes[0]["symbolname"].asString(), "r2");
+
+        // The strokes back to a surface, then a pattern of s2 pads edge to edge over it.
+        EXPECT_EQ(first("CONTOURIZE", kWhere), "OK");
+        EXPECT_EQ(first("SEL_FILL", kWhere + R"(,{"type":1},{"symbol_name":"s2"},{"origin_type":1})"), "OK");
+        const Json::Value pads = selected();
+        ASSERT_GE(pads.size(), 4u);
+        for (const Json::Value& pad : pads) EXPECT_EQ(pad["symbolname"].asString(), "s2");
     });
 }

@@ -511,3 +511,46 @@ TEST_F(Fill, BrushStrokesCoverTheSurfaceAndStayInside)
 }
 
 } // namespace
+
+namespace {
+
+class Pattern : public kesto::test::ReshapeJob {};
+
+TEST_F(Pattern, PadsInsideStayPadsAcrossTheEdgeAsAsked)
+{
+    surface({square(0, 0, mm)});
+    ASSERT_TRUE(api::use_pattern_fill_contours("shapes", "pcb", {"top"}, "s300", 0.4, 0.4, false, false, 1, true, 0.05,
+                                               true));
+    // The grid starts at the box corner, 0.4 mm apart; an s300 reaches 0.15 mm each way.
+    std::vector<Point> pads;
+    size_t border = 0;
+    for (const Feature& f : top().features) {
+        if (f.kind == FeatureKind::Pad) pads.push_back(f.a);
+        if (f.kind == FeatureKind::Line) {
+            ++border;
+            EXPECT_EQ(f.polarity, Polarity::Negative);
+            EXPECT_EQ(symbol_name(f), "r50");
+        }
+    }
+    ASSERT_EQ(pads.size(), 4u) << "the pads at 0.4 and 0.8 lie wholly inside, those at 0 cross the edge";
+    EXPECT_EQ(pads[0], (Point{400000, 400000}));
+    EXPECT_EQ(pads[3], (Point{800000, 800000}));
+    EXPECT_EQ(border, 4u);
+
+    top().features.clear();
+    surface({square(0, 0, mm)});
+    ASSERT_TRUE(api::use_pattern_fill_contours("shapes", "pcb", {"top"}, "s300", 0.4, 0.4, false, true, 1, false, 0,
+                                               false));
+    double covered = 0;
+    for (const Feature& f : top().features) covered += area_mm2(f);
+    // Per axis the pads cover [0, 0.15] + [0.25, 0.55] + [0.65, 0.95]: 0.75 mm.
+    EXPECT_NEAR(covered, 0.75 * 0.75, 1e-6);
+
+    top().features.clear();
+    surface({square(0, 0, mm)});
+    EXPECT_FALSE(api::use_pattern_fill_contours("shapes", "pcb", {"top"}, "no_symbol", 0, 0, false, false, 0, false, 0,
+                                                false));
+    EXPECT_EQ(top().features.size(), 1u);
+}
+
+} // namespace
