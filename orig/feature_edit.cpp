@@ -25,8 +25,6 @@ KESTO_PENDING(change_line)
 KESTO_PENDING(identify_symbol)
 KESTO_PENDING(transform)
 KESTO_PENDING(make_zero)
-KESTO_PENDING(change_lines)
-KESTO_PENDING(change_arc)
 KESTO_PENDING(move_selected_features_index)
 KESTO_PENDING(layer_compare)
 KESTO_PENDING(layer_compare_result)
@@ -139,6 +137,20 @@ int engine_units(double working)
     const double nm = working / KESTO::API::to_working_unit(1);
     if (!(std::fabs(nm) < INT_MAX)) throw std::out_of_range("size out of range");
     return static_cast<int>(std::lround(nm));
+}
+
+// Feature descriptions sent with a change, one text or a list of them, added
+// to the layer after the change.
+void add_descriptions(const std::string& job, const std::string& step, const std::string& layer,
+                      const Json::Value& texts)
+{
+    std::vector<std::string> list;
+    if (texts.isArray())
+        read_value(texts, list);
+    else if (!texts.isNull())
+        list.push_back(texts.asString());
+    for (const std::string& text : list)
+        if (!text.empty()) KESTO::API::AddFeature(job, step, {layer}, {}, text, false);
 }
 
 } // namespace
@@ -446,4 +458,45 @@ KESTO_HANDLER(use_pattern_fill_contours)
                                                             outline_invert);
                       return pass();
                   });
+}
+
+// Read by key directly: an absent key is an empty list, 0 or false.
+KESTO_HANDLER(change_lines)
+{
+    return handle(__func__, request, Form::Members, {}, [&](const Json::Value& paras) {
+        std::string job, step, layer;
+        std::vector<int> ids;
+        std::vector<KESTO::API::point> starts, ends;
+        read_direct(paras, "jobname", job);
+        read_direct(paras, "stepname", step);
+        read_direct(paras, "layername", layer);
+        read_direct(paras, "featureIDs", ids);
+        read_direct(paras, "startPts", starts);
+        read_direct(paras, "endPts", ends);
+        KESTO::API::change_lines(job, step, layer, ids, starts, ends);
+        add_descriptions(job, step, layer, paras["Newlines_str"]);
+        return pass();
+    });
+}
+
+KESTO_HANDLER(change_arc)
+{
+    return handle(__func__, request, Form::Members, {}, [&](const Json::Value& paras) {
+        std::string job, step, layer;
+        int id = 0;
+        KESTO::API::point start, end, centre;
+        bool cw = false, remove = false;
+        read_direct(paras, "jobname", job);
+        read_direct(paras, "stepname", step);
+        read_direct(paras, "layername", layer);
+        read_direct(paras, "featureID", id);
+        read_direct(paras, "startPt", start);
+        read_direct(paras, "endPt", end);
+        read_direct(paras, "centerPt", centre);
+        read_direct(paras, "CW", cw);
+        read_direct(paras, "deletearc", remove);
+        KESTO::API::change_arc(job, step, layer, id, start, end, centre, cw, remove);
+        add_descriptions(job, step, layer, paras["NewArcs_str"]);
+        return pass();
+    });
 }

@@ -817,5 +817,56 @@ bool use_pattern_fill_contours(const std::string& job, const std::string& step, 
     return true;
 }
 
+bool change_lines(const std::string& job, const std::string& step, const std::string& layer,
+                  const std::vector<int>& positions, const std::vector<point>& starts, const std::vector<point>& ends)
+{
+    Target t;
+    if (!resolve(job, step, {layer}, t)) return false;
+    Layer& l = *t.layers.front();
+    std::vector<size_t> moved;
+    for (size_t k = 0; k < positions.size() && k < starts.size() && k < ends.size(); ++k) {
+        const int at = positions[k];
+        if (at < 0 || static_cast<size_t>(at) >= l.features.size()) continue;
+        kesto::Feature& f = l.features[static_cast<size_t>(at)];
+        if (f.kind != kesto::FeatureKind::Line) continue;
+        f.a = kesto::Point{starts[k].ix, starts[k].iy};
+        f.b = kesto::Point{ends[k].ix, ends[k].iy};
+        moved.push_back(static_cast<size_t>(at));
+    }
+    if (moved.empty()) return false;
+    kesto::select::moved(*t.job, l, moved);
+    t.job->changed = true;
+    return true;
+}
+
+bool change_arc(const std::string& job, const std::string& step, const std::string& layer, int position, point start,
+                point end, point centre, bool cw, bool delete_arc)
+{
+    Target t;
+    if (!resolve(job, step, {layer}, t)) return false;
+    Layer& l = *t.layers.front();
+    if (position < 0 || static_cast<size_t>(position) >= l.features.size() ||
+        l.features[static_cast<size_t>(position)].kind != kesto::FeatureKind::Arc) {
+        LOG(ERROR) << "change_arc: no arc at " << position << " of layer \"" << layer << "\"";
+        return false;
+    }
+    const size_t at = static_cast<size_t>(position);
+    if (delete_arc) {
+        std::vector<bool> removed(l.features.size(), false);
+        removed[at] = true;
+        l.features.erase(l.features.begin() + position);
+        kesto::select::erased(l, removed);
+    } else {
+        kesto::Feature& f = l.features[at];
+        f.a = kesto::Point{start.ix, start.iy};
+        f.b = kesto::Point{end.ix, end.iy};
+        f.c = kesto::Point{centre.ix, centre.iy};
+        f.cw = cw;
+        kesto::select::moved(*t.job, l, {at});
+    }
+    t.job->changed = true;
+    return true;
+}
+
 } // namespace API
 } // namespace KESTO

@@ -191,5 +191,16 @@ bool use_pattern_fill_contours(const std::string& job, const std::string& step, 
                                bool cut_primitive, int origin_type, bool outline, double outline_width,
                                bool outline_invert);
 
+// The lines at the given positions of the layer's drawing order take the
+// given ends (engine units), pair by pair; positions that hold no line, or
+// have no ends given, are skipped. False when a name does not resolve or no
+// line changed.
+bool change_lines(const std::string& job, const std::string& step, const std::string& layer,
+                  const std::vector<int>& positions, const std::vector<point>& starts, const std::vector<point>& ends);
+// The arc at `position` takes new ends, centre and direction, or goes when
+// `delete_arc`. False when there is no arc there.
+bool change_arc(const std::string& job, const std::string& step, const std::string& layer, int position, point start,
+                point end, point centre, bool cw, bool delete_arc);
+
 } // namespace API
 } // namespace KESTO

@@ -554,3 +554,25 @@ TEST_F(Pattern, PadsInsideStayPadsAcrossTheEdgeAsAsked)
 }
 
 } // namespace
+
+namespace {
+
+class ByPosition : public kesto::test::ReshapeJob {};
+
+TEST_F(ByPosition, ArcsChangeOrGoAndOnlyArcsAreTouched)
+{
+    pad("r10", 0, 0);
+    arc("r10", {mm, 0}, {0, mm}, {0, 0}, false);
+    EXPECT_FALSE(api::change_arc("shapes", "pcb", "top", 0, {}, {}, {}, false, false)) << "a pad";
+    EXPECT_FALSE(api::change_arc("shapes", "pcb", "top", 7, {}, {}, {}, false, false));
+    ASSERT_TRUE(api::change_arc("shapes", "pcb", "top", 1, {0, 2000000}, {2000000, 0}, {0, 0}, true, false));
+    EXPECT_EQ(top().features[1].a, (Point{0, 2 * mm}));
+    EXPECT_EQ(top().features[1].b, (Point{2 * mm, 0}));
+    EXPECT_TRUE(top().features[1].cw);
+    ASSERT_TRUE(api::change_arc("shapes", "pcb", "top", 1, {}, {}, {}, false, true));
+    ASSERT_EQ(top().features.size(), 1u);
+    EXPECT_EQ(top().features[0].kind, FeatureKind::Pad);
+    EXPECT_FALSE(api::change_lines("shapes", "pcb", "top", {0}, {{1, 1}}, {{2, 2}})) << "no line changed";
+}
+
+} // namespace

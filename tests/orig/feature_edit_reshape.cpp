@@ -116,3 +116,31 @@ TEST(FeatureEditReshape, FailuresKeepTheirRecordsAndAnswerThePassText)
         EXPECT_EQ(call(R"({"func":"CLIP_AREA_USE_MANUAL","paras":{"margin":"wide"}})"), "ERROR");
     });
 }
+
+TEST(FeatureEditReshape, LinesAndArcsChangedByPosition)
+{
+    TempDir dir;
+    in_fresh_process(dir.path(), [] {
+        board_with_pads();
+        ASSERT_EQ(call(R"({"func":"ADD_LINE","paras":[{"job":"board","step":"pcb","layer":"top","layers":["top"],
+                          "symbol":"r10","start_x":0,"start_y":0,"end_x":1,"end_y":0}]})"),
+                  "OK");
+        EXPECT_EQ(call(R"({"func":"CHANGE_LINES","paras":{"jobname":"board","stepname":"pcb","layername":"top",
+                          "featureIDs":[3,0],"startPts":[{"ix":0,"iy":1000000},{"ix":0,"iy":0}],
+                          "endPts":[{"ix":2000000,"iy":1000000},{"ix":1,"iy":1}]}})"),
+                  "OK");
+        EXPECT_EQ(selected()[0]["type"].asInt(), 2) << "a pad is no line: unchanged";
+        // The pads were selected: the inverse is the line alone.
+        call(R"({"func":"COUNTER_ELECTION","paras":[{"job":"board","step":"pcb","layer":"top"}]})");
+        const Json::Value f = selected();
+        ASSERT_EQ(f.size(), 1u);
+        EXPECT_DOUBLE_EQ(f[0]["YS"].asDouble(), 1);
+        EXPECT_DOUBLE_EQ(f[0]["XE"].asDouble(), 2);
+        // No arc at position 3: nothing happens; the pass text all the same.
+        EXPECT_EQ(call(R"({"func":"CHANGE_ARC","paras":{"jobname":"board","stepname":"pcb","layername":"top",
+                          "featureID":3,"deletearc":true}})"),
+                  "OK");
+        EXPECT_EQ(selected().size(), 1u);
+        EXPECT_EQ(call(R"({"func":"CHANGE_ARC","paras":{"featureID":"x"}})"), "ERROR");
+    });
+}
