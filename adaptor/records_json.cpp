@@ -159,6 +159,15 @@ void read_value(const Json::Value& v, AttributeMap& out)
     }
 }
 
+int unit_choice(const Json::Value& v)
+{
+    std::string u = v.asString();
+    for (char& c : u) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (u == "0" || u == "mm" || u == "metric") return 0;
+    if (u == "1" || u == "inch" || u == "imperial") return 1;
+    return -1;
+}
+
 } // namespace kesto::adaptor
 
 namespace KESTO::API {

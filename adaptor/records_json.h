@@ -30,6 +30,12 @@ void read_value(const Json::Value& v, AttributeMap& out);
 
 } // namespace kesto::adaptor
 
+namespace kesto::adaptor {
+// A unit as hosts name it: 0, "mm" or "metric" for millimetres, 1, "inch"
+// or "imperial" for inches (any case); -1 for anything else.
+int unit_choice(const Json::Value& v);
+} // namespace kesto::adaptor
+
 namespace KESTO::API {
 // {"x": .., "y": ..} in the working unit, or {"ix": .., "iy": ..} in engine units.
 void read_value(const Json::Value& v, lPoint& out);

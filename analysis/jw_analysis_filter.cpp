@@ -38,7 +38,6 @@ const std::vector<check_info>& no_findings()
     return none;
 }
 
-template <class Item>
 Lists lists(const KESTO::API::check_levels<check_info, 4>& levels)
 {
     return {{&levels.lv[0], &levels.lv[1], &levels.lv[2], &levels.lv[3]}, 4};
@@ -56,7 +55,7 @@ Lists lists(const KESTO::API::level_result<N>& r)
 template <class Item, class F>
 void each_item(const KESTO::API::check_reply<Item, check_info>& r, F&& f)
 {
-    for (const auto& [item, levels] : r.items) f(int(item), lists<Item>(levels));
+    for (const auto& [item, levels] : r.items) f(int(item), lists(levels));
 }
 template <class Item, std::size_t N, class F>
 void each_item(const std::map<Item, KESTO::API::level_result<N>>& r, F&& f)
@@ -69,7 +68,7 @@ bool find_item(const KESTO::API::check_reply<Item, check_info>& r, int value, Li
 {
     auto it = r.items.find(Item(value));
     if (it == r.items.end()) return false;
-    out = lists<Item>(it->second);
+    out = lists(it->second);
     return true;
 }
 template <class Item, std::size_t N>

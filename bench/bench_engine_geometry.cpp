@@ -1,9 +1,12 @@
 // The geometry kernel on a layer of one million pads and lines: building the
 // index, selecting by polygon and by click, and keeping the index current
-// while 100,000 features move.
+// while 100,000 features move; and one clearance against a large pour.
 #include "engine/geometry/hit.h"
+#include "engine/geometry/prepared_outline.h"
 
 #include <benchmark/benchmark.h>
+
+#include <cmath>
 
 namespace {
 
@@ -77,11 +80,28 @@ Path selection_polygon()
     return {{100 * mm, 100 * mm}, {260 * mm, 120 * mm}, {270 * mm, 220 * mm}, {180 * mm, 280 * mm}, {90 * mm, 230 * mm}};
 }
 
+// A slanted frame around the whole board.
+Path whole_board_polygon()
+{
+    return {{-10 * mm, -20 * mm}, {520 * mm, -10 * mm}, {510 * mm, 520 * mm}, {-20 * mm, 510 * mm}};
+}
+
+// A drawn lasso of 1,000 points over about a tenth of the board.
+Path lasso_polygon()
+{
+    Path lasso;
+    for (int k = 0; k < 1000; ++k) {
+        double t = 2 * kPi * k / 1000, r = (90 + 10 * std::sin(7 * t)) * mm;
+        lasso.push_back({Coord(180 * mm + r * std::cos(t)), Coord(190 * mm + r * std::sin(t))});
+    }
+    return lasso;
+}
+
 void BM_SelectByPolygon(benchmark::State& state)
 {
     const Layer& layer = board();
     const LayerIndex& index = board_index();
-    Path polygon = selection_polygon();
+    Path polygon = state.range(1) == 1 ? whole_board_polygon() : state.range(1) == 2 ? lasso_polygon() : selection_polygon();
     auto test = state.range(0) ? PolygonTest::Touching : PolygonTest::Inside;
     std::size_t caught = 0;
     for (auto _ : state) {
@@ -90,7 +110,7 @@ void BM_SelectByPolygon(benchmark::State& state)
     }
     state.counters["features"] = double(caught);
 }
-BENCHMARK(BM_SelectByPolygon)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SelectByPolygon)->Args({0, 0})->Args({1, 0})->Args({0, 1})->Args({0, 2})->Unit(benchmark::kMillisecond);
 
 void BM_SelectByPoint(benchmark::State& state)
 {
@@ -124,6 +144,33 @@ void BM_IndexUpdate100k(benchmark::State& state)
     }
 }
 BENCHMARK(BM_IndexUpdate100k)->Unit(benchmark::kMillisecond);
+
+// Clearance of a turned rectangular pad to a copper pour of 20,000 edges,
+// the pour prepared once, as a spacing check measures pad after pad.
+void BM_ClearancePadToPour(benchmark::State& state)
+{
+    Layer layer;
+    layer.symbols = {make_symbol(SymbolFamily::Rect, 0.4 * mm, 0.2 * mm)};
+    Contour pour;
+    pour.start = {0, 0};
+    for (int k = 1; k <= 20000; ++k)
+        pour.segments.push_back(Segment{{k * mm / 200, (k % 2) * mm / 10}, {}, false, false});
+    pour.segments.push_back(Segment{{100 * mm, -50 * mm}, {}, false, false});
+    pour.segments.push_back(Segment{{0, -50 * mm}, {}, false, false});
+    pour.segments.push_back(Segment{{0, 0}, {}, false, false});
+    PreparedOutline pour_outline(surface_outline(Surface{{pour}}));
+    Feature pad;
+    pad.kind = FeatureKind::Pad;
+    pad.symbol = 0;
+    pad.angle = 10;
+    Coord x = 0;
+    for (auto _ : state) {
+        x = (x + 7 * mm) % (100 * mm);
+        pad.a = {x, mm / 2};
+        benchmark::DoNotOptimize(pour_outline.distance(feature_outline(layer, pad, {})));
+    }
+}
+BENCHMARK(BM_ClearancePadToPour)->Unit(benchmark::kMicrosecond);
 
 } // namespace
 

@@ -4,6 +4,7 @@
 #include "engine/api/display.h"
 #include "engine/api/edit.h"
 #include "engine/api/selection.h"
+#include "adaptor/records_json.h"
 
 using namespace kesto::adaptor;
 
@@ -65,12 +66,16 @@ KESTO_HANDLER(filter_set_atr)
                          });
 }
 
-// "units": 0 millimetre, 1 inch. Logged under the name hosts have always seen.
+// "units": 0 or "mm", 1 or "inch"; another value leaves the unit as it was.
+// Logged under the name hosts have always seen.
 KESTO_HANDLER(set_unit)
 {
-    int units = 0;
-    return change_display("set_units", request, {{"units", units}},
-                          [&](KESTO::API::show_param& p) { p.Units = units; });
+    Json::Value units;
+    return change_display("set_units", request, {{"units", units}}, [&](KESTO::API::show_param& p) {
+        const int choice = unit_choice(units);
+        if (choice < 0) LOG(ERROR) << "set_unit: unknown unit '" << units.asString() << "'";
+        else p.Units = choice;
+    });
 }
 
 KESTO_HANDLER(set_display_widths)

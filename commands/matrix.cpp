@@ -1,5 +1,6 @@
 // Job, matrix, step and layer structure.
 #include "adaptor/handler.h"
+#include "adaptor/records_json.h"
 #include "engine/api/jobs.h"
 
 #include <algorithm>
@@ -41,20 +42,18 @@ KESTO_HANDLER(open_entity)
                   });
 }
 
-// "units": "mm" (or "metric") and "inch" (or "imperial"), any case. Another
+// "units": 0, "mm" or "metric"; 1, "inch" or "imperial" (any case). Another
 // value leaves the unit as it was.
 KESTO_HANDLER(set_units)
 {
-    std::string units;
+    Json::Value units;
     return handle(__func__, request, Form::Elements, {{"units", units}}, [&] {
-        std::string u = units;
-        std::transform(u.begin(), u.end(), u.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-        if (u == "mm" || u == "metric")
-            KESTO::API::set_working_unit(kesto::Units::Mm);
-        else if (u == "inch" || u == "imperial")
-            KESTO::API::set_working_unit(kesto::Units::Inch);
-        else
-            LOG(ERROR) << "set_units: unknown unit '" << units << "'";
+        KESTO::API::show_param param;
+        KESTO::API::get_show_para(param);
+        const int choice = unit_choice(units);
+        if (choice < 0) LOG(ERROR) << "set_units: unknown unit '" << units.asString() << "'";
+        else param.Units = choice;
+        KESTO::API::set_show_para(param);
         return pass();
     });
 }

@@ -6,7 +6,7 @@ using namespace kesto::adaptor;
 
 namespace KESTO::API {
 // {"context": .., "type": .., ...}: members matched exactly, others ignored.
-inline void read_value(const Json::Value& v, layer_info& out)
+static void read_value(const Json::Value& v, layer_info& out)
 {
     read_members(v, {{"context", out.context},
                      {"type", out.type},

@@ -41,20 +41,9 @@ void get_show_para(show_param& out)
 void set_show_para(const show_param& param)
 {
     display().param = param;
-    kesto::store::set_working_unit(param.Units == 1 ? kesto::Units::Inch : kesto::Units::Mm);
+    set_working_unit(param.Units == 1 ? kesto::Units::Inch : kesto::Units::Mm);
 }
 
-bool working_unit_is_inch() { return kesto::store::working_unit() == kesto::Units::Inch; }
-
-double to_working_unit(long long nm)
-{
-    return static_cast<double>(nm) / (working_unit_is_inch() ? kesto::kNmPerInch : kesto::kNmPerMm);
-}
-
-long long from_working_unit(double value)
-{
-    return std::llround(value * (working_unit_is_inch() ? kesto::kNmPerInch : kesto::kNmPerMm));
-}
 
 void set_draw_color(int red, int green, int blue, int alpha) { display().draw_colour = color{red, green, blue, alpha}; }
 color get_draw_color() { return display().draw_colour; }

@@ -1,5 +1,7 @@
 // The viewer's display parameters, the drawing colour and the canvas.
 #pragma once
+#include "engine/api/units.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -41,10 +43,6 @@ struct reply_box {
 
 void get_show_para(show_param& out);
 void set_show_para(const show_param& param);
-bool working_unit_is_inch();
-// Millimetres or inches of the working unit per nanometre and back.
-double to_working_unit(long long nm);
-long long from_working_unit(double value);
 
 // Values outside 0..255 are kept as given and clamped only when drawing.
 void set_draw_color(int red, int green, int blue, int alpha);

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -66,6 +67,10 @@ bool file_identify(const std::string& pathname, std::string& name, file_Paramete
 
 namespace kesto {
 
+namespace geom {
+struct StrokeFont;
+}
+
 using Reports = std::vector<KESTO::API::translate_report>;
 using UserSymbols = std::map<std::string, UserSymbol>;
 
@@ -90,6 +95,7 @@ struct WriteOptions {
     bool inch = false;        // units of the file
     int integer_digits = 4;   // number format
     int decimal_digits = 6;
+    std::shared_ptr<const geom::StrokeFont> font; // the job's font for texts; the built-in one when null
 };
 
 // The layer as Gerber X2 text. False when some feature has no Gerber form;

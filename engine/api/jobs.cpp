@@ -167,7 +167,8 @@ bool read_from_disk(const std::string& path, const std::string& name, Job& job)
     job = Job();
     job.attribute_defs = store::session_attribute_defs();
     std::string error;
-    if (!odb::read_job(location, job, error)) return refuse("cannot open job '" + job_name + "': " + error);
+    if (!odb::read_job(location, job, error))
+        return refuse("cannot open job '" + job_name + "' from " + location + ": " + error);
     job.name = job_name;
     job.folder = folder;
     return true;
@@ -257,16 +258,6 @@ void add_box(Box& box, const Point& from, const Segment& s)
 
 } // namespace
 
-void set_working_unit(Units units) { store::set_working_unit(units); }
-Units working_unit() { return store::working_unit(); }
-double to_working(Coord nm)
-{
-    return static_cast<double>(nm) / (working_unit() == Units::Inch ? kNmPerInch : kNmPerMm);
-}
-Coord from_working(double value)
-{
-    return static_cast<Coord>(std::llround(value * (working_unit() == Units::Inch ? kNmPerInch : kNmPerMm)));
-}
 
 bool open_job(const std::string& path, const std::string& job)
 {
@@ -689,6 +680,13 @@ bool load_attribute_file(const std::string& path, const char* op)
 
 bool load_userattr(const std::string& path) { return load_attribute_file(path, "load_userattr"); }
 bool load_sysattr(const std::string& path) { return load_attribute_file(path, "load_sysattr"); }
+
+bool Undo(const std::string& job_name, const std::string& step)
+{
+    Job* job = open_or_refuse(job_name, "Undo");
+    if (!job) return false;
+    return store::undo(*job, lower(step)) || refuse("Undo: nothing to undo in step '" + step + "' of job '" + job_name + "'");
+}
 
 int Get_features_cnt(const std::string& job_name, const std::string& step_name, const std::string& layer_name)
 {

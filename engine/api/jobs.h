@@ -34,12 +34,6 @@ struct layer_info {
 };
 
 
-// The unit of real-valued coordinates crossing the API (mm by default).
-void set_working_unit(kesto::Units units);
-kesto::Units working_unit();
-// Conversions between the working unit and engine units.
-double to_working(kesto::Coord nm);
-kesto::Coord from_working(double value);
 
 // Opens the job `job` found in the folder `path` (a job folder, or an archive
 // named job.tgz, job.tar.gz, job.tar or job.zip); `path` may also name the job
@@ -111,6 +105,9 @@ bool Load_Layer(const std::string& job, const std::string& step, const std::stri
 // Attribute definitions from a file of the sysattr format, for the session.
 bool load_userattr(const std::string& path);
 bool load_sysattr(const std::string& path);
+// Puts back the layers of the step as they were before the latest recorded
+// change (see store::remember); false when there is none.
+bool Undo(const std::string& job, const std::string& step);
 // The number of features of a layer in a step, -1 when there is no such layer.
 int Get_features_cnt(const std::string& job, const std::string& step, const std::string& layer);
 // The extent of a step's profile; all zero when the step has none.

@@ -1,6 +1,7 @@
 #include "engine/drc/drill_analysis.h"
 
 #include "engine/drc/capsules.h"
+#include "engine/drc/feature_shapes.h"
 #include "engine/store/store.h"
 
 #include <algorithm>
@@ -28,95 +29,9 @@ struct Hole {
     std::uint32_t feature = 0;
 };
 
-struct Box2 {
-    Coord xmin, ymin, xmax, ymax;
-    bool contains(Point p) const { return p.x >= xmin && p.x <= xmax && p.y >= ymin && p.y <= ymax; }
-};
-
-// Boxes in a uniform grid, for "what lies here" questions. Boxes covering
-// very many cells (planes, outlines) are kept aside and tested one by one.
-class BoxIndex {
-public:
-    explicit BoxIndex(Coord cell) : cell_(cell) {}
-    void add(const Box2& b, std::uint32_t id)
-    {
-        boxes_.push_back({b, id});
-        const std::uint32_t k = std::uint32_t(boxes_.size() - 1);
-        const Coord x0 = b.xmin / cell_ - (b.xmin < 0), x1 = b.xmax / cell_ - (b.xmax < 0);
-        const Coord y0 = b.ymin / cell_ - (b.ymin < 0), y1 = b.ymax / cell_ - (b.ymax < 0);
-        if (!few_cells(x0, x1, y0, y1)) {
-            big_.push_back(k);
-            return;
-        }
-        for (Coord x = x0; x <= x1; ++x)
-            for (Coord y = y0; y <= y1; ++y) cells_[key(x, y)].push_back(k);
-    }
-    // Calls f(id, box) for boxes overlapping q until f returns true; a box
-    // may be offered more than once.
-    template <class F>
-    bool any(const Box2& q, F&& f) const
-    {
-        for (std::uint32_t k : big_)
-            if (overlaps(boxes_[k].first, q) && f(boxes_[k].second, boxes_[k].first)) return true;
-        const Coord x0 = q.xmin / cell_ - (q.xmin < 0), x1 = q.xmax / cell_ - (q.xmax < 0);
-        const Coord y0 = q.ymin / cell_ - (q.ymin < 0), y1 = q.ymax / cell_ - (q.ymax < 0);
-        if (!few_cells(x0, x1, y0, y1)) {
-            for (const auto& [box, id] : boxes_)
-                if (overlaps(box, q) && f(id, box)) return true;
-            return false;
-        }
-        for (Coord x = x0; x <= x1; ++x)
-            for (Coord y = y0; y <= y1; ++y) {
-                auto it = cells_.find(key(x, y));
-                if (it == cells_.end()) continue;
-                for (std::uint32_t k : it->second)
-                    if (overlaps(boxes_[k].first, q) && f(boxes_[k].second, boxes_[k].first)) return true;
-            }
-        return false;
-    }
-
-private:
-    static bool few_cells(Coord x0, Coord x1, Coord y0, Coord y1)
-    {
-        return x1 - x0 < 64 && y1 - y0 < 64;
-    }
-    static bool overlaps(const Box2& a, const Box2& b)
-    {
-        return a.xmin <= b.xmax && b.xmin <= a.xmax && a.ymin <= b.ymax && b.ymin <= a.ymax;
-    }
-    static std::uint64_t key(Coord x, Coord y) { return (std::uint64_t(std::uint32_t(x)) << 32) | std::uint32_t(y); }
-    Coord cell_;
-    std::vector<std::pair<Box2, std::uint32_t>> boxes_;
-    std::vector<std::uint32_t> big_;
-    std::unordered_map<std::uint64_t, std::vector<std::uint32_t>> cells_;
-};
-
-bool iequals(const std::string& a, const char* b)
-{
-    std::size_t i = 0;
-    for (; i < a.size() && b[i]; ++i)
-        if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i]))) return false;
-    return i == a.size() && !b[i];
-}
-
 bool is_copper_type(const std::string& type)
 {
     return iequals(type, "SIGNAL") || iequals(type, "POWER_GROUND") || iequals(type, "MIXED");
-}
-
-// The value of a feature's attribute, or nullptr when it does not carry it.
-const std::string* attribute(const Layer& layer, const Feature& f, const std::string& name)
-{
-    if (f.attributes == 0 || f.attributes > layer.attribute_sets.size()) return nullptr;
-    for (const auto& value : layer.attribute_sets[f.attributes - 1])
-        if (value.name < layer.attribute_names.size() && layer.attribute_names[value.name] == name) return &value.value;
-    return nullptr;
-}
-
-const Symbol* symbol_of(const Layer& layer, const Feature& f)
-{
-    if (f.symbol < 0 || std::size_t(f.symbol) >= layer.symbols.size()) return nullptr;
-    return &layer.symbols[std::size_t(f.symbol)];
 }
 
 // The diameter of a round or hole symbol, or 0 for any other.
@@ -192,41 +107,6 @@ KESTO::API::featureInfo describe(const Layer& layer, const std::string& layer_na
         for (const auto& v : layer.attribute_sets[f.attributes - 1])
             if (v.name < layer.attribute_names.size()) info.attributes.emplace_back(layer.attribute_names[v.name], v.value);
     return info;
-}
-
-Box2 feature_box(const Layer& layer, const Feature& f)
-{
-    Box b;
-    const Symbol* s = symbol_of(layer, f);
-    const auto e = s ? symbol_extent(*s, f.angle) : std::array<Coord, 2>{0, 0};
-    switch (f.kind) {
-    case FeatureKind::Pad:
-    case FeatureKind::Text:
-    case FeatureKind::Barcode:
-        return {f.a.x - e[0] / 2, f.a.y - e[1] / 2, f.a.x + e[0] / 2, f.a.y + e[1] / 2};
-    case FeatureKind::Line:
-    case FeatureKind::Arc: {
-        b.add(f.a);
-        b.add(f.b);
-        Coord r = e[0] / 2;
-        if (f.kind == FeatureKind::Arc) {
-            // The whole circle bounds the arc; good enough for a marker.
-            const Coord rad = Coord(std::hypot(double(f.a.x - f.c.x), double(f.a.y - f.c.y)));
-            b.add(Point{f.c.x - rad, f.c.y - rad});
-            b.add(Point{f.c.x + rad, f.c.y + rad});
-        }
-        return {b.xmin - r, b.ymin - r, b.xmax + r, b.ymax + r};
-    }
-    case FeatureKind::Surface:
-        if (f.body < layer.surfaces.size())
-            for (const Contour& c : layer.surfaces[f.body].contours) {
-                b.add(c.start);
-                for (const Segment& seg : c.segments) b.add(seg.end);
-            }
-        if (b.empty()) b.add(f.a);
-        return {b.xmin, b.ymin, b.xmax, b.ymax};
-    }
-    return {f.a.x, f.a.y, f.a.x, f.a.y};
 }
 
 std::vector<double> box_geometry(const Box2& b)
@@ -564,7 +444,8 @@ struct Analysis {
             bool through = false;
             for (; it != bottom_pads.end() && it->x <= f.a.x + kSamePosition && !through; ++it)
                 through = std::llabs(it->y - f.a.y) <= kSamePosition;
-            if (!through || drills.any(pad, [](std::uint32_t, const Box2&) { return true; })) continue;
+            if (!through || drills.any(pad, [&](std::uint32_t, const Box2& hole) { return covers(top, f, {hole.xmin, hole.ymin}); }))
+                continue;
             check_info info;
             info.features.push_back(describe(top, rows.front()->name, i));
             info.layer_names = {rows.front()->name, rows.back()->name};
@@ -575,7 +456,7 @@ struct Analysis {
     }
 
     // Plated holes and vias whose centre meets no copper on any copper layer
-    // of the drill's span.
+    // of the drill's span; negative features clear what lies under them.
     void extra()
     {
         const auto rows = copper_rows();
@@ -583,34 +464,17 @@ struct Analysis {
             out.notes.push_back("step " + step.name + " has no copper layer; extra holes not checked");
             return;
         }
-        std::map<std::string, BoxIndex> copper;
-        std::vector<std::vector<std::pair<const Feature*, const Layer*>>> owners(rows.size());
-        for (std::size_t r = 0; r < rows.size(); ++r) {
-            const Layer& layer = *store::find_layer(job, step, rows[r]->name);
-            BoxIndex& index = copper.emplace(rows[r]->name, BoxIndex(kNmPerMm)).first->second;
-            for (const Feature& f : layer.features) {
-                if (f.polarity != Polarity::Positive || f.kind == FeatureKind::Text) continue;
-                index.add(feature_box(layer, f), std::uint32_t(owners[r].size()));
-                owners[r].push_back({&f, &layer});
-            }
-        }
+        std::vector<CopperAtPoints> copper;
+        copper.reserve(rows.size());
+        for (const MatrixRow* row : rows) copper.emplace_back(*store::find_layer(job, step, row->name));
         for (const Hole& h : holes) {
             if (h.slot || h.cls == HoleClass::Npth) continue;
             const MatrixRow* drill_row = store::find_row(job, names[h.layer]);
             const int from = drill_row && !drill_row->start_name.empty() ? row_of(drill_row->start_name) : INT32_MIN;
             const int to = drill_row && !drill_row->end_name.empty() ? row_of(drill_row->end_name) : INT32_MAX;
             bool met = false;
-            for (std::size_t r = 0; r < rows.size() && !met; ++r) {
-                if (rows[r]->row < std::min(from, to) || rows[r]->row > std::max(from, to)) continue;
-                const Point c = h.cap.a;
-                met = copper.at(rows[r]->name).any({c.x, c.y, c.x, c.y}, [&](std::uint32_t id, const Box2&) {
-                    const auto [f, layer] = owners[r][id];
-                    if (f->kind != FeatureKind::Line) return true;
-                    const Symbol* s = symbol_of(*layer, *f);
-                    const Coord w = s ? symbol_extent(*s, 0)[0] : 0;
-                    return capsule_gap({f->a, f->b, w / 2, 0}, {c, c, 0, 0}).gap <= 0;
-                });
-            }
+            for (std::size_t r = 0; r < rows.size() && !met; ++r)
+                if (rows[r]->row >= std::min(from, to) && rows[r]->row <= std::max(from, to)) met = copper[r].copper_at(h.cap.a);
             if (met) continue;
             check_info info = about({{h.layer, h.feature}});
             info.shape = KESTO::API::MarkerCircle;
@@ -649,30 +513,6 @@ int finding_level(const LevelLimits& limits, int item, Coord value)
     for (int level = 0; level < 3; ++level)
         if (value <= it->second[std::size_t(level)]) return level + 1;
     return 4;
-}
-
-std::array<Coord, 2> symbol_extent(const Symbol& s, double angle)
-{
-    double w = s.p[0], h = s.p[0];
-    switch (s.family) {
-    case SymbolFamily::Rect: case SymbolFamily::RectRounded: case SymbolFamily::RectChamfered:
-    case SymbolFamily::Oval: case SymbolFamily::Diamond: case SymbolFamily::Octagon:
-    case SymbolFamily::RectDonut: case SymbolFamily::OvalDonut: case SymbolFamily::HexLong:
-    case SymbolFamily::HexShort: case SymbolFamily::Triangle: case SymbolFamily::HalfOval:
-    case SymbolFamily::RectThermal: case SymbolFamily::RectThermalOpen: case SymbolFamily::OvalThermal:
-    case SymbolFamily::OblongThermal: case SymbolFamily::Ellipse:
-        h = s.p[1];
-        break;
-    case SymbolFamily::Moire:
-        w = h = std::max(s.p[4], 2 * s.p[2] * (s.p[0] + s.p[1]));
-        break;
-    case SymbolFamily::Null: case SymbolFamily::User: case SymbolFamily::Unknown:
-        return {0, 0};
-    default:
-        break;
-    }
-    const double a = angle * kPi / 180, c = std::fabs(std::cos(a)), sn = std::fabs(std::sin(a));
-    return {Coord(std::llround(w * c + h * sn)), Coord(std::llround(w * sn + h * c))};
 }
 
 DrillAnalysis analyse_drill(Job& job, Step& step, const std::vector<std::string>& layers,

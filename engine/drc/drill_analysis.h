@@ -49,8 +49,4 @@ DrillAnalysis analyse_drill(Job& job, Step& step, const std::vector<std::string>
                             const DrillOptions& options, const LevelLimits& limits,
                             KESTO::COMMON::progress_value<int>* progress = nullptr);
 
-// The width and height a symbol covers when placed at `angle` degrees; zero
-// for symbols whose size the engine does not know (user symbols).
-std::array<Coord, 2> symbol_extent(const Symbol& symbol, double angle);
-
 } // namespace kesto::drc

@@ -1,4 +1,5 @@
 #include "engine/geometry/geometry.h"
+#include "engine/geometry/prepared_outline.h"
 
 #include <algorithm>
 #include <cmath>
@@ -18,23 +19,9 @@ Paths run(ClipperLib::ClipType type, const Paths& a, const Paths& b)
     return out;
 }
 
-struct EdgeBox {
-    double xmin, ymin, xmax, ymax;
-};
+// Outlines with more edges than this are measured through an R-tree.
+constexpr std::size_t kBruteForceEdges = 64;
 
-EdgeBox edge_box(const IntPoint& a, const IntPoint& b)
-{
-    return {double(std::min(a.X, b.X)), double(std::min(a.Y, b.Y)), double(std::max(a.X, b.X)),
-            double(std::max(a.Y, b.Y))};
-}
-
-// Gap between two boxes; a lower bound of the distance of anything inside them.
-double box_gap(const EdgeBox& a, const EdgeBox& b)
-{
-    double dx = std::max({0.0, a.xmin - b.xmax, b.xmin - a.xmax});
-    double dy = std::max({0.0, a.ymin - b.ymax, b.ymin - a.ymax});
-    return std::hypot(dx, dy);
-}
 
 } // namespace
 
@@ -251,23 +238,73 @@ Closest segment_segment(double ax1, double ay1, double ax2, double ay2,
     return best;
 }
 
-Closest outline_point_distance(const Paths& a, double px, double py)
+std::vector<Edge> edges_of(const Paths& outline)
 {
-    Closest best;
-    best.distance = std::numeric_limits<double>::infinity();
-    if (a.empty()) return best;
-    IntPoint p{to_nm(px), to_nm(py)};
-    if (locate(p, a) != Where::Outside) {
-        best = Closest{0, px, py, px, py};
-        return best;
-    }
-    for (const Path& path : a) {
+    std::vector<Edge> edges;
+    for (const Path& path : outline) {
         for (std::size_t i = 0; i < path.size(); ++i) {
             const IntPoint& s = path[i];
             const IntPoint& e = path[(i + 1) % path.size()];
-            Closest c = segment_point(double(s.X), double(s.Y), double(e.X), double(e.Y), px, py);
-            if (c.distance < best.distance) best = c;
+            edges.push_back({double(s.X), double(s.Y), double(e.X), double(e.Y), double(std::min(s.X, e.X)),
+                             double(std::min(s.Y, e.Y)), double(std::max(s.X, e.X)), double(std::max(s.Y, e.Y))});
         }
+    }
+    return edges;
+}
+
+double box_gap(const Edge& a, const Edge& b)
+{
+    double dx = std::max({0.0, a.xmin - b.xmax, b.xmin - a.xmax});
+    double dy = std::max({0.0, a.ymin - b.ymax, b.ymin - a.ymax});
+    return std::hypot(dx, dy);
+}
+
+bool segment_meets_box(const Edge& e, const Box& b)
+{
+    // Liang-Barsky: clip the segment's parameter range to the box.
+    double t0 = 0, t1 = 1, dx = e.x2 - e.x1, dy = e.y2 - e.y1;
+    const double p[4] = {-dx, dx, -dy, dy};
+    const double q[4] = {e.x1 - double(b.xmin), double(b.xmax) - e.x1, e.y1 - double(b.ymin), double(b.ymax) - e.y1};
+    for (int i = 0; i < 4; ++i) {
+        if (p[i] == 0) {
+            if (q[i] < 0) return false;
+            continue;
+        }
+        double t = q[i] / p[i];
+        if (p[i] < 0) {
+            if (t > t1) return false;
+            t0 = std::max(t0, t);
+        } else {
+            if (t < t0) return false;
+            t1 = std::min(t1, t);
+        }
+    }
+    return true;
+}
+
+std::optional<Closest> contact_by_containment(const Paths& a, const Paths& b)
+{
+    for (const auto& [inner, outer] : {std::pair{&a, &b}, std::pair{&b, &a}}) {
+        for (const Path& path : *inner) {
+            if (path.empty() || locate(path.front(), *outer) == Where::Outside) continue;
+            double x = double(path.front().X), y = double(path.front().Y);
+            return Closest{0, x, y, x, y};
+        }
+    }
+    return std::nullopt;
+}
+
+Closest outline_point_distance(const Paths& a, double px, double py)
+{
+    std::vector<Edge> edges = edges_of(a);
+    if (edges.size() > kBruteForceEdges) return PreparedOutline(a).distance(px, py);
+    Closest best;
+    best.distance = std::numeric_limits<double>::infinity();
+    if (edges.empty()) return best;
+    if (locate(IntPoint{to_nm(px), to_nm(py)}, a) != Where::Outside) return Closest{0, px, py, px, py};
+    for (const Edge& e : edges) {
+        Closest c = segment_point(e.x1, e.y1, e.x2, e.y2, px, py);
+        if (c.distance < best.distance) best = c;
     }
     return best;
 }
@@ -276,34 +313,21 @@ Closest outline_distance(const Paths& a, const Paths& b)
 {
     Closest best;
     best.distance = std::numeric_limits<double>::infinity();
-    if (a.empty() || b.empty()) return best;
-    // One inside the other: any vertex of one inside the other is a contact.
-    for (const auto& [inner, outer] : {std::pair{&a, &b}, std::pair{&b, &a}}) {
-        for (const Path& path : *inner) {
-            if (path.empty()) continue;
-            if (locate(path.front(), *outer) != Where::Outside) {
-                double x = double(path.front().X), y = double(path.front().Y);
-                return Closest{0, x, y, x, y};
-            }
-        }
+    std::vector<Edge> ea = edges_of(a), eb = edges_of(b);
+    if (ea.empty() || eb.empty()) return best;
+    if (ea.size() * eb.size() > kBruteForceEdges * kBruteForceEdges) {
+        if (ea.size() >= eb.size()) return PreparedOutline(a).distance(b);
+        Closest c = PreparedOutline(b).distance(a);
+        return Closest{c.distance, c.bx, c.by, c.ax, c.ay};
     }
-    for (const Path& pa : a) {
-        for (std::size_t i = 0; i < pa.size(); ++i) {
-            const IntPoint& s = pa[i];
-            const IntPoint& e = pa[(i + 1) % pa.size()];
-            EdgeBox ea = edge_box(s, e);
-            for (const Path& pb : b) {
-                for (std::size_t j = 0; j < pb.size(); ++j) {
-                    const IntPoint& t = pb[j];
-                    const IntPoint& u = pb[(j + 1) % pb.size()];
-                    if (box_gap(ea, edge_box(t, u)) >= best.distance) continue;
-                    Closest c = segment_segment(double(s.X), double(s.Y), double(e.X), double(e.Y),
-                                                double(t.X), double(t.Y), double(u.X), double(u.Y));
-                    if (c.distance < best.distance) {
-                        best = c;
-                        if (best.distance == 0) return best;
-                    }
-                }
+    if (auto contact = contact_by_containment(a, b)) return *contact;
+    for (const Edge& s : ea) {
+        for (const Edge& t : eb) {
+            if (box_gap(s, t) >= best.distance) continue;
+            Closest c = segment_segment(s.x1, s.y1, s.x2, s.y2, t.x1, t.y1, t.x2, t.y2);
+            if (c.distance < best.distance) {
+                best = c;
+                if (best.distance == 0) return best;
             }
         }
     }

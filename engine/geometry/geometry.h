@@ -10,6 +10,8 @@
 
 #include <polyclipping/clipper.hpp>
 
+#include <optional>
+
 namespace kesto::geom {
 
 using ClipperLib::IntPoint;
@@ -100,9 +102,26 @@ Closest segment_point(double x1, double y1, double x2, double y2, double px, dou
 Closest segment_segment(double ax1, double ay1, double ax2, double ay2,
                         double bx1, double by1, double bx2, double by2);
 
+// The edges of an outline with their boxes, for distance work.
+struct Edge {
+    double x1, y1, x2, y2;
+    double xmin, ymin, xmax, ymax;
+};
+std::vector<Edge> edges_of(const Paths& outline);
+// Gap between the boxes of two edges: no point of one is nearer the other.
+double box_gap(const Edge& a, const Edge& b);
+// Does the edge meet the closed box?
+bool segment_meets_box(const Edge& e, const Box& box);
+
 // Edge-to-edge distance of two filled outlines: 0 when they touch or overlap,
 // with a closest point on each. Empty outlines are infinitely far apart.
+// Large outlines go through a PreparedOutline (prepared_outline.h); keep one
+// when the same outline is measured many times.
 Closest outline_distance(const Paths& a, const Paths& b);
 Closest outline_point_distance(const Paths& a, double px, double py);
+
+// Where no edges cross, two outlines still touch when one holds a vertex of
+// the other: that vertex, or nothing.
+std::optional<Closest> contact_by_containment(const Paths& a, const Paths& b);
 
 } // namespace kesto::geom

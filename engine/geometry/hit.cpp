@@ -1,4 +1,5 @@
 #include "engine/geometry/hit.h"
+#include "engine/geometry/prepared_outline.h"
 
 #include <algorithm>
 #include <cmath>
@@ -159,41 +160,6 @@ Closest shrink(Closest c, double radius_a, double radius_b)
     return Closest{gap, c.ax + ux * radius_a, c.ay + uy * radius_a, c.bx - ux * radius_b, c.by - uy * radius_b};
 }
 
-// Liang-Barsky: does the segment meet the closed box?
-bool segment_meets_box(double x1, double y1, double x2, double y2, const Box& b)
-{
-    double t0 = 0, t1 = 1, dx = x2 - x1, dy = y2 - y1;
-    const double p[4] = {-dx, dx, -dy, dy};
-    const double q[4] = {x1 - double(b.xmin), double(b.xmax) - x1, y1 - double(b.ymin), double(b.ymax) - y1};
-    for (int i = 0; i < 4; ++i) {
-        if (p[i] == 0) {
-            if (q[i] < 0) return false;
-            continue;
-        }
-        double t = q[i] / p[i];
-        if (p[i] < 0) {
-            if (t > t1) return false;
-            t0 = std::max(t0, t);
-        } else {
-            if (t < t0) return false;
-            t1 = std::min(t1, t);
-        }
-    }
-    return true;
-}
-
-bool edges_meet_box(const Paths& polygon, const Box& box)
-{
-    for (const Path& path : polygon) {
-        for (std::size_t i = 0; i < path.size(); ++i) {
-            const IntPoint& s = path[i];
-            const IntPoint& e = path[(i + 1) % path.size()];
-            if (segment_meets_box(double(s.X), double(s.Y), double(e.X), double(e.Y), box)) return true;
-        }
-    }
-    return false;
-}
-
 } // namespace
 
 Closest feature_point_distance(const Layer& layer, const Feature& f, const Point& p, const OutlineContext& context)
@@ -235,13 +201,20 @@ std::vector<std::size_t> features_in_polygon(const Layer& layer, const LayerInde
     Paths area_of = unite({polygon});
     for (Path& path : area_of) ClipperLib::CleanPolygon(path, 0.5);
     Box bounds = box_of(area_of);
+    std::vector<Edge> edges = edges_of(area_of);
+    // A drawn lasso of many points gets its edges indexed.
+    std::optional<PreparedOutline> lasso;
+    if (edges.size() > 32) lasso.emplace(area_of);
     for (std::size_t i : index.query(bounds)) {
         if (i >= layer.features.size()) continue;
         Box box = index.box(i);
-        if (!edges_meet_box(area_of, box)) {
+        bool crossed = lasso ? lasso->meets(box)
+                             : std::any_of(edges.begin(), edges.end(), [&](const Edge& e) { return segment_meets_box(e, box); });
+        if (!crossed) {
             // No edge crosses the box: it lies wholly inside or wholly outside.
-            IntPoint middle{box.xmin + (box.xmax - box.xmin) / 2, box.ymin + (box.ymax - box.ymin) / 2};
-            if (locate(middle, area_of) == Where::Inside) hits.push_back(i);
+            double mx = double(box.xmin) + double(box.xmax - box.xmin) / 2, my = double(box.ymin) + double(box.ymax - box.ymin) / 2;
+            Where where = lasso ? lasso->locate(mx, my) : locate(IntPoint{to_nm(mx), to_nm(my)}, area_of);
+            if (where == Where::Inside) hits.push_back(i);
             continue;
         }
         Paths outline = feature_outline(layer, layer.features[i], context);

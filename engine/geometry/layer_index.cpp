@@ -1,6 +1,9 @@
 #include "engine/geometry/layer_index.h"
 
 #include <algorithm>
+#include <boost/iterator/function_output_iterator.hpp>
+#include <cmath>
+#include <stdexcept>
 #include <iterator>
 
 namespace kesto::geom {
@@ -11,7 +14,7 @@ namespace {
 
 LayerIndex::Rect rect_of(const Box& box)
 {
-    return {LayerIndex::Corner(box.xmin, box.ymin), LayerIndex::Corner(box.xmax, box.ymax)};
+    return {LayerIndex::Corner(double(box.xmin), double(box.ymin)), LayerIndex::Corner(double(box.xmax), double(box.ymax))};
 }
 
 bool empty(const LayerIndex::Rect& r)
@@ -106,6 +109,12 @@ void LayerIndex::erase(const std::vector<bool>& removed)
 
 void LayerIndex::reorder(const std::vector<std::size_t>& order)
 {
+    std::vector<bool> seen(slot_of_.size());
+    for (std::size_t from : order) {
+        if (order.size() != slot_of_.size() || from >= seen.size() || seen[from])
+            throw std::invalid_argument("reorder: not a permutation of the layer's features");
+        seen[from] = true;
+    }
     std::vector<std::uint32_t> slots(order.size());
     for (std::size_t i = 0; i < order.size(); ++i) {
         slots[i] = slot_of_.at(order[i]);
@@ -118,18 +127,28 @@ std::vector<std::size_t> LayerIndex::query(const Box& box) const
 {
     std::vector<std::size_t> positions;
     if (box.empty()) return positions;
-    std::vector<Entry> found;
-    tree_.query(bgi::intersects(rect_of(box)), std::back_inserter(found));
-    positions.reserve(found.size());
-    for (const Entry& e : found) positions.push_back(position_of_[e.second]);
-    std::sort(positions.begin(), positions.end());
+    std::vector<std::uint32_t> found;
+    tree_.query(bgi::intersects(rect_of(box)),
+                boost::iterators::make_function_output_iterator([&](const Entry& e) { found.push_back(position_of_[e.second]); }));
+    // Many hits come back in order faster through a mark per feature than a sort.
+    if (found.size() > slot_of_.size() / 16) {
+        std::vector<bool> hit(slot_of_.size());
+        for (std::uint32_t position : found) hit[position] = true;
+        positions.reserve(found.size());
+        for (std::size_t i = 0; i < hit.size(); ++i)
+            if (hit[i]) positions.push_back(i);
+        return positions;
+    }
+    std::sort(found.begin(), found.end());
+    positions.assign(found.begin(), found.end());
     return positions;
 }
 
 Box LayerIndex::box(std::size_t position) const
 {
     const Rect& r = rect_of_.at(slot_of_.at(position));
-    return Box{r.min_corner().get<0>(), r.min_corner().get<1>(), r.max_corner().get<0>(), r.max_corner().get<1>()};
+    return Box{std::llround(r.min_corner().get<0>()), std::llround(r.min_corner().get<1>()),
+               std::llround(r.max_corner().get<0>()), std::llround(r.max_corner().get<1>())};
 }
 
 } // namespace kesto::geom

@@ -17,7 +17,9 @@ namespace kesto::geom {
 
 class LayerIndex {
 public:
-    using Corner = boost::geometry::model::point<Coord, 2, boost::geometry::cs::cartesian>;
+    // Doubles hold every nanometre coordinate exactly (to 2^53) and let the
+    // tree weigh areas of large boxes without overflow.
+    using Corner = boost::geometry::model::point<double, 2, boost::geometry::cs::cartesian>;
     using Rect = boost::geometry::model::box<Corner>;
 
     void build(const Layer& layer, const OutlineContext& context);
@@ -31,6 +33,7 @@ public:
     // the others kept their order.
     void erase(const std::vector<bool>& removed);
     // The features were reordered: the one now at position i was at order[i].
+    // `order` must be a permutation of the positions (std::invalid_argument).
     void reorder(const std::vector<std::size_t>& order);
 
     // Positions of the features whose boxes meet `box`, in drawing order.

@@ -11,17 +11,11 @@ constexpr double kDeg = kPi / 180.0;
 
 void add_point(Path& path, double x, double y) { path.push_back({to_nm(x), to_nm(y)}); }
 
-Path reversed(Path path)
-{
-    std::reverse(path.begin(), path.end());
-    return path;
-}
-
 // A w x h rectangle centred on the origin whose corners (CornerBits) are
 // rounded with radius r or, when `chamfer`, cut by r.
 Path corner_rect(double w, double h, double r, std::uint8_t corners, bool chamfer)
 {
-    r = std::clamp(r, 0.0, std::min(w, h) / 2);
+    r = std::max(0.0, std::min(r, std::min(w, h) / 2));
     struct Corner {
         std::uint8_t bit;
         double x, y;   // the corner
@@ -93,12 +87,7 @@ Paths thermal(const Paths& ring, double angle, double spokes, double gap, double
     return offset(offset(pieces, -r, Join::Round), r, Join::Round);
 }
 
-Paths ring(const Path& outer, const Path& inner)
-{
-    Paths out{outer};
-    if (!inner.empty() && ClipperLib::Area(inner) > 0) out.push_back(reversed(inner));
-    return out;
-}
+Paths ring(const Path& outer, const Path& inner) { return subtract({outer}, {inner}); }
 
 double p(const Symbol& s, int i) { return s.p[static_cast<std::size_t>(i)]; }
 
@@ -126,7 +115,7 @@ Box arc_box(const Point& start, const Point& end, const Point& centre, bool cw)
 
 Box grow(Box box, const Box& by)
 {
-    if (box.empty() || by.empty()) return by.empty() ? Box{} : box;
+    if (box.empty() || by.empty()) return Box{};
     box.xmin += by.xmin;
     box.ymin += by.ymin;
     box.xmax += by.xmax;
@@ -145,6 +134,8 @@ bool round_family(SymbolFamily f)
         return false;
     }
 }
+
+bool round_symbol(const Symbol& s) { return s.family == SymbolFamily::Round || s.family == SymbolFamily::Hole; }
 
 const Symbol* symbol_of(const Layer& layer, const Feature& f)
 {
@@ -188,7 +179,6 @@ Paths round_arc(const Point& a, const Point& b, const Point& c, bool cw, double 
         Path outer = circle(double(c.x), double(c.y), r + h);
         return r > h ? ring(outer, circle(double(c.x), double(c.y), r - h)) : Paths{outer};
     }
-    Path centre = arc_points(a, b, c, cw);
     double from = std::atan2(double(a.y - c.y), double(a.x - c.x));
     double to = std::atan2(double(b.y - c.y), double(b.x - c.x));
     double sweep = to - from;
@@ -256,9 +246,10 @@ Paths text_outline(const Layer& layer, const Feature& f, const OutlineContext& c
 // `work` on its features and kept.
 template <typename Result, typename Work>
 Result user_symbol_work(const std::string& name, const OutlineContext& context, int depth,
-                        std::map<std::string, Result>& cache, const Work& work)
+                        std::map<std::string, Result> UserSymbolCache::*kept, const Work& work)
 {
     if (depth >= kMaxSymbolDepth || !context.user_symbol || !context.cache) return {};
+    std::map<std::string, Result>& cache = (*context.cache).*kept;
     auto known = cache.find(name);
     if (known != cache.end()) return known->second;
     const Layer* features = context.user_symbol(name);
@@ -391,7 +382,7 @@ Paths symbol_outline(const Symbol& s, const OutlineContext& context, int depth)
         return unite(rings_image, cross);
     }
     case F::User:
-        return user_symbol_work<Paths>(s.name, context, depth, context.cache->outlines,
+        return user_symbol_work<Paths>(s.name, context, depth, &UserSymbolCache::outlines,
                                        [&](const Layer& features) { return layer_outline(features, context, depth + 1); });
     case F::Null:
     case F::Unknown:
@@ -420,7 +411,7 @@ Box symbol_box(const Symbol& s, const OutlineContext& context, int depth)
         return centred(2 * reach, 2 * reach);
     }
     case F::User:
-        return user_symbol_work<Box>(s.name, context, depth, context.cache->boxes, [&](const Layer& features) {
+        return user_symbol_work<Box>(s.name, context, depth, &UserSymbolCache::boxes, [&](const Layer& features) {
             Box box;
             for (const Feature& f : features.features) box.add(feature_box(features, f, context, depth + 1));
             return box;
@@ -438,9 +429,13 @@ Paths surface_outline(const Surface& surface)
     Paths group;   // the current island and its holes
     auto close_group = [&] {
         if (group.empty()) return;
-        Paths holes(group.begin() + 1, group.end());
-        Paths island = subtract({group.front()}, holes);
-        islands.insert(islands.end(), island.begin(), island.end());
+        if (group.size() == 1) {
+            islands.push_back(std::move(group.front()));
+        } else {
+            Paths holes(group.begin() + 1, group.end());
+            Paths island = subtract({group.front()}, holes);
+            islands.insert(islands.end(), island.begin(), island.end());
+        }
         group.clear();
     };
     for (const Contour& contour : surface.contours) {
@@ -465,17 +460,54 @@ Paths surface_outline(const Surface& surface)
         }
     }
     close_group();
+    // One island without holes is taken as drawn: Clipper is slow on long
+    // contours with many minima, and most surfaces are single contours.
+    if (islands.size() == 1 && surface.contours.size() == 1) return islands;
     return unite(islands);
+}
+
+Surface surface_of(const Paths& outline)
+{
+    ClipperLib::Clipper clipper;
+    clipper.AddPaths(outline, ClipperLib::ptSubject, true);
+    ClipperLib::PolyTree tree;
+    clipper.Execute(ClipperLib::ctUnion, tree, ClipperLib::pftNonZero, ClipperLib::pftNonZero);
+    Surface surface;
+    auto contour_of = [](const Path& path, bool island) {
+        Contour c;
+        c.island = island;
+        c.start = {path.front().X, path.front().Y};
+        for (std::size_t i = 1; i <= path.size(); ++i) {
+            const IntPoint& q = path[i % path.size()];
+            c.segments.push_back(Segment{{q.X, q.Y}, {}, false, false});
+        }
+        return c;
+    };
+    // Islands in the order Clipper nests them; an island inside a hole
+    // comes after the island that owns the hole.
+    std::vector<const ClipperLib::PolyNode*> islands(tree.Childs.begin(), tree.Childs.end());
+    for (std::size_t i = 0; i < islands.size(); ++i) {
+        const ClipperLib::PolyNode* island = islands[i];
+        if (island->Contour.size() < 3) continue;
+        surface.contours.push_back(contour_of(island->Contour, true));
+        for (const ClipperLib::PolyNode* hole : island->Childs) {
+            if (hole->Contour.size() >= 3) surface.contours.push_back(contour_of(hole->Contour, false));
+            islands.insert(islands.end(), hole->Childs.begin(), hole->Childs.end());
+        }
+    }
+    return surface;
 }
 
 Paths stroke_outline(const Path& centreline, const Symbol& symbol, const OutlineContext& context, int depth)
 {
     if (centreline.empty()) return {};
-    if (symbol.family == SymbolFamily::Round || symbol.family == SymbolFamily::Hole) {
+    if (round_symbol(symbol)) {
+        const IntPoint& first = centreline.front();
+        if (centreline.size() == 1) return {circle(double(first.X), double(first.Y), symbol.p[0] / 2)};
         Paths pieces;
-        for (std::size_t i = 0; i + 1 < centreline.size() || i == 0; ++i) {
-            const IntPoint& s = centreline[i];
-            const IntPoint& e = centreline[std::min(i + 1, centreline.size() - 1)];
+        for (std::size_t i = 1; i < centreline.size(); ++i) {
+            const IntPoint& s = centreline[i - 1];
+            const IntPoint& e = centreline[i];
             pieces.push_back(round_ended(double(s.X), double(s.Y), double(e.X), double(e.Y), symbol.p[0]));
         }
         return pieces.size() == 1 ? pieces : unite(pieces);
@@ -513,7 +545,7 @@ Paths feature_outline(const Layer& layer, const Feature& f, const OutlineContext
         return stroke_outline(line_path(f.a, f.b), *symbol, context, depth);
     case FeatureKind::Arc:
         if (!symbol) return {};
-        if (symbol->family == SymbolFamily::Round) return round_arc(f.a, f.b, f.c, f.cw, symbol->p[0]);
+        if (round_symbol(*symbol)) return round_arc(f.a, f.b, f.c, f.cw, symbol->p[0]);
         return stroke_outline(arc_points(f.a, f.b, f.c, f.cw), *symbol, context, depth);
     case FeatureKind::Surface:
         return f.body < layer.surfaces.size() ? surface_outline(layer.surfaces[f.body]) : Paths{};

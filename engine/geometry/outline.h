@@ -59,6 +59,10 @@ Paths layer_outline(const Layer& layer, const OutlineContext& context, int depth
 
 // The outline of a surface body (islands with their holes).
 Paths surface_outline(const Surface& surface);
+// A surface body covering an outline: each island followed by its holes,
+// islands standing in holes after those; edges are straight (arcs of the
+// outline stay chords).
+Surface surface_of(const Paths& outline);
 
 // The outline of a line or arc drawn with a symbol: round symbols give round
 // ends, any other symbol is swept along the path.

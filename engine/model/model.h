@@ -93,15 +93,16 @@ struct Box {
 //   Hole hole<d>x<p|v|n>x<tp>x<tm>  p0 d, p1 + tolerance, p2 - tolerance; plating in `plating`
 //   Null null<n>               no geometry, p0 n
 //   User                       a user-defined symbol of the job, by name
-//   HomePlate hplate<w>x<h>x<c>                 p0 w, p1 h, p2 cut size
-//   InvertedHomePlate rhplate<w>x<h>x<c>        as hplate
-//   FlatHomePlate fhplate<w>x<h>x<vc>x<hc>      p0 w, p1 h, p2 vertical cut, p3 horizontal cut
-//   RadiusedInvertedHomePlate radhplate<w>x<h>x<ms>  p0 w, p1 h, p2 middle curve size
-//   RadiusedHomePlate dshape<w>x<h>x<r>         p0 w, p1 h, p2 relief
+//   SquareLineThermal s_thr<os>x<is>x<angle>x<spokes>x<gap>  as thr (line spokes)
+//   HomePlate hplate<w>x<h>x<c>[x<ra>[x<ro>]]   p0 w, p1 h, p2 cut size, p3 p4 corner radii
+//   InvertedHomePlate rhplate<w>x<h>x<c>[x<ra>[x<ro>]]  as hplate
+//   FlatHomePlate fhplate<w>x<h>x<vc>x<hc>[x<ra>[x<ro>]]  p0 w, p1 h, p2 vertical cut, p3 horizontal cut, p4 p5 radii
+//   RadiusedInvertedHomePlate radhplate<w>x<h>x<ms>[x<ra>[x<ro>]]  p0 w, p1 h, p2 middle curve size, p3 p4 radii
+//   RadiusedHomePlate dshape<w>x<h>x<r>[x<ra>]  p0 w, p1 h, p2 relief, p3 radius
 //   Cross cross<w>x<h>x<hs>x<vs>x<hc>x<vc>x<r|s> p0 w, p1 h, p2 hor. line width, p3 vert. line width,
 //                                                p4 hor. cross point, p5 vert. cross point; rounded_ends
-//   Dogbone dogbone<w>x<h>x<hs>x<vs>x<hc>x<r|s> p0 w, p1 h, p2 hs, p3 vs, p4 hc; rounded_ends
-//   DPack dpack<w>x<h>x<hg>x<vg>x<hn>x<vn>     p0 w, p1 h, p2 hor. gap, p3 vert. gap, p4 rows, p5 columns
+//   Dogbone dogbone<w>x<h>x<hs>x<vs>x<hc>x<r|s>[x<ra>]  p0 w, p1 h, p2 hs, p3 vs, p4 hc, p6 radius; rounded_ends
+//   DPack dpack<w>x<h>x<hg>x<vg>x<hn>x<vn>[x<ra>]  p0 w, p1 h, p2 hor. gap, p3 vert. gap, p4 rows, p5 columns, p6 radius
 // Square donuts, square and rectangle thermals take an optional
 // "xr<rad>[x<corners>]" (rounded) or "xc<size>[x<corners>]" (chamfered) tail
 // too: the radius goes to the first free parameter, `corners` as for rect.
@@ -114,7 +115,7 @@ enum class SymbolFamily : std::uint8_t {
     SquareRoundThermal, RectThermal, RectThermalOpen, OvalThermal, OblongThermal,
     Ellipse, Moire, Hole, Null, User,
     HomePlate, InvertedHomePlate, FlatHomePlate, RadiusedInvertedHomePlate, RadiusedHomePlate,
-    Cross, Dogbone, DPack,
+    Cross, Dogbone, DPack, SquareLineThermal,
 };
 
 // Corners of rounded or chamfered rectangles, as the digits of ODB++ names:
@@ -168,8 +169,8 @@ struct Text {
     double width_factor = 1.0; // line width as a fraction of the font's standard width
     std::string text;
     int version = 1;        // 0: old fixed pitch, 1: proportional
-    // Barcodes: the record's fields between the position and the text, as
-    // written ("UPC39 standard P 0 E 0.008 0.2 Y N Y T T"), in the layer's units.
+    // Barcodes: the barcode type and the record's fields between orientation
+    // and text, as written ("UPC39 E 0.008 0.2 Y N Y T T"), in the layer's unit.
     std::string barcode;
 };
 
@@ -215,6 +216,8 @@ struct DrillTool {
 struct Layer {
     std::vector<Symbol> symbols;               // the symbol table ($n)
     std::vector<std::string> attribute_names;  // the attribute name table (@n)
+    // Shared by the features that carry the same set: to change one feature's
+    // attributes, append a new set and point it there.
     std::vector<std::vector<AttributeValue>> attribute_sets;
     std::vector<Feature> features;             // in drawing order
     std::vector<Surface> surfaces;
@@ -223,8 +226,6 @@ struct Layer {
     std::map<std::string, std::string> attributes; // layer attributes (attrlist)
     std::map<std::string, std::string> files;      // other files of the layer, kept as read
     bool loaded = true;                            // false while its features wait on disk
-    // Attribute sets are shared by the features that carry the same set; to
-    // change one feature's attributes, append a new set and point it there.
     Units units = Units::Inch;                     // the unit its files are written in
     std::uint32_t id = 0;                          // the features file's ID
     std::vector<std::string> attribute_texts;      // the &n table, only while a file is read
@@ -293,6 +294,12 @@ struct UserSymbol {
     std::map<std::string, std::string> attributes;
 };
 
+// What a command changed in one step, as it was before: undo puts it back.
+struct UndoRecord {
+    std::string step;
+    std::map<std::string, Layer> layers;
+};
+
 struct Job {
     std::string name;
     std::string folder;                       // where the job lives (its own directory)
@@ -307,6 +314,9 @@ struct Job {
     Units units = Units::Inch;                // misc/info UNITS: the unit new files are written in
     std::map<std::string, AttributeDef> attribute_defs; // misc/sysattr*, misc/userattr, by name
     std::vector<std::string> saves;           // where and when this session saved it
+    std::vector<UndoRecord> undo;             // oldest first, at most kUndoDepth
 };
+
+constexpr std::size_t kUndoDepth = 20;
 
 } // namespace kesto

@@ -15,15 +15,28 @@ struct Indexed {
     geom::LayerIndex index;
 };
 
-std::unordered_map<const Layer*, Indexed>& indexes()
+// What is kept belongs to one generation of the store's jobs: a job opened,
+// closed or undone since may have put other layers at the same addresses.
+std::uint64_t& kept_generation()
 {
-    static auto* map = new std::unordered_map<const Layer*, Indexed>();
-    return *map;
+    static std::uint64_t generation = 0;
+    return generation;
 }
 
 std::unordered_map<const Job*, std::unique_ptr<geom::OutlineContext>>& contexts()
 {
     static auto* map = new std::unordered_map<const Job*, std::unique_ptr<geom::OutlineContext>>();
+    return *map;
+}
+
+std::unordered_map<const Layer*, Indexed>& indexes()
+{
+    static auto* map = new std::unordered_map<const Layer*, Indexed>();
+    if (kept_generation() != store::generation()) {
+        map->clear();
+        contexts().clear();
+        kept_generation() = store::generation();
+    }
     return *map;
 }
 
@@ -43,6 +56,7 @@ Indexed* kept(const Layer& layer)
 
 const geom::OutlineContext& context_for(const Job& job)
 {
+    indexes(); // drops contexts of another generation
     auto& slot = contexts()[&job];
     if (!slot) slot = std::make_unique<geom::OutlineContext>(geom::context_of(job));
     return *slot;

@@ -19,13 +19,24 @@ Job* find_job(const std::string& name)
     return it == open_jobs().end() ? nullptr : &it->second;
 }
 
+namespace {
+std::uint64_t g_generation = 0;
+} // namespace
+
+std::uint64_t generation() { return g_generation; }
+
 Job& add_job(Job job)
 {
+    ++g_generation;
     const std::string name = job.name;
     return open_jobs()[name] = std::move(job);
 }
 
-bool remove_job(const std::string& name) { return open_jobs().erase(name) > 0; }
+bool remove_job(const std::string& name)
+{
+    ++g_generation;
+    return open_jobs().erase(name) > 0;
+}
 
 std::vector<std::string> job_names()
 {
@@ -51,6 +62,34 @@ Layer* find_layer(Job& job, Step& step, const std::string& name)
 {
     if (name.empty() || !find_row(job, name)) return nullptr;
     return &step.layers[name];
+}
+
+void remember(Job& job, const std::string& step_name, const std::vector<std::string>& layers)
+{
+    Step* step = find_step(job, step_name);
+    if (!step) return;
+    UndoRecord record{step_name, {}};
+    for (const std::string& name : layers)
+        if (Layer* layer = find_layer(job, *step, name)) record.layers[name] = *layer;
+    if (job.undo.size() >= kUndoDepth) job.undo.erase(job.undo.begin());
+    job.undo.push_back(std::move(record));
+}
+
+bool undo(Job& job, const std::string& step_name)
+{
+    for (auto it = job.undo.rbegin(); it != job.undo.rend(); ++it) {
+        if (it->step != step_name) continue;
+        Step* step = find_step(job, step_name);
+        if (step)
+            for (auto& [name, layer] : it->layers)
+                // A layer deleted from the matrix since stays deleted.
+                if (find_row(job, name)) step->layers[name] = std::move(layer);
+        job.undo.erase(std::next(it).base());
+        job.changed = true;
+        ++g_generation;
+        return step != nullptr;
+    }
+    return false;
 }
 
 namespace {

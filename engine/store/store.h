@@ -3,6 +3,7 @@
 #pragma once
 #include "engine/model/model.h"
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
@@ -16,11 +17,21 @@ Job& add_job(Job job);
 // Closes a job; false when it was not open.
 bool remove_job(const std::string& name);
 std::vector<std::string> job_names();
+// Counts the changes that replace whole jobs or layers behind their names
+// (opening, closing, undo), so that what is kept about them can be dropped.
+std::uint64_t generation();
 
 Step* find_step(Job& job, const std::string& name);
 // The layer's features in a step, or nullptr when the matrix has no such row.
 Layer* find_layer(Job& job, Step& step, const std::string& name);
 const MatrixRow* find_row(const Job& job, const std::string& layer);
+
+// The undo history. A command that changes features records the layers it is
+// about to change (before changing them); undo puts back the latest record of
+// that step. The oldest records go beyond kUndoDepth. Matrix changes are not
+// recorded.
+void remember(Job& job, const std::string& step, const std::vector<std::string>& layers);
+bool undo(Job& job, const std::string& step);
 
 // The unit of real-valued coordinates crossing the API: mm unless a unit
 // command chose inch.

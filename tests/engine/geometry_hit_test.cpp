@@ -1,5 +1,6 @@
 // Hit tests by point and polygon, and clearances between features.
 #include "engine/geometry/hit.h"
+#include "engine/geometry/prepared_outline.h"
 
 #include <gtest/gtest.h>
 
@@ -190,6 +191,59 @@ TEST(GeometryClearance, OtherShapesGoThroughTheirOutlines)
     EXPECT_NEAR(feature_point_distance(board.layer, board.layer.features[a], {c(3 * mm), 0}, {}).distance, 2 * mm, 1);
 }
 
+TEST(GeometryClearance, LargeOutlinesAgreeWithTheirCircles)
+{
+    // Donuts take the outline path; at these radii each has about a thousand edges.
+    Board board;
+    int big = board.symbol(SymbolFamily::RoundDonut, 100 * mm, 80 * mm);
+    int small = board.symbol(SymbolFamily::RoundDonut, 30 * mm, 10 * mm);
+    auto a = board.pad(big, 0, 0);
+    auto b = board.pad(big, 130 * mm, 40 * mm);
+    auto in_hole = board.pad(small, 5 * mm, 0);
+    auto across = board.pad(small, 45 * mm, 0);
+    double bound = 2 * kMaxChordError + 4;
+    EXPECT_NEAR(board.distance(a, b).distance, std::hypot(130 * mm, 40 * mm) - 100 * mm, bound);
+    EXPECT_NEAR(board.distance(b, a).distance, std::hypot(130 * mm, 40 * mm) - 100 * mm, bound);
+    // From the small donut's outer edge to the big one's hole edge.
+    Closest inside = board.distance(in_hole, a);
+    EXPECT_NEAR(inside.distance, 40 * mm - 5 * mm - 15 * mm, bound);
+    EXPECT_NEAR(inside.ax, 20 * mm, 2 * kMaxChordError);
+    EXPECT_NEAR(inside.bx, 40 * mm, 2 * kMaxChordError);
+    EXPECT_EQ(board.distance(across, a).distance, 0);
+    // Points: in the hole, on the copper, outside.
+    const Feature& ring = board.layer.features[a];
+    EXPECT_NEAR(feature_point_distance(board.layer, ring, {c(10 * mm), 0}, {}).distance, 30 * mm, bound);
+    EXPECT_EQ(feature_point_distance(board.layer, ring, {0, c(45 * mm)}, {}).distance, 0);
+    EXPECT_NEAR(feature_point_distance(board.layer, ring, {c(-60 * mm), 0}, {}).distance, 10 * mm, bound);
+}
+
+TEST(GeometryClearance, PreparedOutlinesLocateAsPlainOnes)
+{
+    // A frame with a hole and an island in it, made of many short edges, and
+    // a zig-zag whose vertices sit on the probing rows.
+    Paths frame = subtract({circle(0, 0, 50 * mm)}, {circle(0, 0, 30 * mm)});
+    frame = unite(frame, {circle(0, 0, 10 * mm)});
+    Path zig{{c(60 * mm), c(-10 * mm)}};
+    for (int k = 0; k <= 40; ++k) zig.push_back({c(60 * mm + k * mm), c((k % 2) * mm)});
+    zig.push_back({c(100 * mm), c(-10 * mm)});
+    frame = unite(frame, {zig});
+    PreparedOutline prepared(frame);
+    std::mt19937 rng(3);
+    std::uniform_int_distribution<int> cell(-60, 110);
+    for (int trial = 0; trial < 20000; ++trial) {
+        // Whole millimetres hit the zig-zag's vertices and edges exactly.
+        IntPoint p{c(cell(rng) * mm), c((cell(rng) % 60) * mm)};
+        if (trial % 2) p.X += c(0.37 * mm);
+        ASSERT_EQ(prepared.locate(double(p.X), double(p.Y)), locate(p, frame)) << p.X << " " << p.Y;
+    }
+    // Distances agree with the plain path too.
+    Paths pad{rectangle(55 * mm, 5 * mm, 56 * mm, 6 * mm)};
+    EXPECT_DOUBLE_EQ(prepared.distance(pad).distance, outline_distance(frame, pad).distance);
+    double to_rim = std::hypot(55 * mm, 5 * mm) - 50 * mm; // the pad's corner to the outer circle
+    EXPECT_NEAR(prepared.distance(pad).distance, to_rim, kMaxChordError);
+    EXPECT_NEAR(prepared.distance(55 * mm, 5 * mm).distance, to_rim, kMaxChordError);
+}
+
 TEST(GeometryHits, ClickWithMarginCatchesWhatIsNearEnough)
 {
     Board board;
@@ -236,6 +290,26 @@ TEST(GeometryHits, PolygonsCatchWhatIsInsideOrTouching)
     for (std::size_t i : in_tri) {
         const Point& at = board.layer.features[i].a;
         if (board.layer.features[i].kind == FeatureKind::Pad) EXPECT_LE(double(at.x + at.y), 25 * mm - 0.5 * mm * std::sqrt(2.0));
+    }
+    // Whatever the shortcuts, the answer is the outline-by-outline answer: for
+    // a drawn lasso of many points and for a plain triangle.
+    Path lasso;
+    for (int k = 0; k < 300; ++k) {
+        double t = 2 * kPi * k / 300, r = (7 + 2 * std::sin(5 * t)) * mm;
+        lasso.push_back({c(9 * mm + r * std::cos(t)), c(9 * mm + r * std::sin(t))});
+    }
+    for (const Path& shape : {lasso, triangle}) {
+        Paths area_of = unite({shape});
+        for (PolygonTest test : {PolygonTest::Inside, PolygonTest::Touching}) {
+            std::vector<std::size_t> expected;
+            for (std::size_t i = 0; i < board.layer.features.size(); ++i) {
+                Paths outline = feature_outline(board.layer, board.layer.features[i], {});
+                bool caught = test == PolygonTest::Inside ? area(subtract(outline, area_of)) < 1.0
+                                                          : outline_distance(outline, area_of).distance == 0;
+                if (caught) expected.push_back(i);
+            }
+            EXPECT_EQ(features_in_polygon(board.layer, board.index, shape, test, {}), expected);
+        }
     }
     // A degenerate polygon catches nothing.
     EXPECT_TRUE(features_in_polygon(board.layer, board.index, Path{{0, 0}, {c(mm), c(mm)}}, PolygonTest::Touching, {}).empty());

@@ -60,8 +60,10 @@ void expect_same_answers(const LayerIndex& index, const std::vector<Box>& boxes,
     ASSERT_EQ(index.size(), boxes.size()) << after;
     for (int q = 0; q < 50; ++q) {
         Box probe = random_box(rng);
-        probe.xmax += 5 * kNmPerMm;
-        probe.ymax += 5 * kNmPerMm;
+        // Small windows and, now and then, most of the field (many hits).
+        Coord reach = q % 10 ? 5 * kNmPerMm : 80 * kNmPerMm;
+        probe.xmax += reach;
+        probe.ymax += reach;
         std::vector<std::size_t> expected;
         for (std::size_t i = 0; i < boxes.size(); ++i)
             if (meets(boxes[i], probe)) expected.push_back(i);
@@ -128,6 +130,11 @@ TEST(GeometryLayerIndex, StaysCurrentThroughEveryKindOfEdit)
     boxes = reversed;
     expect_same_answers(index, boxes, rng, "reorder");
     EXPECT_THROW(index.update(boxes.size(), Box{}), std::out_of_range);
+    order[1] = order[0];
+    EXPECT_THROW(index.reorder(order), std::invalid_argument);
+    order.pop_back();
+    EXPECT_THROW(index.reorder(order), std::invalid_argument);
+    expect_same_answers(index, boxes, rng, "refused reorder");
 }
 
 TEST(GeometryLayerIndex, BuildsFromTheFeaturesOfALayer)

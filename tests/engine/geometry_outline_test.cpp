@@ -320,6 +320,28 @@ TEST(GeometrySurfaces, IslandsHolesAndArcEdges)
     EXPECT_EQ(feature_box(layer, f, {}).ymax, Coord(4 * mm));
 }
 
+TEST(GeometrySurfaces, OutlinesBecomeSurfacesAndBack)
+{
+    // A frame with an island in its hole, and a separate disc.
+    Paths outline = subtract({rectangle(0, 0, 10 * mm, 10 * mm)}, {rectangle(2 * mm, 2 * mm, 8 * mm, 8 * mm)});
+    outline = unite(outline, {rectangle(4 * mm, 4 * mm, 6 * mm, 6 * mm), circle(20 * mm, 0, 3 * mm)});
+    Surface s = surface_of(outline);
+    ASSERT_EQ(s.contours.size(), 4u);
+    int islands = 0;
+    for (const Contour& c : s.contours) {
+        islands += c.island;
+        EXPECT_EQ(c.segments.back().end, c.start); // closed
+    }
+    EXPECT_EQ(islands, 3);
+    EXPECT_TRUE(s.contours[0].island);
+    Paths back = surface_outline(s);
+    EXPECT_NEAR(area(back), area(outline), 1.0);
+    EXPECT_NEAR(area(exclusive_or(back, outline)), 0, 1.0);
+    EXPECT_TRUE(inside(back, 5 * mm, 5 * mm));
+    EXPECT_FALSE(inside(back, 3 * mm, 3 * mm));
+    EXPECT_TRUE(surface_of({}).contours.empty());
+}
+
 TEST(GeometryUserSymbols, DrawTheirFeaturesAndStopAtTheDepthLimit)
 {
     Job job;

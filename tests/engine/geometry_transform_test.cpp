@@ -130,23 +130,5 @@ TEST(GeometryTransform, MovedOutlineIsTheOutlineMoved)
     }
 }
 
-TEST(GeometryTransform, MirrorTwiceGivesBackTheFeature)
-{
-    Layer layer = sample_layer();
-    const Layer original = layer;
-    Transform t{{c(2 * mm), c(3 * mm)}, 0, true, 0, 0};
-    for (int round = 0; round < 2; ++round)
-        for (Feature& f : layer.features) transform_feature(layer, f, t);
-    for (std::size_t i = 0; i < layer.features.size(); ++i) {
-        const Feature& a = layer.features[i];
-        const Feature& b = original.features[i];
-        EXPECT_EQ(a.a, b.a);
-        EXPECT_EQ(a.cw, b.cw);
-        EXPECT_EQ(a.mirror, b.mirror);
-        EXPECT_DOUBLE_EQ(a.angle, b.angle);
-    }
-    EXPECT_EQ(layer.surfaces[0].contours[0].segments[1].cw, original.surfaces[0].contours[0].segments[1].cw);
-}
-
 } // namespace
 } // namespace kesto::geom

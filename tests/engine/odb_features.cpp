@@ -217,6 +217,11 @@ TEST(OdbFeatures, AFileWithABadLineNamesTheLine)
     EXPECT_FALSE(read_features_file("$0 r1\nS P 0\nOB 0 0 I\nOS 1 0\nOE\n", layer = Layer(), Units::Inch, error));
     EXPECT_NE(error.find("SE"), std::string::npos) << error;
     EXPECT_FALSE(read_features_file("UNITS=FURLONG\n", layer = Layer(), Units::Inch, error));
+    // Counts and table numbers a short file cannot hold are not believed.
+    EXPECT_FALSE(read_features_file("$4000000000 r1\n", layer = Layer(), Units::Inch, error));
+    EXPECT_FALSE(read_features_file("@9999999 .a\n", layer = Layer(), Units::Inch, error));
+    EXPECT_TRUE(read_features_file("F 4000000000\n$0 r1\nP 0 0 0 P 0 0\n", layer = Layer(), Units::Inch, error));
+    EXPECT_LT(layer.features.capacity(), 1000u);
 }
 
 TEST(OdbFeatures, FeaturesWithoutASymbolStillWriteAReadableFile)

@@ -9,7 +9,10 @@
 #include <boost/filesystem.hpp>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstring>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace kesto;
 namespace fs = boost::filesystem;
@@ -90,6 +93,9 @@ TEST(OdbJob, ReadsTheSampleJob)
     EXPECT_FALSE(job.symbols.empty());
     EXPECT_TRUE(job.files.count("fonts/standard"));
     EXPECT_TRUE(step.files.count("eda/data"));
+    // Checksums of the files as they were are not kept: saves rewrite those files.
+    for (const auto& [path, bytes] : step.layers.at("layer-1").files) EXPECT_EQ(path.find(".sum"), std::string::npos);
+    EXPECT_EQ(step.layers.at("comp_+_top").files.count("components"), 1u);
     const UserSymbol& thermal = job.symbols.at("pads_th_square74x62x45x4x15");
     ASSERT_EQ(thermal.features.features.size(), 1u);
     EXPECT_EQ(thermal.features.features[0].kind, FeatureKind::Surface);
@@ -278,4 +284,59 @@ TEST(OdbJob, AFailedSaveLeavesTheOldJobAlone)
     int entries = 0;
     for (fs::directory_iterator it(dir.path()), end; it != end; ++it) ++entries;
     EXPECT_EQ(entries, 2); // small and saved, no half-written folder beside them
+}
+
+TEST(OdbJob, ZipArchivesWithTheJobAtTheirTop)
+{
+    test::TempDir dir;
+    write_small_job(dir / "small", kSmallTop);
+    const std::string zip = dir / "small.zip";
+    archive* a = archive_write_new();
+    archive_write_set_format_zip(a);
+    ASSERT_EQ(archive_write_open_filename(a, zip.c_str()), ARCHIVE_OK);
+    for (fs::recursive_directory_iterator it(dir / "small"), end; it != end; ++it) {
+        if (!fs::is_regular_file(it->path())) continue;
+        const std::string text = test::read_file(it->path().string());
+        archive_entry* e = archive_entry_new();
+        archive_entry_set_pathname(e, it->path().lexically_relative(dir / "small").generic_string().c_str());
+        archive_entry_set_filetype(e, AE_IFREG);
+        archive_entry_set_perm(e, 0644);
+        archive_entry_set_size(e, static_cast<la_int64_t>(text.size()));
+        archive_write_header(a, e);
+        archive_write_data(a, text.data(), text.size());
+        archive_entry_free(e);
+    }
+    archive_write_free(a);
+    EXPECT_EQ(job_digest(read_or_fail(zip)), job_digest(read_or_fail(dir / "small")));
+}
+
+TEST(OdbJob, ASaveKilledAtAnyMomentLeavesOneWholeJob)
+{
+    test::TempDir dir;
+    write_small_job(dir / "small", kSmallTop);
+    const Job before = read_or_fail(dir / "small");
+    Job after = before;
+    after.steps.at("pcb").layers.at("top").features.resize(2);
+    after.rows.pop_back();
+    const std::string old_digest = job_digest(before), new_digest = job_digest(after);
+    ASSERT_NE(old_digest, new_digest);
+    const std::string target = dir / "target";
+    std::string error;
+    for (int round = 0; round < 12; ++round) {
+        ASSERT_TRUE(odb::save_job(before, target, error)) << error;
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            std::string e;
+            _exit(odb::save_job(after, target, e) ? 0 : 1);
+        }
+        usleep(static_cast<useconds_t>(round * 1500));
+        kill(child, SIGKILL);
+        int status = 0;
+        waitpid(child, &status, 0);
+        Job seen;
+        ASSERT_TRUE(odb::read_job(target, seen, error)) << "round " << round << ": " << error;
+        const std::string digest = job_digest(seen);
+        EXPECT_TRUE(digest == old_digest || digest == new_digest) << "round " << round << " saw a mix";
+    }
 }

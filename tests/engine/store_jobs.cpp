@@ -201,10 +201,10 @@ TEST_F(StoreJobs, ProfileBoxFollowsArcs)
 TEST(StoreSession, WorkingUnitConvertsApiCoordinates)
 {
     EXPECT_EQ(working_unit(), kesto::Units::Mm);
-    EXPECT_EQ(from_working(1.5), 1500000);
+    EXPECT_EQ(from_working_unit(1.5), 1500000);
     set_working_unit(kesto::Units::Inch);
-    EXPECT_EQ(from_working(0.1), 2540000);
-    EXPECT_DOUBLE_EQ(to_working(25400000), 1.0);
+    EXPECT_EQ(from_working_unit(0.1), 2540000);
+    EXPECT_DOUBLE_EQ(to_working_unit(25400000), 1.0);
     set_working_unit(kesto::Units::Mm);
 }
 
@@ -223,4 +223,35 @@ TEST(StoreSession, LoadedAttributeDefinitionsReachJobsOpenedLater)
     const kesto::Layer& l = job.steps.at("s").layers.at("l");
     EXPECT_EQ(l.attribute_sets.at(0).at(0).value, "A17");
     close_job("j");
+}
+
+TEST_F(StoreJobs, UndoPutsBackTheLatestRecordOfTheStep)
+{
+    ASSERT_TRUE(create_step(name_, "panel", 2));
+    kesto::Job& job = *kesto::store::find_job(name_);
+    kesto::store::remember(job, "pcb", {"top", "bot"});
+    layer("pcb", "top")->features.clear();
+    layer("pcb", "bot")->features.resize(3);
+    kesto::store::remember(job, "panel", {"top"});
+    layer("panel", "top")->features.resize(5);
+    kesto::store::remember(job, "pcb", {"top"});
+    layer("pcb", "top")->features.resize(7);
+
+    EXPECT_TRUE(Undo(name_, "PCB"));
+    EXPECT_EQ(Get_features_cnt(name_, "pcb", "top"), 0);
+    EXPECT_EQ(Get_features_cnt(name_, "panel", "top"), 5); // another step's record stays
+    EXPECT_TRUE(Undo(name_, "pcb"));
+    EXPECT_EQ(Get_features_cnt(name_, "pcb", "top"), 1);
+    EXPECT_EQ(Get_features_cnt(name_, "pcb", "bot"), 0);
+    EXPECT_FALSE(Undo(name_, "pcb"));
+    EXPECT_TRUE(Undo(name_, "panel"));
+    EXPECT_EQ(Get_features_cnt(name_, "panel", "top"), 0);
+
+    for (size_t i = 0; i < kesto::kUndoDepth + 5; ++i) kesto::store::remember(job, "pcb", {"top"});
+    EXPECT_EQ(job.undo.size(), kesto::kUndoDepth);
+    // A layer deleted after its record was taken is not brought back.
+    kesto::store::remember(job, "pcb", {"drill"});
+    ASSERT_TRUE(delete_layer(name_, 3));
+    EXPECT_TRUE(Undo(name_, "pcb"));
+    EXPECT_EQ(Get_features_cnt(name_, "pcb", "drill"), -1);
 }

@@ -61,6 +61,11 @@ const Case kCases[] = {
     {"cross60x40x5x6x20x10xr", SymbolFamily::Cross, {60, 40, 5, 6, 20, 10}},
     {"dogbone60x40x5x6x20xs", SymbolFamily::Dogbone, {60, 40, 5, 6, 20}},
     {"dpack60x40x5x6x2x3", SymbolFamily::DPack, {60, 40, 5, 6, 2, 3}},
+    {"dpack60x40x5x6x2x3x4", SymbolFamily::DPack, {60, 40, 5, 6, 2, 3, 4}},
+    {"s_thr60x40x45x4x10", SymbolFamily::SquareLineThermal, {60, 40, 45, 4, 10}},
+    {"hplate60x40x10x2x3", SymbolFamily::HomePlate, {60, 40, 10, 2, 3}},
+    {"dshape60x40x10x2", SymbolFamily::RadiusedHomePlate, {60, 40, 10, 2}},
+    {"dogbone60x40x5x6x20xsx3", SymbolFamily::Dogbone, {60, 40, 5, 6, 20, 0, 3}},
 };
 
 // Which parameters are lengths, for each case: angles, counts and plating
@@ -71,11 +76,11 @@ bool is_length(SymbolFamily family, size_t i)
     case SymbolFamily::RoundThermalRounded: case SymbolFamily::RoundThermalSquared:
     case SymbolFamily::SquareThermal: case SymbolFamily::SquareThermalOpen: case SymbolFamily::SquareRoundThermal:
     case SymbolFamily::RectThermal: case SymbolFamily::RectThermalOpen: case SymbolFamily::OvalThermal:
-    case SymbolFamily::OblongThermal:
+    case SymbolFamily::OblongThermal: case SymbolFamily::SquareLineThermal:
         return i != 2 && i != 3;
     case SymbolFamily::Moire: return i != 2 && i != 5;
     case SymbolFamily::Null: return false;
-    case SymbolFamily::DPack: return i < 4;
+    case SymbolFamily::DPack: return i < 4 || i == 6;
     default: return true;
     }
 }
@@ -113,10 +118,19 @@ TEST(SymbolNames, MetricNamesAreMicrons)
     EXPECT_EQ(standard_symbol_name(parse_symbol_name("r254", Units::Mm), Units::Inch), "r10");
 }
 
+TEST(SymbolNames, UpperCaseNamesAreStandardToo)
+{
+    const Symbol s = parse_symbol_name("RECT20X30XR5", Units::Inch);
+    EXPECT_EQ(s.family, SymbolFamily::RectRounded);
+    EXPECT_DOUBLE_EQ(s.p[2], 5 * kNmPerMil);
+    EXPECT_EQ(s.name, "RECT20X30XR5");
+}
+
 TEST(SymbolNames, NonStandardNamesAreKeptUnknown)
 {
     for (const char* name : {"pad_special", "r", "rect20", "rect20x30x", "r10x", "rect20x30xq5", "thr60x40x45x4.5x10",
-                             "rect20x30xr5x15", "hole30xqx2x1", "drill_symbol2+1", "s-x"}) {
+                             "rect20x30xr5x15", "hole30xqx2x1", "drill_symbol2+1", "s-x",
+                             "hplate60x40x10x2x3x4", "r10x5"}) {
         SCOPED_TRACE(name);
         const Symbol s = parse_symbol_name(name, Units::Inch);
         EXPECT_EQ(s.family, SymbolFamily::Unknown);

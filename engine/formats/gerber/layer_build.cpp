@@ -1,44 +1,30 @@
 #include "engine/formats/gerber/layer_build.h"
 
+#include "engine/formats/odb/symbols.h"
+
 #include <cmath>
 #include <cstdio>
 
 namespace kesto::formats {
 
-std::string micron_text(double nm)
-{
-    char text[64];
-    std::snprintf(text, sizeof text, "%.3f", std::round(nm) / 1000.0);
-    std::string s = text;
-    while (!s.empty() && s.back() == '0') s.pop_back();
-    if (!s.empty() && s.back() == '.') s.pop_back();
-    return s == "-0" ? "0" : s;
-}
-
-static Symbol make(SymbolFamily family, std::string name, std::initializer_list<double> p)
+// Symbols are named in microns: the readers work in nanometres, and a metric
+// name loses nothing of them.
+static Symbol make(SymbolFamily family, std::initializer_list<double> p)
 {
     Symbol s;
     s.family = family;
-    s.name = std::move(name);
+    s.units = Units::Mm;
     std::size_t i = 0;
     for (double v : p) s.p[i++] = std::round(v);
+    s.name = odb::standard_symbol_name(s, Units::Mm);
     return s;
 }
 
-Symbol round_symbol(double d) { return make(SymbolFamily::Round, "r" + micron_text(d), {d}); }
-Symbol square_symbol(double s) { return make(SymbolFamily::Square, "s" + micron_text(s), {s}); }
-Symbol rect_symbol(double w, double h)
-{
-    return make(SymbolFamily::Rect, "rect" + micron_text(w) + "x" + micron_text(h), {w, h});
-}
-Symbol oval_symbol(double w, double h)
-{
-    return make(SymbolFamily::Oval, "oval" + micron_text(w) + "x" + micron_text(h), {w, h});
-}
-Symbol round_donut_symbol(double od, double id)
-{
-    return make(SymbolFamily::RoundDonut, "donut_r" + micron_text(od) + "x" + micron_text(id), {od, id});
-}
+Symbol round_symbol(double d) { return make(SymbolFamily::Round, {d}); }
+Symbol square_symbol(double s) { return make(SymbolFamily::Square, {s}); }
+Symbol rect_symbol(double w, double h) { return make(SymbolFamily::Rect, {w, h}); }
+Symbol oval_symbol(double w, double h) { return make(SymbolFamily::Oval, {w, h}); }
+Symbol round_donut_symbol(double od, double id) { return make(SymbolFamily::RoundDonut, {od, id}); }
 
 bool scale_symbol(Symbol& s, double f)
 {

@@ -19,11 +19,8 @@ using Attributes = std::vector<std::pair<std::string, std::string>>;
 // one evaluated primitive a line. Writers give such a symbol back as it came.
 constexpr const char* kGerberShape = "gerber_shape";
 
-// A length in nanometres as ODB++ symbol names write it: microns, trailing
-// zeros dropped ("254", "12.7").
-std::string micron_text(double nm);
-
-// A standard symbol by family and sizes in nanometres, named as ODB++ names it.
+// A standard symbol by family and sizes in nanometres, named as ODB++ names
+// it in microns ("r254", "rect1524x1016").
 Symbol round_symbol(double d);
 Symbol square_symbol(double s);
 Symbol rect_symbol(double w, double h);

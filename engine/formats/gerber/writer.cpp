@@ -5,7 +5,9 @@
 #include "engine/api/exchange.h"
 #include "engine/formats/gerber/layer_build.h"
 #include "engine/formats/gerber/macro.h"
+#include "engine/geometry/outline.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -49,6 +51,11 @@ public:
     Writer(const UserSymbols& symbols, const WriteOptions& options, Reports& reports)
         : symbols_(symbols), options_(options), reports_(reports)
     {
+        context_.user_symbol = [this](const std::string& name) -> const Layer* {
+            auto found = symbols_.find(name);
+            return found == symbols_.end() ? nullptr : &found->second.features;
+        };
+        context_.font = options.font;
         unit_ = options.inch ? double(kNmPerInch) : double(kNmPerMm);
         per_nm_ = std::pow(10.0, options.decimal_digits) / unit_;
         limit_ = std::pow(10.0, options.integer_digits + options.decimal_digits);
@@ -128,7 +135,8 @@ private:
         if (shape.empty()) {
             if (s.family == SymbolFamily::User) d = user_aperture(s.name, attributes, depth);
             else if (std::string body = standard_macro(s); !body.empty()) shape = macro(s.name, body);
-            else fail("symbol " + s.name + " has no Gerber aperture yet; its features are left out");
+            else if (std::string outline = outline_macro(geom::symbol_outline(s, context_)); !outline.empty()) shape = macro(s.name, outline);
+            else fail("symbol " + s.name + " has no outline; its features are left out");
         }
         if (!shape.empty()) {
             d = next_dcode_++;
@@ -170,7 +178,24 @@ private:
         return body;
     }
 
-    // Macros for the standard symbols RS-274X has no aperture for.
+    // Outlines as outline primitives, the larger first: islands exposed, holes cleared.
+    std::string outline_macro(geom::Paths paths)
+    {
+        std::sort(paths.begin(), paths.end(), [](const geom::Path& a, const geom::Path& b) {
+            return std::abs(ClipperLib::Area(a)) > std::abs(ClipperLib::Area(b));
+        });
+        std::string body;
+        for (const geom::Path& path : paths) {
+            if (path.size() < 3) continue;
+            std::vector<std::pair<double, double>> points;
+            for (const auto& p : path) points.push_back({double(p.X), double(p.Y)});
+            body += polygon_primitive(points, ClipperLib::Orientation(path));
+        }
+        return body;
+    }
+
+    // Macros for the standard symbols RS-274X has no aperture for, exact
+    // where primitives can say it.
     std::string standard_macro(const Symbol& s)
     {
         const double w = s.p[0] / 2, h = s.p[1] / 2;
@@ -504,6 +529,58 @@ private:
         if (from != c.start) draw(from, c.start, nullptr, false);
     }
 
+    // One region statement: each island with its holes joined by a cut-in
+    // line out and back.
+    void region(const Surface& surface)
+    {
+        out_ += "G36*\n";
+        const auto& contours = surface.contours;
+        for (std::size_t i = 0; i < contours.size();) {
+            const Contour& island = contours[i++];
+            at_known_ = false;
+            contour(island);
+            while (i < contours.size() && !contours[i].island) {
+                draw(island.start, contours[i].start, nullptr, false);
+                contour(contours[i]);
+                draw(contours[i].start, island.start, nullptr, false);
+                ++i;
+            }
+        }
+        out_ += "G37*\n";
+        at_known_ = false;
+    }
+
+    // Outlines (islands counter-clockwise, holes clockwise) as a surface whose
+    // islands are each followed by the holes inside them.
+    static Surface surface_of(const geom::Paths& paths)
+    {
+        Surface s;
+        if (paths.empty()) return s;
+        ClipperLib::Clipper clipper;
+        clipper.AddPaths(paths, ClipperLib::ptSubject, true);
+        ClipperLib::PolyTree tree;
+        clipper.Execute(ClipperLib::ctUnion, tree, ClipperLib::pftNonZero, ClipperLib::pftNonZero);
+        auto contour_of = [](const geom::Path& path, bool island) {
+            Contour c;
+            c.island = island;
+            c.start = {path[0].X, path[0].Y};
+            for (std::size_t i = 1; i <= path.size(); ++i) c.segments.push_back(formats::line_to({path[i % path.size()].X, path[i % path.size()].Y}));
+            return c;
+        };
+        std::vector<const ClipperLib::PolyNode*> islands(tree.Childs.begin(), tree.Childs.end());
+        while (!islands.empty()) {
+            const ClipperLib::PolyNode* node = islands.back();
+            islands.pop_back();
+            if (node->Contour.size() < 3) continue;
+            s.contours.push_back(contour_of(node->Contour, true));
+            for (const ClipperLib::PolyNode* hole : node->Childs) {
+                if (hole->Contour.size() >= 3) s.contours.push_back(contour_of(hole->Contour, false));
+                islands.insert(islands.end(), hole->Childs.begin(), hole->Childs.end());
+            }
+        }
+        return s;
+    }
+
     void features(const Layer& layer, int depth)
     {
         std::size_t skipped_texts = 0;
@@ -547,35 +624,32 @@ private:
                 if (f.body >= layer.surfaces.size()) break;
                 attributes(attrs.object, &attrs.aperture);
                 polarity(f.polarity);
-                out_ += "G36*\n";
-                // A hole joins its island by a cut-in line out and back.
-                const auto& contours = layer.surfaces[f.body].contours;
-                for (std::size_t i = 0; i < contours.size();) {
-                    const Contour& island = contours[i++];
-                    at_known_ = false;
-                    contour(island);
-                    while (i < contours.size() && !contours[i].island) {
-                        draw(island.start, contours[i].start, nullptr, false);
-                        contour(contours[i]);
-                        draw(contours[i].start, island.start, nullptr, false);
-                        ++i;
-                    }
-                }
-                out_ += "G37*\n";
-                at_known_ = false;
+                region(layer.surfaces[f.body]);
                 break;
             }
             case FeatureKind::Text:
-            case FeatureKind::Barcode: ++skipped_texts; break;
+            case FeatureKind::Barcode: {
+                // Texts go out as the regions their strokes cover.
+                const Surface outline = surface_of(geom::feature_outline(layer, f, context_));
+                if (outline.contours.empty()) {
+                    ++skipped_texts;
+                    break;
+                }
+                attributes(attrs.object, &attrs.aperture);
+                polarity(f.polarity);
+                region(outline);
+                break;
+            }
             }
         }
         if (skipped_texts)
-            fail(std::to_string(skipped_texts) + " text or barcode features are not written: Gerber output of texts needs their strokes");
+            fail(std::to_string(skipped_texts) + " text or barcode features have no outline and are not written");
     }
 
     const UserSymbols& symbols_;
     const WriteOptions& options_;
     Reports& reports_;
+    geom::OutlineContext context_;
     std::string out_;
     bool ok_ = true;
     double unit_ = 0, per_nm_ = 0, limit_ = 0;

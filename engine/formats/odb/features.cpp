@@ -603,6 +603,9 @@ std::string write_feature_record(const Layer& layer, const Feature& feature, Uni
 
 bool read_features_file(std::string_view text, Layer& layer, Units default_units, std::string& error)
 {
+    // Counts and table numbers from the file are trusted only as far as the
+    // file's size could hold them.
+    const size_t plausible = text.size() / 4 + 16;
     layer.units = default_units;
     RecordReader reader(layer, default_units);
     size_t line_no = 0;
@@ -622,7 +625,7 @@ bool read_features_file(std::string_view text, Layer& layer, Units default_units
             // An attribute text may be empty: "&5" alone.
             const size_t blank = std::min(line.find(' '), line.size());
             std::uint32_t index = 0;
-            if (!read_int(line.substr(1, blank - 1), index) || index > 10000000)
+            if (!read_int(line.substr(1, blank - 1), index) || index > plausible)
                 return fail("bad table entry '" + std::string(line) + "'");
             std::string_view value = trim(line.substr(blank));
             if (lead == '$') {
@@ -658,12 +661,17 @@ bool read_features_file(std::string_view text, Layer& layer, Units default_units
         }
         if (lead == 'F' && line.size() > 1 && line[1] == ' ') {
             size_t count = 0;
-            if (read_int(trim(line.substr(2)), count) && count < 100000000) layer.features.reserve(count);
+            if (read_int(trim(line.substr(2)), count)) layer.features.reserve(std::min(count, plausible / 4));
             continue;
         }
         if (!reader.record(line, what)) return fail(what);
     }
     if (reader.in_surface()) return fail("surface without SE at the end of the file");
+    // Tables grew by doubling while read; a job holds many layers for long.
+    layer.attribute_sets.shrink_to_fit();
+    layer.surfaces.shrink_to_fit();
+    layer.texts.shrink_to_fit();
+    layer.symbols.shrink_to_fit();
     return true;
 }
 

@@ -47,8 +47,7 @@ bool sync_path(const std::string& path, int flags)
     return ok;
 }
 
-// Writes the files of a job under one folder, each synced, and remembers the
-// folders it made so they can be synced at the end.
+// Writes the files of a job under one folder.
 class JobWriter {
 public:
     explicit JobWriter(std::string root) : root_(std::move(root)) {}
@@ -59,10 +58,8 @@ public:
         const fs::path path = fs::path(root_) / relative;
         boost::system::error_code ec;
         const fs::path dir = path.parent_path();
-        if (!fs::is_directory(dir, ec)) {
-            if (!fs::create_directories(dir, ec) && ec) return fail(dir.string() + ": " + ec.message());
-            for (fs::path d = dir; d.string().size() > root_.size(); d = d.parent_path()) dirs_.push_back(d.string());
-        }
+        if (!fs::is_directory(dir, ec) && !fs::create_directories(dir, ec) && ec)
+            return fail(dir.string() + ": " + ec.message());
         const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
         if (fd < 0) return fail(path.string() + ": " + std::strerror(errno));
         size_t done = 0;
@@ -75,18 +72,19 @@ public:
             }
             done += static_cast<size_t>(n);
         }
-        const bool synced = ::fsync(fd) == 0;
-        if (::close(fd) != 0 || !synced) return fail(path.string() + ": cannot be written to disk");
+        if (::close(fd) != 0) return fail(path.string() + ": cannot be written");
         return true;
     }
 
-    bool sync_folders()
+    // One flush of the whole file system instead of one journal commit per
+    // file: every file and folder written is on disk when it returns.
+    bool sync_all()
     {
-        std::sort(dirs_.begin(), dirs_.end());
-        dirs_.erase(std::unique(dirs_.begin(), dirs_.end()), dirs_.end());
-        for (const std::string& d : dirs_)
-            if (!sync_path(d, O_RDONLY | O_DIRECTORY)) return fail(d + ": cannot be synced");
-        return sync_path(root_, O_RDONLY | O_DIRECTORY) || fail(root_ + ": cannot be synced");
+        const int fd = ::open(root_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (fd < 0) return fail(root_ + ": " + std::strerror(errno));
+        const bool ok = ::syncfs(fd) == 0;
+        ::close(fd);
+        return ok || fail(root_ + ": cannot be written to disk");
     }
 
     const std::string& error() const { return error_; }
@@ -98,7 +96,6 @@ private:
         return false;
     }
     std::string root_;
-    std::vector<std::string> dirs_;
     std::string error_;
 };
 
@@ -248,7 +245,7 @@ bool write_files(const Job& job, JobWriter& out)
             (!user.attributes.empty() && !out.put(dir + "attrlist", attrlist_text(user.attributes))))
             return false;
     }
-    return out.sync_folders();
+    return out.sync_all();
 }
 
 // File systems without an exchanging rename: the old job steps aside, the new

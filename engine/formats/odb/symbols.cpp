@@ -13,36 +13,39 @@ namespace {
 // L a length, A an angle, N a count, E r|s (rounded or square ends),
 // P a plating letter. `tail`: the name may end in xr<rad>[x<corners>] or
 // xc<size>[x<corners>], the size going to the parameter after the fields.
+// `optional`: that many more lengths may follow, into the next parameters.
 struct Shape {
     std::string_view prefix;
     SymbolFamily family;
     std::string_view fields;
     bool tail = false;
+    int optional = 0;
 };
 
 const Shape kShapes[] = {
     {"oblong_ths", SymbolFamily::OblongThermal, "LLANLLE"},
-    {"radhplate", SymbolFamily::RadiusedInvertedHomePlate, "LLL"},
+    {"radhplate", SymbolFamily::RadiusedInvertedHomePlate, "LLL", false, 2},
     {"donut_sr", SymbolFamily::SquareRoundDonut, "LL"},
     {"donut_rc", SymbolFamily::RectDonut, "LLL", true},
-    {"dogbone", SymbolFamily::Dogbone, "LLLLLE"},
+    {"dogbone", SymbolFamily::Dogbone, "LLLLLE", false, 1},
     {"donut_r", SymbolFamily::RoundDonut, "LL"},
     {"donut_s", SymbolFamily::SquareDonut, "LL", true},
     {"donut_o", SymbolFamily::OvalDonut, "LLL"},
-    {"rhplate", SymbolFamily::InvertedHomePlate, "LLL"},
-    {"fhplate", SymbolFamily::FlatHomePlate, "LLLL"},
+    {"rhplate", SymbolFamily::InvertedHomePlate, "LLL", false, 2},
+    {"fhplate", SymbolFamily::FlatHomePlate, "LLLL", false, 2},
     {"sr_ths", SymbolFamily::SquareRoundThermal, "LLANL"},
     {"rc_ths", SymbolFamily::RectThermal, "LLANLL", true},
     {"rc_tho", SymbolFamily::RectThermalOpen, "LLANLL", true},
-    {"hplate", SymbolFamily::HomePlate, "LLL"},
-    {"dshape", SymbolFamily::RadiusedHomePlate, "LLL"},
+    {"hplate", SymbolFamily::HomePlate, "LLL", false, 2},
+    {"dshape", SymbolFamily::RadiusedHomePlate, "LLL", false, 1},
     {"oval_h", SymbolFamily::HalfOval, "LL"},
     {"s_ths", SymbolFamily::SquareThermal, "LLANL", true},
     {"s_tho", SymbolFamily::SquareThermalOpen, "LLANL", true},
+    {"s_thr", SymbolFamily::SquareLineThermal, "LLANL", true},
     {"o_ths", SymbolFamily::OvalThermal, "LLANLL"},
     {"moire", SymbolFamily::Moire, "LLNLLA"},
-    {"cross", SymbolFamily::Cross, "LLLLLLE"},
-    {"dpack", SymbolFamily::DPack, "LLLLNN"},
+    {"cross", SymbolFamily::Cross, "LLLLLLE", false, 0},
+    {"dpack", SymbolFamily::DPack, "LLLLNN", false, 1},
     {"hex_l", SymbolFamily::HexLong, "LLL"},
     {"hex_s", SymbolFamily::HexShort, "LLL"},
     {"rect", SymbolFamily::Rect, "LL", true},
@@ -126,6 +129,11 @@ bool read_shape(const Shape& shape, std::string_view rest, double scale, Symbol&
         }
     }
     size_t next = n;
+    for (int extra = 0; extra < shape.optional && next < parts.size() && next < symbol.p.size(); ++extra, ++next) {
+        double value = 0;
+        if (!read_number(parts[next], value)) return false;
+        symbol.p[next] = value * scale;
+    }
     if (shape.tail && next < parts.size()) {
         const std::string_view part = parts[next++];
         if (part.size() < 2 || (part.front() != 'r' && part.front() != 'c')) return false;
@@ -157,10 +165,15 @@ std::string format_number(double value, int decimals)
 
 std::string format_length(double nm, double per_unit, int decimals) { return format_number(nm / per_unit, decimals); }
 
-Symbol parse_symbol_name(std::string_view name, Units units)
+Symbol parse_symbol_name(std::string_view written, Units units)
 {
     Symbol symbol;
-    symbol.name = std::string(name);
+    symbol.name = std::string(written);
+    // Families are matched case-blind; the name stays as written.
+    std::string lowered(written);
+    std::transform(lowered.begin(), lowered.end(), lowered.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const std::string_view name = lowered;
     symbol.units = units;
     const double scale = units == Units::Inch ? kNmPerMil : kNmPerMicron;
     for (const Shape& shape : kShapes) {
@@ -189,13 +202,19 @@ std::string standard_symbol_name(const Symbol& symbol, Units units)
         default: name += format_number(symbol.p[i], 4);
         }
     }
+    size_t next = n;
+    // Optional sizes are written up to the last one that is set.
+    size_t last = n;
+    for (size_t i = n; i < n + static_cast<size_t>(shape->optional) && i < symbol.p.size(); ++i)
+        if (symbol.p[i] != 0) last = i + 1;
+    for (; next < last; ++next) (name += 'x') += format_length(symbol.p[next], per_unit, decimals);
     char style = symbol.corner_style;
     if (symbol.family == SymbolFamily::RectRounded) style = 'r';
     if (symbol.family == SymbolFamily::RectChamfered) style = 'c';
     if (shape->tail && style) {
         name += 'x';
         name += style;
-        name += format_length(symbol.p[n], per_unit, decimals);
+        name += format_length(symbol.p[next], per_unit, decimals);
         if (symbol.corners != kAllCorners) {
             name += 'x';
             for (int bit = 0; bit < 4; ++bit)

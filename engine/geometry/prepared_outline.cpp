@@ -1,0 +1,114 @@
+#include "engine/geometry/prepared_outline.h"
+
+#include <boost/iterator/function_output_iterator.hpp>
+
+#include <algorithm>
+#include <limits>
+
+namespace kesto::geom {
+
+namespace bgi = boost::geometry::index;
+
+namespace {
+
+Closest far_away()
+{
+    Closest c;
+    c.distance = std::numeric_limits<double>::infinity();
+    return c;
+}
+
+} // namespace
+
+PreparedOutline::PreparedOutline(Paths outline) : outline_(std::move(outline)), edges_(edges_of(outline_))
+{
+    std::vector<Entry> entries;
+    entries.reserve(edges_.size());
+    for (std::size_t i = 0; i < edges_.size(); ++i) {
+        const Edge& e = edges_[i];
+        entries.emplace_back(Rect{{e.xmin, e.ymin}, {e.xmax, e.ymax}}, std::uint32_t(i));
+    }
+    tree_ = decltype(tree_)(entries.begin(), entries.end());
+    for (const Edge& e : edges_) xmax_ = std::max(xmax_, e.xmax);
+}
+
+bool PreparedOutline::meets(const Box& box) const
+{
+    Rect rect{{double(box.xmin), double(box.ymin)}, {double(box.xmax), double(box.ymax)}};
+    for (auto it = tree_.qbegin(bgi::intersects(rect)); it != tree_.qend(); ++it)
+        if (segment_meets_box(edges_[it->second], box)) return true;
+    return false;
+}
+
+Where PreparedOutline::locate(double x, double y) const
+{
+    int winding = 0;
+    bool on_edge = false;
+    Rect ray{{x, y}, {std::max(x, xmax_), y}};
+    tree_.query(bgi::intersects(ray), boost::iterators::make_function_output_iterator([&](const Entry& hit) {
+                    const Edge& e = edges_[hit.second];
+                    double cross = (e.x2 - e.x1) * (y - e.y1) - (e.y2 - e.y1) * (x - e.x1);
+                    if (cross == 0 && x >= e.xmin && x <= e.xmax && y >= e.ymin && y <= e.ymax) on_edge = true;
+                    // Half-open in y so that a vertex on the ray counts once.
+                    if ((e.y1 <= y) == (e.y2 <= y)) return;
+                    if (e.y2 > e.y1 ? cross > 0 : cross < 0) winding += e.y2 > e.y1 ? 1 : -1;
+                }));
+    if (on_edge) return Where::OnEdge;
+    return winding != 0 ? Where::Inside : Where::Outside;
+}
+
+Closest PreparedOutline::seed(double x, double y) const
+{
+    Closest best = far_away();
+    tree_.query(bgi::nearest(Corner{x, y}, 1), boost::iterators::make_function_output_iterator([&](const Entry& hit) {
+                    const Edge& e = edges_[hit.second];
+                    best = segment_point(e.x1, e.y1, e.x2, e.y2, x, y);
+                }));
+    return best;
+}
+
+void PreparedOutline::refine(const Edge& e, Closest& best) const
+{
+    double d = best.distance;
+    Rect reach{{e.xmin - d, e.ymin - d}, {e.xmax + d, e.ymax + d}};
+    tree_.query(bgi::intersects(reach), boost::iterators::make_function_output_iterator([&](const Entry& hit) {
+                    const Edge& t = edges_[hit.second];
+                    if (box_gap(t, e) >= best.distance) return;
+                    Closest c = segment_segment(t.x1, t.y1, t.x2, t.y2, e.x1, e.y1, e.x2, e.y2);
+                    if (c.distance < best.distance) best = c;
+                }));
+}
+
+Closest PreparedOutline::distance(const Paths& other) const
+{
+    std::vector<Edge> edges = edges_of(other);
+    if (edges_.empty() || edges.empty()) return far_away();
+    // A vertex of either inside the other is a contact.
+    for (const Path& path : other) {
+        if (path.empty() || locate(double(path.front().X), double(path.front().Y)) == Where::Outside) continue;
+        double x = double(path.front().X), y = double(path.front().Y);
+        return Closest{0, x, y, x, y};
+    }
+    for (const Path& path : outline_) {
+        if (path.empty() || geom::locate(path.front(), other) == Where::Outside) continue;
+        double x = double(path.front().X), y = double(path.front().Y);
+        return Closest{0, x, y, x, y};
+    }
+    Closest best = seed(edges.front().x1, edges.front().y1);
+    for (const Edge& e : edges) {
+        if (best.distance == 0) break;
+        refine(e, best);
+    }
+    return best;
+}
+
+Closest PreparedOutline::distance(double px, double py) const
+{
+    if (edges_.empty()) return far_away();
+    if (locate(px, py) != Where::Outside) return Closest{0, px, py, px, py};
+    Closest best = seed(px, py);
+    refine(Edge{px, py, px, py, px, py, px, py}, best);
+    return best;
+}
+
+} // namespace kesto::geom
