@@ -143,19 +143,213 @@ KESTO_HANDLER(counter_election)
     });
 }
 
-// Not built yet: these answer the error text.
-KESTO_PENDING(resize_global)
-KESTO_PENDING(resize_polyline)
-KESTO_PENDING(intersect)
-KESTO_PENDING(symbol_change)
-KESTO_PENDING(sel_break)
-KESTO_PENDING(arc2lines)
-KESTO_PENDING(contour2pad)
-KESTO_PENDING(line2pad)
-KESTO_PENDING(pad2line)
-KESTO_PENDING(pad2outline)
-KESTO_PENDING(contourize)
-KESTO_PENDING(sel_fill)
-KESTO_PENDING(sel_substitute)
-KESTO_PENDING(surface2outline)
-KESTO_PENDING(change_text)
+// The host reads "begin/end resize_global parse" around the reading of its
+// parameters, in lower case.
+KESTO_HANDLER(resize_global)
+{
+    return handle(__func__, request, Form::Elements, {}, [&](const Json::Value& paras) {
+        KESTO::Op::OpPara para;
+        KESTO_INFO << "begin resize_global parse";
+        read_elements(paras, {{"job", para.job}, {"step", para.step}, {"layers", para.layers},
+                              {"sel_type", para.sel_type}, {"size", para.size}, {"corner", para.corner}});
+        KESTO_INFO << "end resize_global parse";
+        KESTO::API::resize_global_result result;
+        KESTO::API::resize_global(para, result);
+        return pass();
+    });
+}
+
+// sel_type 0 resizes the selected lines and arcs, 1 every one of the layers.
+KESTO_HANDLER(resize_polyline)
+{
+    std::string job, step;
+    Strings layers;
+    double size = 0;
+    int sel_type = 0;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"size", size}, {"sel_type", sel_type}}, [&] {
+                      KESTO::API::resize_polyline(job, step, layers, size, sel_type == 0);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(intersect)
+{
+    KESTO::Op::OpPara para;
+    std::string layer;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", para.job}, {"step", para.step}, {"layer", layer}, {"connect_type", para.connect_type},
+                   {"interaction_type", para.interaction_type}, {"radius", para.radius}},
+                  [&] {
+                      para.layers = {layer};
+                      KESTO::API::connections(para);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(symbol_change)
+{
+    std::string job, step, symbol;
+    Strings layers;
+    int pad_angle = 0, count = 0;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"symbol_name", symbol}, {"pad_angle", pad_angle}},
+                  [&] {
+                      KESTO::API::change_feature_symbols(job, step, layers, symbol, pad_angle != 0, count);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(sel_break)
+{
+    KESTO::Op::OpPara para;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", para.job}, {"step", para.step}, {"layers", para.layers}, {"sel_type", para.sel_type}}, [&] {
+                      KESTO::API::break_symbols(para);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(arc2lines)
+{
+    KESTO::Op::OpPara para;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", para.job}, {"step", para.step}, {"layers", para.layers}, {"radius", para.radius},
+                   {"sel_type", para.sel_type}},
+                  [&] {
+                      KESTO::API::break_arc_to_lines(para);
+                      return pass();
+                  });
+}
+
+// No tolerance is sent here: the engine's own (the chord bound) applies.
+KESTO_HANDLER(contour2pad)
+{
+    std::string job, step, suffix;
+    Strings layers;
+    double minsize = 0, maxsize = 0;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"minsize", minsize}, {"maxsize", maxsize},
+                   {"suffix", suffix}},
+                  [&] {
+                      KESTO::API::reshape_contour_to_pad(job, step, layers, 0.0, minsize, maxsize, suffix);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(line2pad)
+{
+    KESTO::Op::OpPara para;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", para.job}, {"step", para.step}, {"layers", para.layers}, {"sel_type", para.sel_type}}, [&] {
+                      KESTO::API::reshape_line_to_pad(para);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(pad2line)
+{
+    std::string job, step;
+    Strings layers;
+    return handle(__func__, request, Form::Elements, {{"job", job}, {"step", step}, {"layers", layers}}, [&] {
+        KESTO::API::reshape_pad_to_line(job, step, layers);
+        return pass();
+    });
+}
+
+KESTO_HANDLER(pad2outline)
+{
+    std::string job, step;
+    Strings layers;
+    return handle(__func__, request, Form::Elements, {{"job", job}, {"step", step}, {"layers", layers}}, [&] {
+        KESTO::API::reshape_pad_to_outline(job, step, layers, 0.0);
+        return pass();
+    });
+}
+
+KESTO_HANDLER(contourize)
+{
+    std::string job, step;
+    Strings layers;
+    double accuracy = 0, size = 0;
+    bool islands = false;
+    int mode = 0;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"accuracy", accuracy},
+                   {"separate_to_islands", islands}, {"size", size}, {"mode", mode}},
+                  [&] {
+                      KESTO::COMMON::progress_value<int> progress;
+                      KESTO::API::reshape_contourize(job, step, layers, accuracy, islands, size, mode, &progress);
+                      return pass();
+                  });
+}
+
+// "mode" travels in the record; the engine has one way of substituting.
+KESTO_HANDLER(sel_substitute)
+{
+    KESTO::Op::OpPara para;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", para.job}, {"step", para.step}, {"layers", para.layers}, {"mode", para.mode},
+                   {"symbol_name", para.symbol_name}, {"dcode", para.dcode}, {"sel_type", para.sel_type}},
+                  [&] {
+                      KESTO::API::reshape_substitute(para);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(surface2outline)
+{
+    std::string job, step;
+    Strings layers;
+    double width = 0;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"width", width}}, [&] {
+                      KESTO::API::reshape_surface_to_outline(job, step, layers, width);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(change_text)
+{
+    std::string job, step, text, font;
+    Strings layers;
+    int x_size = 0, y_size = 0, width = 0, polarity = -1, mirror = -1, angle = 0;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"text", text}, {"font", font},
+                   {"x_size", x_size}, {"y_size", y_size}, {"width", width}, {"polarity", polarity},
+                   {"mirror", mirror}, {"angle", angle}},
+                  [&] {
+                      if (!KESTO::API::change_text(job, step, layers, text, font, x_size, y_size, width, polarity,
+                                                   mirror, angle))
+                          LOG(ERROR) << "Change_text error";
+                      return pass();
+                  });
+}
+
+// "type" 1 asks for a pattern fill of "symbol_name" pads set edge to edge,
+// anything else a solid one; "solid_type" 1 (or true) keeps surfaces solid,
+// 0 draws them with the brush.
+KESTO_HANDLER(sel_fill)
+{
+    std::string job, step;
+    Strings layers;
+    std::string symbol;
+    int solid_type = 1, type = 0, origin_type = 0;
+    double min_brush = 0, outline_width = 0;
+    bool use_arcs = false, break_partial = false, cut_primitive = false, outline = false, outline_invert = false;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"symbol_name", symbol},
+                   {"solid_type", solid_type}, {"min_brush", min_brush}, {"use_arcs", use_arcs},
+                   {"break_partial", break_partial}, {"cut_primitive", cut_primitive}, {"origin_type", origin_type},
+                   {"outline", outline}, {"outlinewidth", outline_width}, {"outline_invert", outline_invert},
+                   {"type", type}},
+                  [&] {
+                      if (type == 1)
+                          KESTO::API::use_pattern_fill_contours(job, step, layers, symbol, 0, 0, break_partial,
+                                                                cut_primitive, origin_type, outline, outline_width,
+                                                                outline_invert);
+                      else
+                          KESTO::API::use_solid_fill_contours(job, step, layers, solid_type != 0, min_brush, use_arcs);
+                      return pass();
+                  });
+}

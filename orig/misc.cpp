@@ -1,5 +1,6 @@
 // Nets, fonts, reports, tolerances, profiles and attributes.
 #include "adaptor/handler.h"
+#include "engine/api/edit.h"
 #include "engine/api/nets.h"
 
 #include <stdexcept>
@@ -15,18 +16,15 @@ KESTO_PENDING(CorrectUndo)
 KESTO_PENDING(AddFeatures)
 KESTO_PENDING(get_features_center)
 KESTO_PENDING(get_features_centers)
-KESTO_PENDING(break_symbols)
 KESTO_PENDING(modify_attributes)
 KESTO_PENDING(get_text_list)
 KESTO_PENDING(get_text_name)
 KESTO_PENDING(get_texts_name)
-KESTO_PENDING(connections)
 KESTO_PENDING(get_box_center)
 KESTO_PENDING(highlight_reference_profile)
 KESTO_PENDING(get_fonts)
 KESTO_PENDING(create_profile)
 KESTO_PENDING(get_annular_ring)
-KESTO_PENDING(use_solid_fill_contours)
 KESTO_PENDING(op_size)
 KESTO_PENDING(filter_by_mode)
 KESTO_PENDING(get_outter_layers)
@@ -110,4 +108,45 @@ KESTO_HANDLER(classify_layer_net)
         for (int i : no_net) none.append(i);
         return reply_json("CLASSIFY_LAYER_NET", paras);
     });
+}
+
+// The record commands of the selection edits, with this table's key names.
+KESTO_HANDLER(break_symbols)
+{
+    KESTO::Op::OpPara para;
+    return handle(__func__, request, Form::Members,
+                  {{"jobname", para.job}, {"stepname", para.step}, {"layernames", para.layers},
+                   {"sel_type", para.sel_type}},
+                  [&] {
+                      KESTO::API::break_symbols(para);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(connections)
+{
+    KESTO::Op::OpPara para;
+    return handle(__func__, request, Form::Members,
+                  {{"jobname", para.job}, {"stepname", para.step}, {"layernames", para.layers},
+                   {"connect_type", para.connect_type}, {"interaction_type", para.interaction_type},
+                   {"radius", para.radius}, {"sel_type", para.sel_type}},
+                  [&] {
+                      KESTO::API::connections(para);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(use_solid_fill_contours)
+{
+    std::string job, step;
+    std::vector<std::string> layers;
+    bool solid_type = true, use_arcs = false;
+    double min_brush = 0;
+    return handle(__func__, request, Form::Members,
+                  {{"jobname", job}, {"stepname", step}, {"layernames", layers}, {"solid_type", solid_type},
+                   {"min_brush", min_brush}, {"use_arcs", use_arcs}},
+                  [&] {
+                      KESTO::API::use_solid_fill_contours(job, step, layers, solid_type, min_brush, use_arcs);
+                      return pass();
+                  });
 }

@@ -3,11 +3,18 @@
 #include "engine/api/display.h"
 #include "engine/api/selection.h"
 #include "engine/edit/layer_edit.h"
+#include "engine/edit/reshape.h"
+#include "engine/edit/resize.h"
+#include "engine/formats/odb/symbols.h"
+#include "engine/geometry/outline.h"
 #include "engine/select/filter.h"
 #include "engine/select/workspace.h"
 #include "engine/store/store.h"
 
 #include <glog/logging.h>
+
+#include <algorithm>
+#include <climits>
 
 namespace KESTO {
 namespace API {
@@ -345,6 +352,520 @@ void select_feature_by_id(const std::string& job, const std::string& step, const
     if (!l) return;
     for (int i : indices)
         if (i >= 0 && static_cast<size_t>(i) < l->features.size()) l->features[static_cast<size_t>(i)].selected = true;
+}
+
+// ---------------------------------------------------------------- resizing and reshaping
+
+namespace {
+
+std::vector<bool> picked_of(const Layer& layer, bool all)
+{
+    std::vector<bool> picked(layer.features.size(), all);
+    if (!all)
+        for (size_t i = 0; i < layer.features.size(); ++i) picked[i] = layer.features[i].selected;
+    return picked;
+}
+
+// Runs `edit(job, layer, picked)` on each named layer, with the selected
+// features picked (or every feature when `all`), and answers whether the
+// names resolved.
+// Some commands name no job: then the job is the one open, when only one is.
+std::string job_or_only_open(const std::string& job)
+{
+    if (!job.empty()) return job;
+    const auto open = kesto::store::job_names();
+    return open.size() == 1 ? open.front() : job;
+}
+
+bool resolve_any(const std::string& job, const std::string& step, const std::vector<std::string>& layers, Target& t)
+{
+    return resolve(job_or_only_open(job), step, layers, t);
+}
+
+template <class Edit>
+bool on_picked(const std::string& job, const std::string& step, const std::vector<std::string>& layers, bool all,
+               Edit&& edit)
+{
+    Target t;
+    if (!resolve_any(job, step, layers, t)) return false;
+    size_t changed = 0;
+    for (Layer* layer : t.layers) {
+        const size_t n = edit(*t.job, *layer, picked_of(*layer, all));
+        if (n) kesto::select::forget(*layer);
+        changed += n;
+    }
+    mark_changed(*t.job, changed);
+    return true;
+}
+
+// A length in the working unit as nanometres, held to what the kernel accepts.
+double nm_of(double working)
+{
+    return double(kesto::geom::to_nm(working * (working_unit_is_inch() ? kesto::kNmPerInch : kesto::kNmPerMm)));
+}
+
+constexpr double kDefaultPen = 25400; // 1 mil
+
+} // namespace
+
+bool resize_global(const Op::OpPara& para, resize_global_result& result)
+{
+    result = {};
+    const double delta = nm_of(para.size);
+    return on_picked(para.job, para.step, para.layers, para.sel_type == 1,
+                     [&](Job&, Layer& l, const std::vector<bool>& picked) {
+                         const auto n = kesto::edit::resize_features(l, picked, delta, para.corner == 1);
+                         result.resized += static_cast<int>(n.resized);
+                         result.skipped += static_cast<int>(n.skipped);
+                         return n.resized;
+                     });
+}
+
+bool resize_polyline(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                     double size, bool selected_only)
+{
+    const double delta = nm_of(size);
+    return on_picked(job, step, layers, !selected_only, [&](Job&, Layer& l, const std::vector<bool>& picked) {
+        return kesto::edit::resize_features(l, picked, delta, false, kesto::edit::ResizeKinds::LinesAndArcs).resized;
+    });
+}
+
+std::vector<std::vector<point>> resize_polygon(const std::vector<point>& polygon, double resize_value)
+{
+    kesto::geom::Path path;
+    for (const point& p : polygon) path.push_back({p.ix, p.iy});
+    std::vector<std::vector<point>> out;
+    for (const auto& result : kesto::edit::resize_polygon(path, nm_of(resize_value))) {
+        std::vector<point> points;
+        for (const auto& q : result) {
+            // Points cross the boundary as 32-bit engine units.
+            if (q.X < INT32_MIN || q.X > INT32_MAX || q.Y < INT32_MIN || q.Y > INT32_MAX) return {};
+            points.push_back(point{static_cast<std::int32_t>(q.X), static_cast<std::int32_t>(q.Y)});
+        }
+        out.push_back(std::move(points));
+    }
+    return out;
+}
+
+bool connections(const Op::OpPara& para)
+{
+    const double reach = nm_of(para.radius);
+    return on_picked(para.job, para.step, para.layers, para.sel_type == 1,
+                     [&](Job&, Layer& l, const std::vector<bool>& picked) {
+                         return para.connect_type == 1 ? kesto::edit::join_corners(l, picked, reach)
+                                                       : kesto::edit::split_at_crossings(l, picked);
+                     });
+}
+
+void change_feature_symbols(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                            const std::string& symbol, bool keep_angle, int& count)
+{
+    count = 0;
+    if (symbol.empty()) {
+        LOG(ERROR) << "change_feature_symbols: no symbol named";
+        return;
+    }
+    on_picked(job, step, layers, false, [&](Job& owner, Layer& l, const std::vector<bool>& picked) {
+        kesto::Symbol s = kesto::odb::parse_symbol_name(symbol, l.units);
+        if (s.family == kesto::SymbolFamily::Unknown && owner.symbols.count(symbol)) s.family = kesto::SymbolFamily::User;
+        if (s.family == kesto::SymbolFamily::Unknown) {
+            LOG(ERROR) << "change_feature_symbols: \"" << symbol << "\" is neither a standard nor a user symbol";
+            return size_t{0};
+        }
+        const size_t n = kesto::edit::change_symbols(l, picked, s, keep_angle);
+        count += static_cast<int>(n);
+        return n;
+    });
+}
+
+void break_symbols(const Op::OpPara& para)
+{
+    on_picked(para.job, para.step, para.layers, para.sel_type == 1,
+              [&](Job& owner, Layer& l, const std::vector<bool>& picked) {
+                  return kesto::edit::break_features(l, picked, kesto::geom::context_of(owner));
+              });
+}
+
+bool break_arc_to_lines(const Op::OpPara& para)
+{
+    const double tolerance = nm_of(para.radius);
+    return on_picked(para.job, para.step, para.layers, para.sel_type == 1,
+                     [&](Job&, Layer& l, const std::vector<bool>& picked) {
+                         return kesto::edit::arcs_to_lines(l, picked, tolerance);
+                     });
+}
+
+bool reshape_contour_to_pad(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                            double tolerance, double minsize, double maxsize, std::string suffix)
+{
+    kesto::edit::ContourToPad how;
+    how.tolerance = nm_of(tolerance);
+    how.min_size = nm_of(minsize);
+    how.max_size = nm_of(maxsize);
+    return on_picked(job, step, layers, false, [&](Job&, Layer& l, const std::vector<bool>& picked) {
+        return kesto::edit::contours_to_pads(l, picked, how);
+    });
+}
+
+bool reshape_line_to_pad(const Op::OpPara& para)
+{
+    return on_picked(para.job, para.step, para.layers, para.sel_type == 1,
+                     [](Job&, Layer& l, const std::vector<bool>& picked) { return kesto::edit::lines_to_pads(l, picked); });
+}
+
+bool reshape_line_to_pad(const std::string& job, const std::string& step, const std::vector<std::string>& layers)
+{
+    Op::OpPara para;
+    para.job = job;
+    para.step = step;
+    para.layers = layers;
+    return reshape_line_to_pad(para);
+}
+
+bool reshape_pad_to_line(const std::string& job, const std::string& step, const std::vector<std::string>& layers)
+{
+    return on_picked(job, step, layers, false,
+                     [](Job&, Layer& l, const std::vector<bool>& picked) { return kesto::edit::pads_to_lines(l, picked); });
+}
+
+bool reshape_pad_to_outline(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                            double width)
+{
+    const double pen = width > 0 ? nm_of(width) : kDefaultPen;
+    return on_picked(job, step, layers, false, [&](Job& owner, Layer& l, const std::vector<bool>& picked) {
+        return kesto::edit::pads_to_outlines(l, picked, pen, kesto::geom::context_of(owner));
+    });
+}
+
+bool reshape_surface_to_outline(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                                double width)
+{
+    const double pen = width > 0 ? nm_of(width) : kDefaultPen;
+    return on_picked(job, step, layers, false, [&](Job&, Layer& l, const std::vector<bool>& picked) {
+        return kesto::edit::surfaces_to_outlines(l, picked, pen);
+    });
+}
+
+bool reshape_outline_to_surface(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                                bool can_to_pad)
+{
+    return on_picked(job, step, layers, false, [&](Job&, Layer& l, const std::vector<bool>& picked) {
+        const size_t bodies_before = l.surfaces.size();
+        const size_t n = kesto::edit::outlines_to_surfaces(l, picked);
+        if (can_to_pad && n) {
+            std::vector<bool> made(l.features.size(), false);
+            for (size_t i = 0; i < l.features.size(); ++i)
+                made[i] = l.features[i].kind == kesto::FeatureKind::Surface && l.features[i].body >= bodies_before;
+            kesto::edit::contours_to_pads(l, made, kesto::edit::ContourToPad{});
+        }
+        return n;
+    });
+}
+
+bool reshape_contourize(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                        double accuracy, bool separate_to_islands, double max_size, int clear_mode,
+                        COMMON::progress_value<int>* progress)
+{
+    kesto::edit::Contourize how;
+    how.accuracy = nm_of(accuracy);
+    how.separate_islands = separate_to_islands;
+    how.hole_size = nm_of(max_size);
+    how.clean = clear_mode == 1   ? kesto::edit::HoleClean::BothSides
+                : clear_mode == 2 ? kesto::edit::HoleClean::Area
+                                  : kesto::edit::HoleClean::EitherSide;
+    Target t;
+    if (!resolve_any(job, step, layers, t)) return false;
+    if (progress) {
+        int total = 0;
+        for (Layer* l : t.layers) total += static_cast<int>(kesto::edit::count_selected(*l));
+        progress->total = total;
+        progress->done = 0;
+    }
+    how.step = [progress] {
+        if (!progress) return true;
+        ++progress->done;
+        return !progress->cancel.load();
+    };
+    const auto context = kesto::geom::context_of(*t.job);
+    size_t made = 0;
+    for (Layer* l : t.layers) {
+        const size_t n = kesto::edit::contourize(*l, picked_of(*l, false), how, context);
+        if (n) kesto::select::forget(*l);
+        made += n;
+    }
+    mark_changed(*t.job, made);
+    return !(progress && progress->cancel.load());
+}
+
+bool reshape_substitute(const Op::OpPara& para)
+{
+    Target t;
+    if (!resolve_any(para.job, para.step, para.layers, t)) return false;
+    if (para.symbol_name.empty()) {
+        LOG(ERROR) << "reshape_substitute: no symbol named";
+        return false;
+    }
+    const auto context = kesto::geom::context_of(*t.job);
+    size_t changed = 0;
+    for (Layer* l : t.layers) {
+        kesto::Symbol s = kesto::odb::parse_symbol_name(para.symbol_name, l->units);
+        if (s.family == kesto::SymbolFamily::Unknown && t.job->symbols.count(para.symbol_name))
+            s.family = kesto::SymbolFamily::User;
+        if (s.family == kesto::SymbolFamily::Unknown) {
+            LOG(ERROR) << "reshape_substitute: \"" << para.symbol_name << "\" is no symbol";
+            return false;
+        }
+        const size_t n = kesto::edit::substitute(*l, picked_of(*l, para.sel_type == 1), s, nm_of(para.size),
+                                                 para.dcode, context);
+        if (n) kesto::select::forget(*l);
+        changed += n;
+    }
+    mark_changed(*t.job, changed);
+    return true;
+}
+
+bool change_text(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                 const std::string& text, const std::string& font, int x_size, int y_size, int width, int polarity,
+                 int mirror, int angle)
+{
+    kesto::edit::TextChange change;
+    change.text = text;
+    change.font = font;
+    change.xsize = x_size;
+    change.ysize = y_size;
+    change.width_factor = width > 0 ? width / 304800.0 : 0;
+    change.polarity = polarity;
+    change.mirror = mirror;
+    change.angle = angle;
+    size_t changed = 0;
+    const bool found = on_picked(job, step, layers, false, [&](Job&, Layer& l, const std::vector<bool>& picked) {
+        const size_t n = kesto::edit::change_texts(l, picked, change);
+        changed += n;
+        return n;
+    });
+    return found && changed > 0;
+}
+
+bool negative_layer_to_positive(const std::string& job, const std::string& step,
+                                const std::vector<std::string>& layers)
+{
+    Target t;
+    if (!resolve_any(job, step, layers, t)) return false;
+    const auto context = kesto::geom::context_of(*t.job);
+    for (size_t i = 0; i < layers.size(); ++i) {
+        Layer& l = *t.layers[i];
+        auto* row = const_cast<kesto::MatrixRow*>(kesto::store::find_row(*t.job, layers[i]));
+        const bool negative_row = row && row->polarity == "NEGATIVE";
+        const bool has_negative = std::any_of(l.features.begin(), l.features.end(), [](const kesto::Feature& f) {
+            return f.polarity == kesto::Polarity::Negative;
+        });
+        if (!negative_row && !has_negative) continue;
+        kesto::geom::Paths image = kesto::geom::layer_outline(l, context);
+        if (negative_row) {
+            if (!t.step->has_profile) {
+                LOG(ERROR) << "negative_layer_to_positive: step \"" << step << "\" has no profile to invert \""
+                           << layers[i] << "\" in";
+                return false;
+            }
+            image = kesto::geom::subtract(kesto::geom::surface_outline(t.step->profile), image);
+            row->polarity = "POSITIVE";
+        }
+        l.features.clear();
+        l.surfaces.clear();
+        l.texts.clear();
+        kesto::Feature model;
+        model.kind = kesto::FeatureKind::Surface;
+        for (kesto::Surface& body : kesto::edit::islands_of(image)) {
+            l.surfaces.push_back(std::move(body));
+            model.body = static_cast<std::uint32_t>(l.surfaces.size() - 1);
+            l.features.push_back(model);
+        }
+        kesto::select::forget(l);
+        t.job->changed = true;
+    }
+    return true;
+}
+
+namespace {
+
+bool clip_layers(Target& t, kesto::geom::Paths area, bool inside, bool cut, double margin, int types)
+{
+    if (margin != 0) area = kesto::geom::offset(area, nm_of(margin));
+    if (area.empty()) {
+        LOG(ERROR) << "clip area: the area is empty";
+        return false;
+    }
+    const auto context = kesto::geom::context_of(*t.job);
+    size_t changed = 0;
+    for (Layer* l : t.layers) {
+        std::vector<bool> picked(l->features.size());
+        for (size_t i = 0; i < picked.size(); ++i)
+            picked[i] = types == 0 || (kesto::select::type_bit(l->features[i].kind) & types) != 0;
+        const size_t n = kesto::edit::clip_area(*l, picked, area, inside, cut, context);
+        if (n) kesto::select::forget(*l);
+        changed += n;
+    }
+    mark_changed(*t.job, changed);
+    return true;
+}
+
+} // namespace
+
+bool clip_area_use_manual(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                          const std::vector<point>& points, bool clipinside, bool clipcontour, double margin,
+                          int featuretype)
+{
+    Target t;
+    if (!resolve(job, step, layers, t)) return false;
+    kesto::geom::Path polygon;
+    for (const point& p : points) polygon.push_back({p.ix, p.iy});
+    if (polygon.size() < 3) {
+        LOG(ERROR) << "clip_area_use_manual: the area needs three points or more";
+        return false;
+    }
+    return clip_layers(t, kesto::geom::unite({polygon}), clipinside, clipcontour, margin, featuretype);
+}
+
+bool clip_area_use_profile(const std::string& job, const std::string& step, const std::string& layer, bool clipinside,
+                           bool clipcontour, double margin, int featuretype)
+{
+    Target t;
+    if (!resolve(job, step, {layer}, t)) return false;
+    if (!t.step->has_profile) {
+        LOG(ERROR) << "clip_area_use_profile: step \"" << step << "\" has no profile";
+        return false;
+    }
+    return clip_layers(t, kesto::geom::surface_outline(t.step->profile), clipinside, clipcontour, margin, featuretype);
+}
+
+bool clip_area_use_reference(const std::string& job, const std::string& step, const std::string& work_layer,
+                             const std::string& reference_layer, double margin, bool clipcontour, int featuretype)
+{
+    Target t, reference;
+    if (!resolve(job, step, {work_layer}, t) || !resolve(job, step, {reference_layer}, reference)) return false;
+    const auto area = kesto::geom::layer_outline(*reference.layers.front(), kesto::geom::context_of(*t.job));
+    return clip_layers(t, area, true, clipcontour, margin, featuretype);
+}
+
+bool self_interaction(const std::vector<point>& points)
+{
+    kesto::geom::Path polygon;
+    for (const point& p : points)
+        if (polygon.empty() || polygon.back() != kesto::geom::IntPoint{p.ix, p.iy}) polygon.push_back({p.ix, p.iy});
+    if (polygon.size() > 1 && polygon.front() == polygon.back()) polygon.pop_back();
+    return kesto::edit::crosses_itself(polygon);
+}
+
+bool rounding_line_corner(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                          double radius)
+{
+    if (!(radius > 0)) {
+        LOG(ERROR) << "rounding_line_corner: the radius must be above 0";
+        return false;
+    }
+    const double r = nm_of(radius);
+    return on_picked(job, step, layers, false, [&](Job&, Layer& l, const std::vector<bool>& picked) {
+        return kesto::edit::round_corners(l, picked, r);
+    });
+}
+
+bool use_solid_fill_contours(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                             bool solid_type, double min_brush, bool use_arcs)
+{
+    if (!solid_type && !(min_brush > 0)) {
+        LOG(ERROR) << "use_solid_fill_contours: a brush fill needs a brush above 0";
+        return false;
+    }
+    const double brush = nm_of(min_brush);
+    return on_picked(job, step, layers, false, [&](Job&, Layer& l, const std::vector<bool>& picked) {
+        return solid_type ? size_t{0} : kesto::edit::brush_fill(l, picked, brush);
+    });
+}
+
+bool use_pattern_fill_contours(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                               const std::string& symbol, double dx, double dy, bool break_partial,
+                               bool cut_primitive, int origin_type, bool outline, double outline_width,
+                               bool outline_invert)
+{
+    Target t;
+    if (!resolve_any(job, step, layers, t)) return false;
+    const auto& context = kesto::geom::context_of(*t.job);
+    size_t changed = 0;
+    for (Layer* l : t.layers) {
+        kesto::edit::PatternFill how;
+        how.symbol = kesto::odb::parse_symbol_name(symbol, l->units);
+        if (how.symbol.family == kesto::SymbolFamily::Unknown && t.job->symbols.count(symbol))
+            how.symbol.family = kesto::SymbolFamily::User;
+        const kesto::Box size = kesto::geom::symbol_box(how.symbol, context);
+        if (how.symbol.family == kesto::SymbolFamily::Unknown || size.empty()) {
+            LOG(ERROR) << "use_pattern_fill_contours: \"" << symbol << "\" is no symbol to fill with";
+            return false;
+        }
+        how.dx = dx > 0 ? nm_of(dx) : double(size.xmax - size.xmin);
+        how.dy = dy > 0 ? nm_of(dy) : double(size.ymax - size.ymin);
+        how.origin = t.step->datum;
+        how.origin_at_box = origin_type == 1;
+        how.break_partial = break_partial;
+        how.cut_primitive = cut_primitive;
+        how.outline_width = outline ? (outline_width > 0 ? nm_of(outline_width) : kDefaultPen) : 0;
+        how.outline_negative = outline_invert;
+        const size_t n = kesto::edit::pattern_fill(*l, picked_of(*l, false), how, context);
+        if (n) kesto::select::forget(*l);
+        changed += n;
+    }
+    mark_changed(*t.job, changed);
+    return true;
+}
+
+bool change_lines(const std::string& job, const std::string& step, const std::string& layer,
+                  const std::vector<int>& positions, const std::vector<point>& starts, const std::vector<point>& ends)
+{
+    Target t;
+    if (!resolve(job, step, {layer}, t)) return false;
+    Layer& l = *t.layers.front();
+    std::vector<size_t> moved;
+    for (size_t k = 0; k < positions.size() && k < starts.size() && k < ends.size(); ++k) {
+        const int at = positions[k];
+        if (at < 0 || static_cast<size_t>(at) >= l.features.size()) continue;
+        kesto::Feature& f = l.features[static_cast<size_t>(at)];
+        if (f.kind != kesto::FeatureKind::Line) continue;
+        f.a = kesto::Point{starts[k].ix, starts[k].iy};
+        f.b = kesto::Point{ends[k].ix, ends[k].iy};
+        moved.push_back(static_cast<size_t>(at));
+    }
+    if (moved.empty()) return false;
+    kesto::select::moved(*t.job, l, moved);
+    t.job->changed = true;
+    return true;
+}
+
+bool change_arc(const std::string& job, const std::string& step, const std::string& layer, int position, point start,
+                point end, point centre, bool cw, bool delete_arc)
+{
+    Target t;
+    if (!resolve(job, step, {layer}, t)) return false;
+    Layer& l = *t.layers.front();
+    if (position < 0 || static_cast<size_t>(position) >= l.features.size() ||
+        l.features[static_cast<size_t>(position)].kind != kesto::FeatureKind::Arc) {
+        LOG(ERROR) << "change_arc: no arc at " << position << " of layer \"" << layer << "\"";
+        return false;
+    }
+    const size_t at = static_cast<size_t>(position);
+    if (delete_arc) {
+        std::vector<bool> removed(l.features.size(), false);
+        removed[at] = true;
+        l.features.erase(l.features.begin() + position);
+        kesto::select::erased(l, removed);
+    } else {
+        kesto::Feature& f = l.features[at];
+        f.a = kesto::Point{start.ix, start.iy};
+        f.b = kesto::Point{end.ix, end.iy};
+        f.c = kesto::Point{centre.ix, centre.iy};
+        f.cw = cw;
+        kesto::select::moved(*t.job, l, {at});
+    }
+    t.job->changed = true;
+    return true;
 }
 
 } // namespace API

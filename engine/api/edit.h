@@ -2,6 +2,7 @@
 // for them. Every operation names its job, step and layers; one that names
 // something the engine does not hold logs it and changes nothing.
 #pragma once
+#include "engine/api/progress.h"
 #include "engine/api/records.h"
 
 #include <map>
@@ -82,6 +83,124 @@ bool is_selected(const std::string& job, const std::string& step, const std::str
 // Selects the features at the given positions of the layer's drawing order.
 void select_feature_by_id(const std::string& job, const std::string& step, const std::string& layer,
                           const std::vector<int>& indices);
+
+// ---------------------------------------------------------------- resizing and reshaping
+//
+// Sizes, widths and tolerances are in the working unit; "size" is the change
+// of a feature's width (each edge moves by half of it). Operations on a
+// record work on the selected features, or on every feature of the layers
+// when its sel_type is 1; the others on the selected features. An empty job
+// name means the one open job, when only one is. Each answers false when a
+// name does not resolve, and then changes nothing.
+
+struct resize_global_result {
+    int resized = 0;
+    int skipped = 0; // features that could not take the size (user symbols, a size falling to 0)
+};
+// size: the change; corner 0 round, 1 square corners on grown surfaces.
+bool resize_global(const Op::OpPara& para, resize_global_result& result);
+// Lines and arcs only: their width changes by `size`; all of them when not `selected_only`.
+bool resize_polyline(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                     double size, bool selected_only);
+// A polygon (engine units) whose width grows by `resize_value` (working unit), corners kept sharp.
+std::vector<std::vector<point>> resize_polygon(const std::vector<point>& polygon, double resize_value);
+// connect_type 0: split the lines where they cross; 1: join line ends that lie
+// within `radius` of each other at the corner where the lines meet.
+bool connections(const Op::OpPara& para);
+// Pads, lines and arcs take the symbol; pads keep their angle when `keep_angle`.
+// `count` answers how many features changed.
+void change_feature_symbols(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                            const std::string& symbol, bool keep_angle, int& count);
+// User-symbol pads and texts to their primitives, surfaces to one per island.
+void break_symbols(const Op::OpPara& para);
+// radius: the largest distance of a chord from its arc.
+bool break_arc_to_lines(const Op::OpPara& para);
+bool reshape_contour_to_pad(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                            double tolerance, double minsize, double maxsize, std::string suffix);
+bool reshape_line_to_pad(const Op::OpPara& para);
+bool reshape_line_to_pad(const std::string& job, const std::string& step, const std::vector<std::string>& layers);
+bool reshape_pad_to_line(const std::string& job, const std::string& step, const std::vector<std::string>& layers);
+// width 0 or less: a 0.0254 mm pen.
+bool reshape_pad_to_outline(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                            double width);
+bool reshape_surface_to_outline(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                                double width);
+// Closed loops of selected lines and arcs to surfaces; with `can_to_pad` a
+// surface that is a standard symbol becomes a pad of it.
+bool reshape_outline_to_surface(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                                bool can_to_pad);
+// The selection merged to surfaces. clear_mode: holes under max_size are
+// filled when 0 their width or height, 1 both, 2 their area (under max_size
+// squared) is under it; max_size 0 keeps every hole. `progress` may be null.
+bool reshape_contourize(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                        double accuracy, bool separate_to_islands, double max_size, int clear_mode,
+                        COMMON::progress_value<int>* progress);
+// symbol_name: the symbol to put in; size: the tolerance of the shape match;
+// dcode when 0 or more.
+bool reshape_substitute(const Op::OpPara& para);
+// Sizes and width in engine units (width is the pen, 0.3048 mm being a
+// factor of 1); 0 or less keeps them, as do empty texts and fonts and
+// polarity (0 positive, 1 negative) or mirror (0, 1) values beyond those.
+bool change_text(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                 const std::string& text, const std::string& font, int x_size, int y_size, int width, int polarity,
+                 int mirror, int angle);
+// Every feature of the layers flattened into positive surfaces; a layer
+// whose matrix row is negative becomes its profile minus its image, and its
+// row positive.
+bool negative_layer_to_positive(const std::string& job, const std::string& step,
+                                const std::vector<std::string>& layers);
+
+// Clipping an area out of layers. `featuretype`: the kinds clipped, as the
+// selection filter's type bits (0: all). `margin` (working unit) grows the
+// area. Clipping inside removes what overlaps the area, outside what reaches
+// beyond it; `clipcontour` cuts surfaces along the area instead.
+// The area of `clip_area_use_manual` is the polygon `points` (engine units).
+bool clip_area_use_manual(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                          const std::vector<point>& points, bool clipinside, bool clipcontour, double margin,
+                          int featuretype);
+// The area is the step's profile.
+bool clip_area_use_profile(const std::string& job, const std::string& step, const std::string& layer, bool clipinside,
+                           bool clipcontour, double margin, int featuretype);
+// The area is the image of the reference layer; what overlaps it is clipped.
+bool clip_area_use_reference(const std::string& job, const std::string& step, const std::string& work_layer,
+                             const std::string& reference_layer, double margin, bool clipcontour, int featuretype);
+
+// True when the closed polygon (engine units) crosses or touches itself.
+bool self_interaction(const std::vector<point>& points);
+
+// Rounds the corners where selected lines meet end to end with arcs of `radius` (working unit).
+bool rounding_line_corner(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                          double radius);
+
+// Solid fill of the selected surfaces. `solid_type` true: a surface is
+// already solid and stays as it is; false: it is drawn with a round brush of
+// `min_brush` (working unit), border and rows (see brush_fill). `use_arcs`
+// cannot apply to brush strokes, which are lines; it is accepted and unused.
+bool use_solid_fill_contours(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                             bool solid_type, double min_brush, bool use_arcs);
+
+// Pattern fill of the selected surfaces with pads of `symbol` on a grid of
+// pitch dx, dy (working unit; 0 takes the symbol's own width or height, pads
+// edge to edge). origin_type 0: the grid runs through the step datum, 1:
+// through each surface's lower left corner. Pads across a surface's edge are
+// dropped, kept whole (`break_partial`) or cut to the surface
+// (`cut_primitive`). With `outline` the border is drawn with round lines of
+// `outline_width` (1 mil when 0), negative when `outline_invert`.
+bool use_pattern_fill_contours(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                               const std::string& symbol, double dx, double dy, bool break_partial,
+                               bool cut_primitive, int origin_type, bool outline, double outline_width,
+                               bool outline_invert);
+
+// The lines at the given positions of the layer's drawing order take the
+// given ends (engine units), pair by pair; positions that hold no line, or
+// have no ends given, are skipped. False when a name does not resolve or no
+// line changed.
+bool change_lines(const std::string& job, const std::string& step, const std::string& layer,
+                  const std::vector<int>& positions, const std::vector<point>& starts, const std::vector<point>& ends);
+// The arc at `position` takes new ends, centre and direction, or goes when
+// `delete_arc`. False when there is no arc there.
+bool change_arc(const std::string& job, const std::string& step, const std::string& layer, int position, point start,
+                point end, point centre, bool cw, bool delete_arc);
 
 } // namespace API
 } // namespace KESTO
