@@ -514,31 +514,9 @@ struct Analysis {
 
 } // namespace
 
-bool iequals(const std::string& a, const char* b)
-{
-    std::size_t i = 0;
-    for (; i < a.size() && b[i]; ++i)
-        if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i]))) return false;
-    return i == a.size() && !b[i];
-}
-
 bool is_copper_type(const std::string& type)
 {
     return iequals(type, "SIGNAL") || iequals(type, "POWER_GROUND") || iequals(type, "MIXED");
-}
-
-const std::string* attribute(const Layer& layer, const Feature& f, const std::string& name)
-{
-    if (f.attributes == 0 || f.attributes > layer.attribute_sets.size()) return nullptr;
-    for (const auto& value : layer.attribute_sets[f.attributes - 1])
-        if (value.name < layer.attribute_names.size() && layer.attribute_names[value.name] == name) return &value.value;
-    return nullptr;
-}
-
-const Symbol* symbol_of(const Layer& layer, const Feature& f)
-{
-    if (f.symbol < 0 || std::size_t(f.symbol) >= layer.symbols.size()) return nullptr;
-    return &layer.symbols[std::size_t(f.symbol)];
 }
 
 Coord round_diameter(const Symbol* s)

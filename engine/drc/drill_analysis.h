@@ -2,6 +2,7 @@
 // against copper and against rout, and drill-layer features that cannot be
 // drilled. Findings come sorted into the drill check items and levels.
 #pragma once
+#include "engine/drc/feature_shapes.h"
 #include "engine/api/progress.h"
 #include "engine/drc/check_records.h"
 #include "engine/model/model.h"
@@ -27,13 +28,9 @@ struct DrillOptions {
 
 enum class HoleClass : std::uint8_t { Pth, Npth, Via };
 
-// Matrix names, types and attribute options compare without regard to case.
-bool iequals(const std::string& a, const char* b);
-// SIGNAL, POWER_GROUND and MIXED rows carry copper.
+// SIGNAL, POWER_GROUND and MIXED rows carry copper (iequals, attribute and
+// symbol_of come from feature_shapes.h).
 bool is_copper_type(const std::string& type);
-// The value of a feature's attribute, or nullptr when it does not carry it.
-const std::string* attribute(const Layer& layer, const Feature& f, const std::string& name);
-const Symbol* symbol_of(const Layer& layer, const Feature& f);
 // The diameter of a round or hole symbol, or 0 for any other.
 Coord round_diameter(const Symbol* s);
 // The class of a drilled feature: its .drill attribute, else a hole symbol's

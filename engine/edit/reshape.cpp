@@ -150,7 +150,11 @@ bool break_text(Layer& layer, const Feature& f, const geom::OutlineContext& cont
 {
     if (f.kind != FeatureKind::Text || f.body >= layer.texts.size()) return false;
     const Text text = layer.texts[f.body];
-    const geom::StrokeFont& font = context.font ? *context.font : geom::builtin_stroke_font();
+    // The text's own font, else the job's standard one, else the built-in one.
+    auto named = context.fonts.find(text.font);
+    if (named == context.fonts.end() || !named->second) named = context.fonts.find("standard");
+    const geom::StrokeFont& font =
+        named != context.fonts.end() && named->second ? *named->second : geom::builtin_stroke_font();
     if (font.xsize <= 0 || font.ysize <= 0) return false;
     // The layout of the kernel's text outlines: one cell per character.
     const double sx = double(text.xsize) / font.xsize, sy = double(text.ysize) / font.ysize;
