@@ -1,5 +1,8 @@
 // Feature builders, clipping, reshaping and feature changes.
 #include "adaptor/handler.h"
+#include "engine/api/clickbox.h"
+#include "engine/api/jobs.h"
+#include "engine/api/selection.h"
 #include "adaptor/records_json.h"
 #include "engine/api/display.h"
 #include "engine/api/edit.h"
@@ -10,9 +13,6 @@
 
 // Not built yet: these answer the error text.
 KESTO_PENDING(delete_selected_features)
-KESTO_PENDING(delete_clicked_features)
-KESTO_PENDING(change_clicked_features_polarity)
-KESTO_PENDING(Undo)
 KESTO_PENDING(copy_features_in_samelayer)
 KESTO_PENDING(copy_specified_features)
 KESTO_PENDING(copy_features_to_otherLayer)
@@ -497,6 +497,45 @@ KESTO_HANDLER(change_arc)
         read_direct(paras, "deletearc", remove);
         KESTO::API::change_arc(job, step, layer, id, start, end, centre, cw, remove);
         add_descriptions(job, step, layer, paras["NewArcs_str"]);
+        return pass();
+    });
+}
+
+// "featuretype": the type bits of the features a click or box may delete (0 any).
+KESTO_HANDLER(delete_clicked_features)
+{
+    std::string job, step;
+    std::vector<std::string> layers;
+    KESTO::API::Points clickbox;
+    int types = 0;
+    return handle(__func__, request, Form::Members,
+                  {{"jobname", job}, {"stepname", step}, {"layernames", layers}, {"clickbox", clickbox},
+                   {"featuretype", types}},
+                  [&] {
+                      KESTO::API::delete_clicked_features(job, step, layers, clickbox,
+                                                          types == 0 ? KESTO::API::kTypeAll : types);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(change_clicked_features_polarity)
+{
+    std::string job, step;
+    std::vector<std::string> layers;
+    int index = 0;
+    return handle(__func__, request, Form::Members,
+                  {{"jobname", job}, {"stepname", step}, {"layernames", layers}, {"featureindex", index}}, [&] {
+                      KESTO::API::change_clicked_features_polarity(job, step, layers, index);
+                      return pass();
+                  });
+}
+
+// Puts back the layers of the step as they were before the latest feature edit.
+KESTO_HANDLER(Undo)
+{
+    std::string job, step;
+    return handle(__func__, request, Form::Members, {{"jobname", job}, {"stepname", step}}, [&] {
+        KESTO::API::Undo(job, step);
         return pass();
     });
 }

@@ -79,9 +79,12 @@ void replace_by_chain(const LayerView& v, size_t i, const std::vector<Point>& ve
     v.job->changed = true;
 }
 
+// The named layer, remembered for undo before the edit that follows.
 bool view_of(const std::string& job, const std::string& step, const std::string& layer, LayerView& v)
 {
-    return kesto::select::view(job, step, layer, v);
+    if (!kesto::select::view(job, step, layer, v)) return false;
+    kesto::store::remember(*v.job, step, {layer});
+    return true;
 }
 
 } // namespace

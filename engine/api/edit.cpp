@@ -78,6 +78,7 @@ bool on_layers(const std::string& job, const std::string& step, const std::vecto
 {
     Target t;
     if (!resolve(job, step, layers, t)) return false;
+    kesto::store::remember(*t.job, step, layers);
     size_t changed = 0;
     for (Layer* layer : t.layers) {
         std::vector<bool> kept;
@@ -216,6 +217,7 @@ void copy_features_to_otherLayer(const std::string& job, const std::string& step
     Target src, dst;
     if (!resolve(job, step, src_layers, src) || !resolve(job, step, dst_layers, dst)) return;
     const auto p = anchored(mirror != 0, rotation, x_anchor, y_anchor, dx, static_cast<int>(dy));
+    kesto::store::remember(*src.job, step, dst_layers);
     size_t changed = 0;
     for (Layer* to : dst.layers)
         for (Layer* from : src.layers) changed += copy_indexed(*src.job, *from, *to, p, invert);
@@ -233,6 +235,14 @@ bool move_other_layer(const std::string& src_job, const std::string& src_step, c
     Target src, dst;
     if (!resolve(src_job, src_step, src_layers, src) || !resolve(dst_job, dst_step, {dst_layer}, dst)) return false;
     const auto p = anchored(mirror != 0, rotation, x_anchor, y_anchor, dx, dy);
+    std::vector<std::string> touched = src_layers;
+    touched.push_back(dst_layer);
+    if (src.job == dst.job && src_step == dst_step) {
+        kesto::store::remember(*src.job, src_step, touched);
+    } else {
+        kesto::store::remember(*src.job, src_step, src_layers);
+        kesto::store::remember(*dst.job, dst_step, {dst_layer});
+    }
     size_t moved = 0;
     for (Layer* from : src.layers) {
         if (from == dst.layers.front()) {
@@ -255,6 +265,7 @@ bool transform(const std::string& job, const std::string& step, const std::strin
     Job* owner = nullptr;
     Layer* l = one_layer(job, step, layer, &owner);
     if (!l) return false;
+    kesto::store::remember(*owner, step, {layer});
     kesto::edit::Placement p;
     p.origin = mode == 0 ? kesto::store::find_step(*owner, step)->datum : from_working(point_x, point_y);
     if (mode == 0 && (datum.ix != 0 || datum.iy != 0)) p.origin = kesto::Point{datum.ix, datum.iy};

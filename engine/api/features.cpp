@@ -160,6 +160,7 @@ bool AddFeature(const std::string& job_name, const std::string& step_name, const
         LOG(ERROR) << "AddFeature: a surface is not closed by SE";
         return false;
     }
+    if (!parsed.features.empty()) kesto::store::remember(*job, step_name, layers);
     for (kesto::Layer* layer : targets)
         for (const kesto::Feature& f : parsed.features) {
             const size_t at = kesto::edit::copy_feature(parsed, f, *layer);

@@ -73,6 +73,8 @@ TEST(ClickBox, BreakRerouteMoveStretchInvertDelete)
         call(R"({"func":"DELETE_FEATURE","paras":[{"job":"b","step":"pcb","layers":["top"],
             "clickbox":[{"ix":2500000,"iy":-500000},{"ix":7500000,"iy":2500000}]}]})");
         EXPECT_EQ(all_of("top").size(), 2u);
+        EXPECT_EQ(call(R"({"func":"UNDO","paras":{"jobname":"b","stepname":"pcb"}})"), "OK");
+        EXPECT_EQ(all_of("top").size(), 3u) << "undo puts back what the last delete took";
 
         // Exported only, not in the command tables.
         const Json::Value widths = json_of(get_min_line_width(R"({"paras":[{"job":"b"}]})"));
