@@ -320,7 +320,7 @@ TEST(GerberRoundTrip, LayersOfTheSampleJob)
             std::string text;
             Reports reports;
             gerber::WriteOptions options;
-            options.font = job_context.font;
+            options.fonts = job_context.fonts;
             EXPECT_TRUE(gerber::write(layer, job.symbols, options, text, reports))
                 << name << ": " << (reports.empty() ? "" : reports[0].message);
             Image back;
