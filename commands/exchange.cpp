@@ -1,16 +1,135 @@
 // Drill maps, pictures and format transforms.
 #include "adaptor/handler.h"
 #include "engine/api/display.h"
+#include "engine/api/exchange.h"
+#include "engine/api/jobs.h"
 
-// Not built yet: these answer the error text.
+#include <boost/filesystem.hpp>
+
+#include <algorithm>
+#include <cctype>
+
+// Not built yet: this answers the error text.
 KESTO_PENDING(drillmap_output)
-KESTO_PENDING(odb2other_transform)
-KESTO_PENDING(gbr2odb_transform)
 
 using namespace kesto::adaptor;
 
+namespace {
+
+// A switch sent as a boolean or as a number.
+bool on(const Json::Value& v) { return v.isBool() ? v.asBool() : !v.isNull() && v.asDouble() != 0; }
+
+// Neither transform mirrors, resizes, scales or rotates: asking for it is
+// refused rather than quietly ignored.
+void refuse_transforms(const Json::Value& resize, const Json::Value& mirror, const Json::Value& angle,
+                       const Json::Value& electrodes)
+{
+    if (on(resize) || on(mirror) || on(angle) || on(electrodes))
+        throw std::invalid_argument("resizing, mirroring, rotating and electrode surfaces are not done by transforms");
+}
+
+void log_reports(const char* command, const std::vector<KESTO::API::translate_report>& reports)
+{
+    for (const auto& r : reports)
+        (r.error ? LOG(ERROR) : LOG(WARNING)) << command << ": " << r.file << ": " << r.message;
+}
+
+} // namespace
+
+// One layer of a job on disk written to targetDir/<job>_<layer>_transform:
+// Gerber X2 for "type" 0, Excellon for 1.
+KESTO_HANDLER(odb2other_transform)
+{
+    std::string path, job, dir, step, layer;
+    int type = 0, order = 0;
+    Json::Value gerber, resize, electrodes, mirror, mx, my, sx, sy, angle;
+    return handle(__func__, request, Form::Elements,
+                  {{"path", path}, {"job", job}, {"type", type}, {"gerber", gerber}, {"resize", resize},
+                   {"electrodesSurface", electrodes}, {"mirror", mirror}, {"mirrorpointX", mx},
+                   {"mirrorpointY", my}, {"scalepointX", sx}, {"scalepointY", sy}, {"angle", angle},
+                   {"targetDir", dir}, {"step", step}, {"layer", layer}, {"orderNum", order}},
+                  [&] {
+                      refuse_transforms(resize, mirror, angle, electrodes);
+                      if (!KESTO::API::open_job(path, job)) throw std::invalid_argument("cannot open job " + job);
+                      const std::string out = (dir.empty() ? "" : dir + "/") + job + "_" + layer + "_transform";
+                      std::vector<KESTO::API::translate_report> reports;
+                      bool ok;
+                      if (type == 1)
+                          ok = KESTO::API::export_excellon(job, step, layer, out, {}, reports);
+                      else if (type == 0)
+                          ok = KESTO::API::export_gerber(job, step, layer, out, {}, reports);
+                      else
+                          throw std::invalid_argument("transform type " + std::to_string(type) + " is not 0 or 1");
+                      log_reports(__func__, reports);
+                      return ok ? pass() : error();
+                  });
+}
+
+// Every Gerber and Excellon file of the folder "path" becomes a layer (named
+// as the file, lower case) of step "orig" in a new job <job>_transform, which
+// is saved. Files of no known format are passed over; "output_layers", when
+// given, names the only files to take. Any file that does not read cleanly
+// makes the answer the error text; the job keeps what was read.
+KESTO_HANDLER(gbr2odb_transform)
+{
+    std::string path, job, dir;
+    int type = 0, order = 0;
+    std::vector<std::string> wanted;
+    Json::Value resize, electrodes, mirror, mx, my, sx, sy, angle;
+    return handle(__func__, request, Form::Elements,
+                  {{"path", path}, {"job", job}, {"type", type}, {"resize", resize}, {"electrodesSurface", electrodes},
+                   {"mirror", mirror}, {"mirrorpointX", mx}, {"mirrorpointY", my}, {"scalepointX", sx},
+                   {"scalepointY", sy}, {"angle", angle}, {"targetDir", dir}, {"orderNum", order},
+                   {"output_layers", wanted}},
+                  [&] {
+                      refuse_transforms(resize, mirror, angle, electrodes);
+                      namespace fs = boost::filesystem;
+                      std::vector<fs::path> files;
+                      for (fs::directory_iterator it(path), end; it != end; ++it)
+                          if (fs::is_regular_file(it->status())) files.push_back(it->path());
+                      std::sort(files.begin(), files.end());
+                      const std::string name = job + "_transform";
+                      if (!(dir.empty() ? KESTO::API::create_job(name) : KESTO::API::create_job(dir, name)))
+                          throw std::invalid_argument("cannot create job " + name);
+                      KESTO::API::create_step(name, "orig", 1);
+                      bool clean = true;
+                      for (const fs::path& file : files) {
+                          std::string layer = file.filename().string();
+                          std::transform(layer.begin(), layer.end(), layer.begin(),
+                                         [](unsigned char c) { return char(std::tolower(c)); });
+                          if (!wanted.empty() && std::find(wanted.begin(), wanted.end(), layer) == wanted.end())
+                              continue;
+                          std::string base, format;
+                          KESTO::API::file_Parameters parameters;
+                          KESTO::API::file_identify(file.string(), base, parameters, format);
+                          if (parameters.format == "None" || parameters.format == "ODB++") continue;
+                          KESTO::API::time start, finish;
+                          std::map<int, int> dcodes;
+                          std::vector<KESTO::API::translate_report> reports;
+                          clean &= KESTO::API::file_translate(file.string(), name, "orig", layer, parameters, start,
+                                                              finish, dcodes, reports);
+                          log_reports(__func__, reports);
+                      }
+                      clean &= KESTO::API::Save_Job(name);
+                      return clean ? pass() : error();
+                  });
+}
+
+namespace {
+
+// Several layers in one picture each take a colour of their own, as a viewer
+// shows a stack; the later ones are see-through so that what lies under them
+// still shows.
+constexpr KESTO::API::color kStackColours[] = {
+    {70, 110, 230, 255}, {230, 70, 50, 170}, {245, 215, 70, 255},
+    {235, 235, 235, 255}, {60, 200, 90, 170}, {200, 80, 220, 170},
+};
+
+} // namespace
+
 // A picture of the listed layers of a step: a square canvas of "size"
 // pixels showing the box (working unit), saved as PNG to picpath/picname.
+// One layer is drawn in the drawing colour, several in the stack colours.
 KESTO_HANDLER(output_picture)
 {
     int size = 0;
@@ -24,7 +143,15 @@ KESTO_HANDLER(output_picture)
                       KESTO::API::init_canvas(size, size);
                       KESTO::API::zoom_to_box(xmin, ymin, xmax, ymax);
                       KESTO::API::clear_canvas();
-                      for (const auto& layer : layers) KESTO::API::draw_layer(job, step, layer);
+                      const KESTO::API::color own = KESTO::API::get_draw_color();
+                      for (size_t i = 0; i < layers.size(); ++i) {
+                          if (layers.size() > 1) {
+                              const auto& c = kStackColours[i % std::size(kStackColours)];
+                              KESTO::API::set_draw_color(c.red, c.green, c.blue, c.alpha);
+                          }
+                          KESTO::API::draw_layer(job, step, layers[i]);
+                      }
+                      KESTO::API::set_draw_color(own.red, own.green, own.blue, own.alpha);
                       KESTO::API::save_img(path.empty() ? name : path + "/" + name);
                       KESTO::API::clear_canvas();
                       return pass();

@@ -10,8 +10,10 @@
 #include <glog/logging.h>
 
 #include <dlfcn.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -77,13 +79,20 @@ bool start(const std::string& config_dir)
     return true;
 }
 
-int run_lines(std::istream& in)
+// With `narrate` (the demonstration), "#" lines are told to the reader and
+// each request is shown before its reply.
+int run_lines(std::istream& in, bool narrate = false)
 {
     std::string line;
     int failures = 0;
     while (std::getline(in, line)) {
         const size_t first = line.find_first_not_of(" \t\r");
-        if (first == std::string::npos || line[first] == '#') continue;
+        if (first == std::string::npos) continue;
+        if (line[first] == '#') {
+            if (narrate) std::cout << (line.size() > first + 1 ? line.substr(first + 1) : "") << "\n";
+            continue;
+        }
+        if (narrate) std::cout << "  > " << line.substr(first) << "\n  < ";
         try {
             print_reply(process(line.c_str()));
         } catch (const std::exception& e) {
@@ -155,6 +164,14 @@ int main(int argc, char** argv)
             }
         }
         if (!start(config_dir)) return 1;
+        if (verb == "demo") {
+            // The demonstration writes its pictures and exports here.
+            if (mkdir("out", 0777) != 0 && errno != EEXIST) {
+                std::cerr << "kesto: cannot make out/: " << std::strerror(errno) << "\n";
+                return 1;
+            }
+            return run_lines(in, true);
+        }
         return run_lines(file == "-" ? std::cin : in);
     }
     if (verb == "call") {
