@@ -3,9 +3,9 @@
 #include "adaptor/records_json.h"
 #include "engine/api/display.h"
 #include "engine/api/jobs.h"
+#include "engine/api/layer_query.h"
 
 // Not built yet: these answer the error text.
-KESTO_PENDING(layer_box)
 KESTO_HANDLER(profile_box)
 {
     using namespace kesto::adaptor;
@@ -34,14 +34,7 @@ KESTO_HANDLER(get_graphics)
         return reply_json("GET_GRAPHICS", KESTO::DB::matrix_transform(steps, layers));
     });
 }
-KESTO_PENDING(bBox)
-KESTO_PENDING(get_symbols)
-KESTO_PENDING(get_symbol_name)
-KESTO_PENDING(draw_Symbol)
 KESTO_PENDING(draw_text)
-KESTO_PENDING(get_special_symbol_names)
-KESTO_PENDING(get_layer_symbol_list)
-KESTO_PENDING(draw_panel_picture)
 
 using namespace kesto::adaptor;
 
@@ -100,4 +93,118 @@ KESTO_HANDLER(draw_specified_features)
                       KESTO::API::draw_specified_features(job, step, layer, ids);
                       return pass();
                   });
+}
+
+// The queries below compute into the engine's out values and answer the
+// pass text; hosts read extents with profile_box.
+KESTO_HANDLER(layer_box)
+{
+    std::string job, step;
+    std::vector<std::string> layers;
+    return handle(__func__, request, Form::Members, {{"job", job}, {"step", step}, {"layers", layers}}, [&] {
+        KESTO::API::reply_box box;
+        KESTO::API::layer_box(job, step, layers, box);
+        return pass();
+    });
+}
+
+KESTO_HANDLER(bBox)
+{
+    std::string job, step;
+    double xmin = 0, ymin = 0, xmax = 0, ymax = 0;
+    return handle(__func__, request, Form::Members,
+                  {{"jobname", job}, {"stepname", step}, {"Xmin", xmin}, {"Ymin", ymin}, {"Xmax", xmax}, {"Ymax", ymax}},
+                  [&] {
+                      KESTO::API::bbox(job, step, xmin, ymin, xmax, ymax);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(get_symbols)
+{
+    std::string job, step, layer;
+    Json::Value asked;
+    return handle(__func__, request, Form::Members,
+                  {{"jobname", job}, {"stepname", step}, {"layername", layer}, {"symbols", asked}}, [&] {
+                      std::vector<std::string> names;
+                      KESTO::API::get_symbols(job, step, layer, names);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(get_layer_symbol_list)
+{
+    std::string job, step;
+    std::vector<std::string> layers;
+    Json::Value asked;
+    return handle(__func__, request, Form::Members,
+                  {{"jobname", job}, {"stepname", step}, {"layernames", layers}, {"symbollist", asked}}, [&] {
+                      std::vector<std::string> names;
+                      KESTO::API::get_layer_symbol_list(job, step, layers, names);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(get_symbol_name)
+{
+    std::string job, step, layer, symbol;
+    KESTO::API::Points points;
+    return handle(__func__, request, Form::Members,
+                  {{"jobname", job}, {"stepname", step}, {"layername", layer}, {"points", points}, {"symbol", symbol}},
+                  [&] {
+                      KESTO::API::get_symbol_name(job, step, layer, points, symbol);
+                      return pass();
+                  });
+}
+
+// The job's user-defined symbols: {"func": "GET_SPECIAL_SYMBOL_NAMES", "paras": {"names": [...]}}.
+KESTO_HANDLER(get_special_symbol_names)
+{
+    std::string job;
+    return handle(__func__, request, Form::Members, {{"jobname", job}}, [&] {
+        std::vector<std::string> names;
+        KESTO::API::get_special_symbol_names(job, names);
+        Json::Value list(Json::arrayValue);
+        for (const auto& name : names) list.append(name);
+        Json::Value paras(Json::objectValue);
+        paras["names"] = list;
+        return reply_json("GET_SPECIAL_SYMBOL_NAMES", paras);
+    });
+}
+
+KESTO_HANDLER(draw_Symbol)
+{
+    std::string job, symbol;
+    int type = 0, angle = 0;
+    KESTO::API::color colour;
+    bool mirror = false;
+    return handle(__func__, request, Form::Members,
+                  {{"jobname", job}, {"symbol_name", symbol}, {"symbol_type", type}, {"angle", angle},
+                   {"symbol_color", colour}, {"mirror", mirror}},
+                  [&] {
+                      KESTO::API::draw_symbol(job, type, symbol, colour, angle, mirror);
+                      return pass();
+                  });
+}
+
+// A picture of the step's profile, 1000 pixels square, saved to "path". The
+// command names no job: it works on the one open job.
+KESTO_HANDLER(draw_panel_picture)
+{
+    std::string step, layer, path;
+    return handle(__func__, request, Form::Members, {{"step", step}, {"layer", layer}, {"path", path}}, [&] {
+        const std::vector<std::string> open = KESTO::API::open_job_names();
+        const std::string job = open.size() == 1 ? open.front() : std::string();
+        KESTO::API::open_layer(job, step, layer);
+        KESTO::API::Load_Layer(job, step, layer);
+        KESTO::API::init_canvas(1000, 1000);
+        KESTO::API::clear_canvas();
+        KESTO::API::reply_box box;
+        if (KESTO::API::profile_box(job, step, box))
+            KESTO::API::zoom_to_box(KESTO::API::to_working_unit(box.Xmin), KESTO::API::to_working_unit(box.Ymin),
+                                    KESTO::API::to_working_unit(box.Xmax), KESTO::API::to_working_unit(box.Ymax));
+        KESTO::API::draw_profile(job, step);
+        KESTO::API::save_img(path);
+        return pass();
+    });
 }

@@ -138,5 +138,15 @@ bool draw_profile(const std::string& job_name, const std::string& step_name)
 
 bool save_img(const std::string& path) { return kesto::render::save_png(display().canvas, path); }
 
+bool draw_paths(const ClipperLib::Paths& paths)
+{
+    if (!kesto::render::valid(display().canvas)) {
+        LOG(ERROR) << "draw: no canvas (init_canvas first)";
+        return false;
+    }
+    kesto::render::draw_layer(display().canvas, {kesto::render::Shape{paths, true}}, drawing_colour());
+    return true;
+}
+
 } // namespace API
 } // namespace KESTO

@@ -2,6 +2,8 @@
 #pragma once
 #include "engine/api/units.h"
 
+#include <polyclipping/clipper.hpp>
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -67,6 +69,8 @@ bool draw_selected_features(const std::string& job, const std::string& step, con
 bool draw_specified_features(const std::string& job, const std::string& step, const std::string& layer,
                              const std::vector<int>& positions);
 bool save_img(const std::string& path);
+// Fills closed paths (engine units, outers counter-clockwise) in the drawing colour.
+bool draw_paths(const ClipperLib::Paths& paths);
 
 } // namespace API
 } // namespace KESTO
