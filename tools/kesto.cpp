@@ -10,6 +10,7 @@
 #include <glog/logging.h>
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -62,9 +63,26 @@ bool start(const std::string& config_dir)
         return false;
     }
     bool ok = false;
+    // The library copies its records to standard error from its first one on;
+    // a quiet host keeps even those of start-up off it.
+    const int saved_stderr = g_quiet ? dup(2) : -1;
+    if (saved_stderr >= 0) {
+        const int null = open("/dev/null", O_WRONLY);
+        if (null >= 0) {
+            dup2(null, 2);
+            close(null);
+        }
+    }
+    auto restore_stderr = [&] {
+        if (saved_stderr < 0) return;
+        dup2(saved_stderr, 2);
+        close(saved_stderr);
+    };
     try {
         ok = init();
+        restore_stderr();
     } catch (const std::exception& e) {
+        restore_stderr();
         std::cerr << "kesto: the library could not start: " << e.what() << "\n";
         return false;
     }
