@@ -1,6 +1,7 @@
 // Drill maps, pictures and format transforms.
 #include "adaptor/handler.h"
 #include "engine/api/display.h"
+#include "engine/api/drillmap.h"
 #include "engine/api/exchange.h"
 #include "engine/api/jobs.h"
 
@@ -8,9 +9,6 @@
 
 #include <algorithm>
 #include <cctype>
-
-// Not built yet: this answers the error text.
-KESTO_PENDING(drillmap_output)
 
 using namespace kesto::adaptor;
 
@@ -154,6 +152,49 @@ KESTO_HANDLER(output_picture)
                       KESTO::API::set_draw_color(own.red, own.green, own.blue, own.alpha);
                       KESTO::API::save_img(path.empty() ? name : path + "/" + name);
                       KESTO::API::clear_canvas();
+                      return pass();
+                  });
+}
+
+namespace {
+
+// The legend's kind of a tool, as drill maps name it.
+std::string tool_kind(const KESTO::API::drill_tools_info& t)
+{
+    if (t.eToolType == 1) return "NPlated";
+    if (t.eToolType == 2) return "Via";
+    if (t.eToolType == 0) return t.eViaType == 2 ? "Laser" : "Plated";
+    return "-";
+}
+
+char g_drillinfo_empty[] = "drillinfo empty";
+
+} // namespace
+
+// A drill map of a drill layer into an output layer; "unit" ("mm"/"MM",
+// "inch"/"INCH") is the unit of the legend's sizes.
+KESTO_HANDLER(drillmap_output)
+{
+    std::string job, step, drill, output, unit, outline;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", job}, {"step", step}, {"drilllayer", drill}, {"outputlayer", output}, {"unit", unit},
+                   {"outlinelayer", outline}},
+                  [&]() -> char* {
+                      std::vector<KESTO::API::drill_tools_info> tools;
+                      KESTO::API::get_drill_info(job, step, drill, tools, 2);
+                      if (tools.empty()) {
+                          LOG(INFO) << "drillinfo empty";
+                          return g_drillinfo_empty;
+                      }
+                      const bool inch = unit == "inch" || unit == "INCH";
+                      std::vector<KESTO::API::drill_map_row> rows;
+                      for (const auto& t : tools) {
+                          char size[32];
+                          std::snprintf(size, sizeof size, inch ? "%.4f" : "%.3f",
+                                        t.iHoleSize / (inch ? 25400000.0 : 1000000.0));
+                          rows.push_back({t.iToolIdx, t.iHoleSize > 0 ? size : "-", t.iToolCount, tool_kind(t)});
+                      }
+                      KESTO::API::create_drill_map(job, step, drill, output, outline, rows, unit);
                       return pass();
                   });
 }
