@@ -1,5 +1,7 @@
 #include "adaptor/records_json.h"
 
+#include <glog/logging.h>
+
 namespace KESTO::API {
 
 using kesto::adaptor::read_members;
@@ -169,6 +171,15 @@ int unit_choice(const Json::Value& v)
     if (u == "0" || u == "mm" || u == "metric") return 0;
     if (u == "1" || u == "inch" || u == "imperial") return 1;
     return -1;
+}
+
+void change_unit(const Json::Value& units, KESTO::API::show_param& param, const char* command)
+{
+    const int choice = unit_choice(units);
+    if (choice < 0)
+        LOG(ERROR) << command << ": unknown unit '" << units.asString() << "'";
+    else
+        param.Units = choice;
 }
 
 } // namespace kesto::adaptor

@@ -34,6 +34,9 @@ namespace kesto::adaptor {
 // A unit as hosts name it: 0, "mm" or "metric" for millimetres, 1, "inch"
 // or "imperial" for inches (any case); -1 for anything else.
 int unit_choice(const Json::Value& v);
+// Sets the display parameters' unit from a host's unit value; another value
+// is logged under `command` and leaves the unit as it was.
+void change_unit(const Json::Value& units, KESTO::API::show_param& param, const char* command);
 } // namespace kesto::adaptor
 
 namespace KESTO::API {

@@ -10,29 +10,32 @@ using namespace kesto::adaptor;
 
 namespace {
 
-// Reads one value, then changes it in the current filter and stores it back.
-template <class Change>
-char* change_filter(Trace trace, const char* request, Keys keys, Change&& change)
+// Reads one value, then changes it in the engine's whole record (fetched
+// with `get`, handed back with `set`) so that every other setting is kept.
+template <class Record, class Get, class Set, class Change>
+char* change_record(Trace trace, const char* request, Keys keys, Get get, Set set, Change&& change)
 {
     return handle(trace, request, Form::Elements, keys, [&] {
-        KESTO::API::select_info info;
-        KESTO::API::get_select_param(info);
-        change(info);
-        KESTO::API::set_select_param(info);
+        Record record;
+        get(record);
+        change(record);
+        set(record);
         return pass();
     });
 }
 
 template <class Change>
+char* change_filter(Trace trace, const char* request, Keys keys, Change&& change)
+{
+    return change_record<KESTO::API::select_info>(trace, request, keys, KESTO::API::get_select_param,
+                                                  KESTO::API::set_select_param, change);
+}
+
+template <class Change>
 char* change_display(Trace trace, const char* request, Keys keys, Change&& change)
 {
-    return handle(trace, request, Form::Elements, keys, [&] {
-        KESTO::API::show_param param;
-        KESTO::API::get_show_para(param);
-        change(param);
-        KESTO::API::set_show_para(param);
-        return pass();
-    });
+    return change_record<KESTO::API::show_param>(trace, request, keys, KESTO::API::get_show_para,
+                                                 KESTO::API::set_show_para, change);
 }
 
 } // namespace
@@ -71,11 +74,8 @@ KESTO_HANDLER(filter_set_atr)
 KESTO_HANDLER(set_unit)
 {
     Json::Value units;
-    return change_display("set_units", request, {{"units", units}}, [&](KESTO::API::show_param& p) {
-        const int choice = unit_choice(units);
-        if (choice < 0) LOG(ERROR) << "set_unit: unknown unit '" << units.asString() << "'";
-        else p.Units = choice;
-    });
+    return change_display("set_units", request, {{"units", units}},
+                          [&](KESTO::API::show_param& p) { change_unit(units, p, "set_unit"); });
 }
 
 KESTO_HANDLER(set_display_widths)

@@ -50,9 +50,7 @@ KESTO_HANDLER(set_units)
     return handle(__func__, request, Form::Elements, {{"units", units}}, [&] {
         KESTO::API::show_param param;
         KESTO::API::get_show_para(param);
-        const int choice = unit_choice(units);
-        if (choice < 0) LOG(ERROR) << "set_units: unknown unit '" << units.asString() << "'";
-        else param.Units = choice;
+        change_unit(units, param, "set_units");
         KESTO::API::set_show_para(param);
         return pass();
     });

@@ -31,13 +31,7 @@ std::vector<size_t> picked(const LayerView& v, const Points& points, int type_ma
         hits = kesto::geom::features_at(*v.layer, *v.index, Point{points[0].ix, points[0].iy}, 0, *v.context);
     } else if (points.size() >= 2) {
         kesto::geom::Path area;
-        if (points.size() == 2) {
-            const auto x0 = std::min(points[0].ix, points[1].ix), x1 = std::max(points[0].ix, points[1].ix);
-            const auto y0 = std::min(points[0].iy, points[1].iy), y1 = std::max(points[0].iy, points[1].iy);
-            area = {{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}};
-        } else {
-            for (const point& p : points) area.push_back({p.ix, p.iy});
-        }
+        for (const auto& corner : area_corners(points)) area.push_back({corner.first, corner.second});
         hits = kesto::geom::features_in_polygon(*v.layer, *v.index, area, kesto::geom::PolygonTest::Inside, *v.context);
     }
     std::sort(hits.begin(), hits.end());

@@ -78,7 +78,11 @@ bool on_layers(const std::string& job, const std::string& step, const std::vecto
 {
     Target t;
     if (!resolve(job, step, layers, t)) return false;
-    kesto::store::remember(*t.job, step, layers);
+    // Undo keeps whole layers: an edit of nothing need not copy them.
+    const bool anything = sel_type == 1 || std::any_of(t.layers.begin(), t.layers.end(), [](const Layer* l) {
+                              return kesto::edit::count_selected(*l) > 0;
+                          });
+    if (anything) kesto::store::remember(*t.job, step, layers);
     size_t changed = 0;
     for (Layer* layer : t.layers) {
         std::vector<bool> kept;

@@ -28,12 +28,7 @@ kesto::Point at(const point& p) { return kesto::Point{p.ix, p.iy}; }
 kesto::geom::Path path_of(const Points& points)
 {
     kesto::geom::Path path;
-    if (points.size() == 2) {
-        const auto x0 = std::min(points[0].ix, points[1].ix), x1 = std::max(points[0].ix, points[1].ix);
-        const auto y0 = std::min(points[0].iy, points[1].iy), y1 = std::max(points[0].iy, points[1].iy);
-        return {{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}};
-    }
-    for (const point& p : points) path.push_back({p.ix, p.iy});
+    for (const auto& corner : area_corners(points)) path.push_back({corner.first, corner.second});
     return path;
 }
 
@@ -137,6 +132,18 @@ bool topmost(const LayerView& v, const Points& points, int type_mask, size_t& ou
 }
 
 } // namespace
+
+std::vector<std::pair<long long, long long>> area_corners(const Points& points)
+{
+    if (points.size() == 2) {
+        const long long x0 = std::min(points[0].ix, points[1].ix), x1 = std::max(points[0].ix, points[1].ix);
+        const long long y0 = std::min(points[0].iy, points[1].iy), y1 = std::max(points[0].iy, points[1].iy);
+        return {{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}};
+    }
+    std::vector<std::pair<long long, long long>> corners;
+    for (const point& p : points) corners.emplace_back(p.ix, p.iy);
+    return corners;
+}
 
 std::string select_multi_features(const std::string& job, const std::string& step, const std::string& layer,
                                   const Points& points, featureInfo& pattern, double margin, bool clear, bool all)

@@ -7,12 +7,17 @@
 #include "engine/api/records.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace KESTO {
 namespace API {
 
 using Points = std::vector<point>;
+
+// The area two or more points outline: a box from two corners, else the
+// polygon through them.
+std::vector<std::pair<long long, long long>> area_corners(const Points& points);
 
 // A click picks the topmost feature under it; a box or polygon picks every
 // feature it catches (inside it, or touching it when the selection options
