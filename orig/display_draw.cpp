@@ -5,7 +5,6 @@
 #include "engine/api/jobs.h"
 #include "engine/api/layer_query.h"
 
-// Not built yet: these answer the error text.
 KESTO_HANDLER(profile_box)
 {
     using namespace kesto::adaptor;
@@ -34,7 +33,6 @@ KESTO_HANDLER(get_graphics)
         return reply_json("GET_GRAPHICS", KESTO::DB::matrix_transform(steps, layers));
     });
 }
-KESTO_PENDING(draw_text)
 
 using namespace kesto::adaptor;
 
@@ -71,6 +69,18 @@ KESTO_HANDLER(set_draw_color)
     return handle(__func__, request, Form::Members,
                   {{"red", red}, {"green", green}, {"blue", blue}, {"alpha", alpha}}, [&] {
                       KESTO::API::set_draw_color(red, green, blue, alpha);
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(draw_text)
+{
+    std::string job, step, layer, text;
+    KESTO::API::color colour;
+    return handle(__func__, request, Form::Members,
+                  {{"jobname", job}, {"stepname", step}, {"layername", layer}, {"text_str", text}, {"symbol_color", colour}},
+                  [&] {
+                      KESTO::API::draw_text(job, step, layer, text, colour);
                       return pass();
                   });
 }

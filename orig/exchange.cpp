@@ -173,6 +173,24 @@ std::string zeroes_of(const Json::Value& v, const std::string& otherwise)
     throw std::invalid_argument("zero omission " + v.asString() + " is not 0, 1 or 2");
 }
 
+// The drilling sequence: tool numbers in order, or "ascending"/"descending" by size.
+void tool_order_of(const Json::Value& v, kesto::excellon::WriteOptions& options)
+{
+    if (v.isNull() || (v.isString() && v.asString().empty())) return;
+    if (v.isString()) {
+        const std::string s = lower(v.asString());
+        if (s != "ascending" && s != "descending")
+            throw std::invalid_argument("tool order \"" + v.asString() + "\" is not ascending, descending or a list of tool numbers");
+        options.descending = s == "descending";
+        return;
+    }
+    if (!v.isArray()) throw std::invalid_argument("tool order is not a list of tool numbers");
+    for (const Json::Value& number : v) {
+        if (!number.isInt()) throw std::invalid_argument("tool order holds " + number.toStyledString() + ", not a tool number");
+        options.tool_order.push_back(number.asInt());
+    }
+}
+
 // Layer exports name no job; the job is the only one open.
 std::string the_open_job()
 {
@@ -324,6 +342,7 @@ KESTO_HANDLER(drill2file)
                       options.x_scale = x_scale;
                       options.y_scale = y_scale;
                       options.anchor = kesto::Point{to_engine(x_anchor), to_engine(y_anchor)};
+                      tool_order_of(order, options);
                       std::vector<translate_report> reports;
                       const bool ok = KESTO::API::export_excellon(job, step, layer, path, options, reports);
                       log_reports("drill2file", reports);

@@ -72,16 +72,17 @@ void clear_canvas() { kesto::render::clear(display().canvas); }
 
 namespace {
 
-kesto::render::Colour drawing_colour()
+kesto::render::Colour colour_of(const color& c)
 {
-    const color c = display().draw_colour;
     auto channel = [](int v) { return std::clamp(v, 0, 255) / 255.0; };
     return {channel(c.red), channel(c.green), channel(c.blue), channel(c.alpha)};
 }
 
+kesto::render::Colour drawing_colour() { return colour_of(display().draw_colour); }
+
 // Draws the features of a layer that `pick` accepts.
 bool draw(const std::string& job_name, const std::string& step_name, const std::string& layer_name,
-          const std::function<bool(const kesto::Feature&, size_t)>& pick)
+          const std::function<bool(const kesto::Feature&, size_t)>& pick, const kesto::render::Colour& colour)
 {
     kesto::render::Canvas& canvas = display().canvas;
     if (!kesto::render::valid(canvas)) {
@@ -100,7 +101,7 @@ bool draw(const std::string& job_name, const std::string& step_name, const std::
     const bool negative = row && row->polarity == "NEGATIVE" && !pick;
     const auto shapes = kesto::render::layer_shapes(*layer, kesto::geom::context_of(*job),
                                                     kesto::render::visible_box(canvas), pick);
-    kesto::render::draw_layer(canvas, shapes, drawing_colour(), negative);
+    kesto::render::draw_layer(canvas, shapes, colour, negative);
     return true;
 }
 
@@ -108,19 +109,38 @@ bool draw(const std::string& job_name, const std::string& step_name, const std::
 
 bool draw_layer(const std::string& job, const std::string& step, const std::string& layer)
 {
-    return draw(job, step, layer, {});
+    return draw(job, step, layer, {}, drawing_colour());
 }
 
 bool draw_selected_features(const std::string& job, const std::string& step, const std::string& layer)
 {
-    return draw(job, step, layer, [](const kesto::Feature& f, size_t) { return f.selected; });
+    return draw(job, step, layer, [](const kesto::Feature& f, size_t) { return f.selected; }, drawing_colour());
 }
 
 bool draw_specified_features(const std::string& job, const std::string& step, const std::string& layer,
                              const std::vector<int>& positions)
 {
     const std::set<int> wanted(positions.begin(), positions.end());
-    return draw(job, step, layer, [&](const kesto::Feature&, size_t i) { return wanted.count(static_cast<int>(i)) > 0; });
+    return draw(job, step, layer, [&](const kesto::Feature&, size_t i) { return wanted.count(static_cast<int>(i)) > 0; },
+                drawing_colour());
+}
+
+bool draw_text(const std::string& job, const std::string& step, const std::string& layer, const std::string& text,
+               const color& colour)
+{
+    kesto::Job* open = kesto::store::find_job(job);
+    kesto::Step* in = open ? kesto::store::find_step(*open, step) : nullptr;
+    const kesto::Layer* texts = in ? kesto::store::find_layer(*open, *in, layer) : nullptr;
+    std::size_t found = 0;
+    auto wanted = [&](const kesto::Feature& f, size_t) {
+        const bool hit = (f.kind == kesto::FeatureKind::Text || f.kind == kesto::FeatureKind::Barcode) &&
+                         f.body < texts->texts.size() && (text.empty() || texts->texts[f.body].text == text);
+        found += hit;
+        return hit;
+    };
+    if (!draw(job, step, layer, wanted, colour_of(colour))) return false;
+    if (!found) LOG(WARNING) << "draw_text: no text \"" << text << "\" on layer " << layer;
+    return found > 0;
 }
 
 bool draw_profile(const std::string& job_name, const std::string& step_name)

@@ -68,6 +68,10 @@ bool draw_profile(const std::string& job, const std::string& step);
 bool draw_selected_features(const std::string& job, const std::string& step, const std::string& layer);
 bool draw_specified_features(const std::string& job, const std::string& step, const std::string& layer,
                              const std::vector<int>& positions);
+// The layer's texts and barcodes that read `text` (all of them when it is
+// empty), in `colour`; false when there is none.
+bool draw_text(const std::string& job, const std::string& step, const std::string& layer, const std::string& text,
+               const color& colour);
 bool save_img(const std::string& path);
 // Fills closed paths (engine units, outers counter-clockwise) in the drawing colour.
 bool draw_paths(const ClipperLib::Paths& paths);

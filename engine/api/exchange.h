@@ -125,6 +125,11 @@ struct WriteOptions {
     // Drill film compensation: coordinates scaled about the anchor (nm).
     double x_scale = 1, y_scale = 1;
     Point anchor;
+    // The drilling sequence: tool numbers of the layer's tool table, drilled
+    // first and in this order; the other tools follow by size, smallest first
+    // unless `descending`.
+    std::vector<int> tool_order;
+    bool descending = false;
 };
 
 bool write(const Layer& layer, const WriteOptions& options, std::string& text, Reports& reports);

@@ -99,3 +99,33 @@ TEST_F(ApiDisplay, RefusesWithoutCanvasOrLayerAndReportsBadPaths)
 }
 
 } // namespace
+
+TEST_F(ApiDisplay, TextsAreFoundByWhatTheyRead)
+{
+    // "A1" at (1, 6) and "B2" at (6, 6), 2 mm high; each covers pixels just above its base line.
+    for (auto [x, text] : {std::pair{1.0, "A1"}, std::pair{6.0, "B2"}})
+        ASSERT_TRUE(api::AddFeature("pic", "pcb", {"top"}, {},
+                                    api::GreateTextString(x, 6, "standard", 0, 0, 1.5, 2, 0.2, text, 1, 0), false));
+    auto lit = [&](const std::string& png, int x0, int x1) {
+        int n = 0;
+        for (int x = x0; x < x1; ++x)
+            for (int y = 100 - 80; y < 100 - 60; ++y) n += png_pixel(png, x, y) != 0;
+        return n;
+    };
+    ASSERT_TRUE(api::init_canvas(100, 100));
+    api::zoom_to_box(0, 0, 10, 10);
+    api::set_draw_color(255, 255, 255, 255);
+    EXPECT_TRUE(api::draw_text("pic", "pcb", "top", "B2", api::color{0, 0, 255, 255}));
+    ASSERT_TRUE(api::save_img(dir / "b2.png"));
+    EXPECT_EQ(lit(dir / "b2.png", 5, 50), 0) << "A1 is not drawn";
+    EXPECT_GT(lit(dir / "b2.png", 55, 100), 20);
+    EXPECT_EQ(png_pixel(dir / "b2.png", 20, 100 - 12), 0u) << "nor the pad";
+    EXPECT_EQ(api::get_draw_color().red, 255) << "the text's colour is for this drawing only";
+
+    api::clear_canvas();
+    EXPECT_TRUE(api::draw_text("pic", "pcb", "top", "", api::color{0, 0, 255, 255}));
+    ASSERT_TRUE(api::save_img(dir / "all.png"));
+    EXPECT_GT(lit(dir / "all.png", 5, 50), 20);
+    EXPECT_GT(lit(dir / "all.png", 55, 100), 20);
+    EXPECT_FALSE(api::draw_text("pic", "pcb", "top", "C3", api::color{}));
+}

@@ -182,3 +182,38 @@ TEST(ExchangeCommands, RefusalsAreErrorsAndWriteNothing)
                   "ERROR");
     });
 }
+
+TEST(ExchangeCommands, DrillFileFollowsTheHostsToolOrder)
+{
+    TempDir dir;
+    in_fresh_process(dir.path(), [] {
+        start_library();
+        new_job();
+        translate(kBoard + "demo-drill.drl", "drill");
+        // The tool table of the written file, as "size:holes" in file order.
+        auto written = [](const std::string& order) {
+            const std::string reply = call(R"({"func":"DRILL2FILE","paras":{"job":"b","step":"pcb","layer":"drill",
+                "path":"o.drl","isMetric":true,"number_format_l":3,"number_format_r":3,"tools_order":)" + order + "}}");
+            std::string table;
+            if (json_of(reply)["paras"]["result"].asBool()) {
+                const std::string text = read_file("o.drl");
+                for (size_t at = text.find("\nT"); at != std::string::npos && at < text.find('%'); at = text.find("\nT", at + 1))
+                    table += text.substr(text.find('C', at) + 1, text.find('\n', at + 1) - text.find('C', at) - 1) + " ";
+                const std::string body = text.substr(text.find('%'));
+                for (const char* tool : {"\nT1\n", "\nT2\n", "\nT3\n", "\nT4\n"})
+                    EXPECT_NE(body.find(tool), std::string::npos) << tool << " has no hits in\n" << text;
+            }
+            return table;
+        };
+        EXPECT_EQ(written("null"), "0.300 0.800 1.000 3.200 ");
+        EXPECT_EQ(written("[4,2]"), "3.200 0.800 0.300 1.000 ");
+        EXPECT_EQ(written(R"("descending")"), "3.200 1.000 0.800 0.300 ");
+        EXPECT_EQ(written("[3,3,1]"), "1.000 0.300 0.800 3.200 ") << "a tool named twice is drilled once";
+
+        EXPECT_EQ(written("[9]"), "") << "a number naming no tool is a failure";
+        EXPECT_NE(read_logs("log", "").find("tool order names tool 9"), std::string::npos);
+        EXPECT_EQ(call(R"({"func":"DRILL2FILE","paras":{"job":"b","step":"pcb","layer":"drill","path":"o.drl",
+                          "tools_order":"by colour"}})"),
+                  "ERROR");
+    });
+}

@@ -36,7 +36,7 @@ public:
 
     bool write(const Layer& layer, std::string& out)
     {
-        std::map<ToolKey, std::vector<const Feature*>> by_tool;
+        ByTool by_tool;
         std::size_t skipped = 0;
         for (const Feature& f : layer.features) {
             const Symbol* s = f.symbol >= 0 && std::size_t(f.symbol) < layer.symbols.size() ? &layer.symbols[std::size_t(f.symbol)] : nullptr;
@@ -62,19 +62,20 @@ public:
         // Excellon names the zeros that stay: LZ keeps leading zeros (trailing ones go).
         out_ += options_.inch ? "INCH" : "METRIC";
         out_ += options_.zeroes_omitted == "trailing" ? ",LZ\n" : ",TZ\n";
+        const auto tools = sequence(layer, by_tool);
         int number = 1;
         std::string last_plating;
-        for (auto& [key, features] : by_tool) {
-            if (key.plating != last_plating) out_ += ";TYPE=" + upper(key.plating) + "\n";
-            last_plating = key.plating;
-            std::snprintf(buffer, sizeof buffer, "T%dC%.*f\n", number++, options_.inch ? 4 : 3, double(key.diameter) / unit_);
+        for (const auto& [key, features] : tools) {
+            if (key->plating != last_plating) out_ += ";TYPE=" + upper(key->plating) + "\n";
+            last_plating = key->plating;
+            std::snprintf(buffer, sizeof buffer, "T%dC%.*f\n", number++, options_.inch ? 4 : 3, double(key->diameter) / unit_);
             out_ += buffer;
         }
         out_ += "%\nG90\nG05\n";
         number = 1;
-        for (auto& [key, features] : by_tool) {
+        for (const auto& [key, features] : tools) {
             out_ += "T" + std::to_string(number++) + "\n";
-            for (const Feature* f : features) feature(*f);
+            for (const Feature* f : *features) feature(*f);
         }
         out_ += "M30\n";
         out.swap(out_);
@@ -82,6 +83,45 @@ public:
     }
 
 private:
+    using ByTool = std::map<ToolKey, std::vector<const Feature*>>;
+    using Tool = std::pair<const ToolKey*, const std::vector<const Feature*>*>;
+
+    // The drilling sequence: the tools the host named, in its order, then the
+    // others by size. A number naming no tool of the layer is reported.
+    std::vector<Tool> sequence(const Layer& layer, const ByTool& by_tool)
+    {
+        std::vector<Tool> tools;
+        std::vector<bool> taken(by_tool.size(), false);
+        for (int number : options_.tool_order) {
+            auto tool = std::find_if(layer.tools.begin(), layer.tools.end(), [&](const DrillTool& t) { return t.number == number; });
+            if (tool == layer.tools.end()) {
+                ok_ = false;
+                reports_.push_back({"", 0, "the tool order names tool " + std::to_string(number) + ", which the layer's tool table does not have", true});
+                continue;
+            }
+            const ToolKey key{tool->drill_size, lower(tool->type.empty() ? "plated" : tool->type)};
+            auto found = by_tool.find(key);
+            if (found == by_tool.end()) continue; // a tool without hits
+            const auto index = std::size_t(std::distance(by_tool.begin(), found));
+            if (taken[index]) continue;
+            taken[index] = true;
+            tools.push_back({&found->first, &found->second});
+        }
+        std::vector<Tool> rest;
+        std::size_t index = 0;
+        for (auto& [key, features] : by_tool)
+            if (!taken[index++]) rest.push_back({&key, &features});
+        if (options_.descending) std::stable_sort(rest.begin(), rest.end(), [](const Tool& a, const Tool& b) { return a.first->diameter > b.first->diameter; });
+        tools.insert(tools.end(), rest.begin(), rest.end());
+        return tools;
+    }
+
+    static std::string lower(std::string s)
+    {
+        for (char& c : s) c = char(std::tolower(static_cast<unsigned char>(c)));
+        return s;
+    }
+
     static std::string upper(std::string s)
     {
         for (char& c : s) c = char(std::toupper(static_cast<unsigned char>(c)));
