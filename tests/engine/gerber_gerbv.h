@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 
@@ -19,7 +20,11 @@ inline bool gerbv_png(const std::string& gerber, const std::string& png)
     return std::system(command.c_str()) == 0;
 }
 
-inline double agreement(const std::string& a, const std::string& b)
+// The share of pixels on which two pictures agree, lit being a green channel
+// above half. With `slack`, a pixel that differs still agrees when each
+// picture has the other's value within one pixel of it: the two then differ
+// only by where an edge falls between neighbouring pixels.
+inline double agreement(const std::string& a, const std::string& b, bool slack = false)
 {
     cairo_surface_t* x = cairo_image_surface_create_from_png(a.c_str());
     cairo_surface_t* y = cairo_image_surface_create_from_png(b.c_str());
@@ -28,12 +33,22 @@ inline double agreement(const std::string& a, const std::string& b)
         cairo_image_surface_get_width(x) == cairo_image_surface_get_width(y) &&
         cairo_image_surface_get_height(x) == cairo_image_surface_get_height(y)) {
         const int w = cairo_image_surface_get_width(x), h = cairo_image_surface_get_height(x);
+        auto lit = [](cairo_surface_t* s, int r, int c) {
+            const auto* row = reinterpret_cast<const std::uint32_t*>(cairo_image_surface_get_data(s) + r * cairo_image_surface_get_stride(s));
+            return ((row[c] >> 8) & 0xff) > 127;
+        };
+        auto near = [&](cairo_surface_t* s, int r, int c, bool value) {
+            for (int i = std::max(r - 1, 0); i <= std::min(r + 1, h - 1); ++i)
+                for (int j = std::max(c - 1, 0); j <= std::min(c + 1, w - 1); ++j)
+                    if (lit(s, i, j) == value) return true;
+            return false;
+        };
         long equal = 0;
-        for (int r = 0; r < h; ++r) {
-            const auto* p = reinterpret_cast<const std::uint32_t*>(cairo_image_surface_get_data(x) + r * cairo_image_surface_get_stride(x));
-            const auto* q = reinterpret_cast<const std::uint32_t*>(cairo_image_surface_get_data(y) + r * cairo_image_surface_get_stride(y));
-            for (int c = 0; c < w; ++c) equal += ((p[c] >> 8) & 0xff) > 127 == ((q[c] >> 8) & 0xff) > 127;
-        }
+        for (int r = 0; r < h; ++r)
+            for (int c = 0; c < w; ++c) {
+                const bool p = lit(x, r, c), q = lit(y, r, c);
+                equal += p == q || (slack && near(y, r, c, p) && near(x, r, c, q));
+            }
         same = double(equal) / (double(w) * h);
     }
     cairo_surface_destroy(x);

@@ -15,6 +15,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <map>
+#include <set>
 #include <sstream>
 
 namespace fs = boost::filesystem;
@@ -78,11 +79,68 @@ const std::map<std::string, std::string> kGerbvDeparts = {
     {"multi-polarity-over-self.gbr", "gerbv draws each polarity level across all copies of a step and repeat"},
 };
 
-// Where the two agree less than elsewhere for a reason we accept: the moiré's
-// thin rings differ by about a pixel along each edge.
-double least_share(const std::string& name) { return name == "clear-with-moire.gbr" ? 0.99 : 0.995; }
+// Where the two agree less than elsewhere: in the clear moiré, gerbv leaves
+// the crosshair dark inside the rings, where the case's reference picture
+// clears it as we do.
+bool gerbv_misses_crosshair(const std::string& name) { return name == "clear-with-moire.gbr"; }
+
+// Lit pixels of a picture down column `x`, as runs of rows.
+std::vector<int> runs_down(const std::string& png, int x)
+{
+    cairo_surface_t* s = cairo_image_surface_create_from_png(png.c_str());
+    std::vector<int> runs;
+    int run = 0;
+    for (int r = 0; r < cairo_image_surface_get_height(s); ++r) {
+        const auto* row = reinterpret_cast<const std::uint32_t*>(cairo_image_surface_get_data(s) + r * cairo_image_surface_get_stride(s));
+        if (((row[x] >> 8) & 0xff) > 127) ++run;
+        else if (run) runs.push_back(std::exchange(run, 0));
+    }
+    cairo_surface_destroy(s);
+    return runs;
+}
 
 } // namespace
+
+// Why the pictures can differ by a pixel along edges: gerbv snaps apertures to
+// whole pixels, while the canvas lights exactly the pixels whose centres the
+// shape covers. Ten 0.1651 mm lines (6.5 pixels at 1000 dpi), each a tenth
+// of a pixel higher than the last, must cover 6 or 7 rows as their edges
+// cross pixel centres; gerbv draws every one 7 rows high.
+TEST(RenderAgainstGerbv, CanvasIsExactWhereGerbvSnapsToPixels)
+{
+    if (!have_gerbv()) GTEST_SKIP() << "gerbv is not installed";
+    test::TempDir dir;
+    constexpr double kPixelMm = 25.4 / kDpi, kWidthMm = 0.1651;
+    std::string text = "%FSLAX46Y46*%\n%MOMM*%\n%ADD10C,0.1651*%\nD10*\n";
+    std::vector<int> exact;
+    for (int i = 0; i < 10; ++i) {
+        const double y = 0.5 + i * (0.5 + kPixelMm / 10);
+        const auto nm = std::to_string(std::llround(y * 1e6));
+        text += "X1000000Y" + nm + "D02*\nX3000000Y" + nm + "D01*\n";
+        // Rows whose centres lie within the line, counted from the window's bottom.
+        const double low = (y - kWidthMm / 2) / kPixelMm - 0.5, high = (y + kWidthMm / 2) / kPixelMm - 0.5;
+        exact.push_back(int(std::floor(high) - std::ceil(low)) + 1);
+    }
+    text += "M02*\n";
+    test::write_file(dir / "lines.gbr", text);
+    Layer layer;
+    UserSymbols symbols;
+    Reports reports;
+    ASSERT_TRUE(gerber::read(text, {}, layer, symbols, reports));
+    Job job;
+    const auto shapes = render::layer_shapes(layer, geom::context_of(job));
+    const Window w{0, 0, 160, 240};
+    ASSERT_TRUE(ours(shapes, w, dir / "ours.png"));
+    ASSERT_TRUE(theirs(dir / "lines.gbr", w, dir / "gerbv.png"));
+    std::vector<int> drawn = runs_down(dir / "ours.png", 80);
+    std::reverse(drawn.begin(), drawn.end()); // rows run down, the lines up
+    EXPECT_EQ(drawn, exact);
+    EXPECT_EQ(std::set<int>(exact.begin(), exact.end()).size(), 2u) << "the lines must cross pixel centres";
+    const std::vector<int> snapped = runs_down(dir / "gerbv.png", 80);
+    std::printf("gerbv's line heights:");
+    for (int n : snapped) std::printf(" %d", n);
+    std::printf("\n");
+}
 
 TEST(RenderAgainstGerbv, EveryCaseMatchesWithinHalfAPercent)
 {
@@ -106,18 +164,20 @@ TEST(RenderAgainstGerbv, EveryCaseMatchesWithinHalfAPercent)
         ASSERT_TRUE(ours(shapes, w, dir / "ours.png")) << file;
         ASSERT_TRUE(theirs(file, w, dir / "gerbv.png")) << file;
         const double share = agreement(dir / "ours.png", dir / "gerbv.png");
-        EXPECT_GE(share, least_share(it->path().filename().string())) << file << ": " << 100 * share << "% equal pixels";
+        const bool crosshair = gerbv_misses_crosshair(it->path().filename().string());
+        EXPECT_GE(share, crosshair ? 0.99 : 0.995) << file << ": " << 100 * share << "% equal pixels";
+        EXPECT_GE(agreement(dir / "ours.png", dir / "gerbv.png", true), crosshair ? 0.99 : 0.9999) << file;
         ++cases;
     }
     EXPECT_GT(cases, 20);
 }
 
-// The dense layers of a real job: two signal layers of the sample job are
-// written as Gerber and the file drawn by both at 500 dpi. They agree on
-// 99.1% and 99.3% of the pixels; moving our window by half a pixel either way
-// makes it worse (97.7-98.9%), so the rest is not an offset. The pixels that
-// differ lie on edges, two thirds of them dark only in our picture.
-TEST(RenderAgainstGerbv, SignalLayersOfTheSampleJob)
+// The layers of a real job, written as Gerber and drawn by both at the
+// benchmark's 1000 dpi. gerbv snaps every aperture to whole pixels (see the
+// test above), so edges may fall a pixel apart; the hatched planes, whose
+// 5 mil lines sit on a 10 mil grid, meet that on every line. Within a pixel
+// the pictures agree everywhere.
+TEST(RenderAgainstGerbv, LayersOfTheSampleJob)
 {
     if (!have_gerbv()) GTEST_SKIP() << "gerbv is not installed";
     Job job;
@@ -125,12 +185,12 @@ TEST(RenderAgainstGerbv, SignalLayersOfTheSampleJob)
     ASSERT_TRUE(odb::read_job(std::string(KESTO_TESTDATA) + "/odb/sample_design.tgz", job, error)) << error;
     test::TempDir dir;
     const geom::OutlineContext context = geom::context_of(job);
+    // KESTO_SAMPLE_LAYERS=all (or a list of names) measures other layers too.
+    const char* only = std::getenv("KESTO_SAMPLE_LAYERS");
+    const std::map<std::string, double> least = {{"layer-1", 0.995}, {"layer-8", 0.995}, {"layer-3", 0.985}};
     int layers = 0;
-    for (const MatrixRow& row : job.rows) {
-        if (row.type != "SIGNAL" || layers == 2) continue;
-        const auto& step_layers = job.steps.begin()->second.layers;
-        if (!step_layers.count(row.name) || step_layers.at(row.name).features.size() < 1000) continue;
-        const Layer& layer = step_layers.at(row.name);
+    for (const auto& [name, layer] : job.steps.begin()->second.layers) {
+        if (only ? std::string(only) != "all" && std::string(only).find(name) == std::string::npos : !least.count(name)) continue;
         std::string text;
         Reports reports;
         gerber::WriteOptions options;
@@ -139,16 +199,20 @@ TEST(RenderAgainstGerbv, SignalLayersOfTheSampleJob)
         test::write_file(dir / "layer.gbr", text);
         Layer back;
         UserSymbols symbols;
-        ASSERT_TRUE(gerber::read(text, {}, back, symbols, reports)) << row.name;
+        ASSERT_TRUE(gerber::read(text, {}, back, symbols, reports)) << name;
         Job read_job;
         read_job.symbols = symbols;
         const auto shapes = render::layer_shapes(back, geom::context_of(read_job));
-        const Window w = window_of(shapes, 500);
-        ASSERT_TRUE(ours(shapes, w, dir / "ours.png", 500));
-        ASSERT_TRUE(theirs(dir / "layer.gbr", w, dir / "gerbv.png", 500));
-        const double share = agreement(dir / "ours.png", dir / "gerbv.png");
-        EXPECT_GE(share, 0.99) << row.name << ": " << 100 * share << "% equal pixels";
+        if (shapes.empty()) continue;
+        const Window w = window_of(shapes);
+        ASSERT_TRUE(ours(shapes, w, dir / "ours.png"));
+        ASSERT_TRUE(theirs(dir / "layer.gbr", w, dir / "gerbv.png"));
+        const double strict = agreement(dir / "ours.png", dir / "gerbv.png");
+        const double within = agreement(dir / "ours.png", dir / "gerbv.png", true);
+        std::printf("%-20s %.3f%% equal, %.4f%% within a pixel\n", name.c_str(), 100 * strict, 100 * within);
+        EXPECT_GE(strict, least.count(name) ? least.at(name) : 0.995) << name;
+        EXPECT_GE(within, 0.9999) << name;
         ++layers;
     }
-    EXPECT_EQ(layers, 2);
+    EXPECT_GE(layers, 3);
 }

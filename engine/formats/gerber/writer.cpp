@@ -125,10 +125,13 @@ private:
             fail("feature with no symbol");
             return -1;
         }
-        Symbol s = layer.symbols[std::size_t(f.symbol)];
-        if (f.kind == FeatureKind::Pad) s = upright(s, f).symbol;
+        Upright u{layer.symbols[std::size_t(f.symbol)]};
+        if (f.kind == FeatureKind::Pad) u = upright(u.symbol, f);
+        Symbol& s = u.symbol;
         const bool resized = f.kind == FeatureKind::Pad && f.resize > 0 && f.resize != 1;
-        const std::string key = s.name + '\x1d' + (resized ? std::to_string(f.resize) : "") + '\x1d' + key_of(attributes);
+        const bool turned = turned_in_macro(u);
+        const std::string key = s.name + '\x1d' + (resized ? std::to_string(f.resize) : "") + '\x1d' +
+                                (turned ? std::to_string(u.angle) + (u.mirror ? "m" : "") : "") + '\x1d' + key_of(attributes);
         auto found = apertures_.find(key);
         if (found != apertures_.end()) return found->second;
         // A resized pad (apt_def -1 of ODB++) flashes its symbol scaled.
@@ -136,9 +139,11 @@ private:
             fail("resized pads of symbol " + s.name + " are not written: the symbol cannot be scaled");
             return apertures_[key] = -1;
         }
-        std::string shape = standard_aperture(s);
+        std::string shape = turned ? turned_macro(u) : standard_aperture(s);
         int d = -1;
-        if (shape.empty()) {
+        if (turned && shape.empty()) {
+            fail("symbol " + s.name + " has no outline; its features are left out");
+        } else if (shape.empty()) {
             if (s.family == SymbolFamily::User) d = user_aperture(s.name, attributes, depth);
             else if (std::string body = standard_macro(s); !body.empty()) shape = macro(s.name, body);
             else if (std::string outline = outline_macro(geom::symbol_outline(s, context_)); !outline.empty()) shape = macro(s.name, outline);
@@ -187,6 +192,21 @@ private:
         default: break;
         }
         return u;
+    }
+
+    // Pads still turned or mirrored once upright get a macro of their turned
+    // outline rather than LR/LM, which many viewers still ignore. User symbols
+    // keep LR/LM: their blocks may hold more than an outline.
+    static bool turned_in_macro(const Upright& u)
+    {
+        return (u.mirror || u.angle != 0) && u.symbol.family != SymbolFamily::User;
+    }
+
+    std::string turned_macro(const Upright& u)
+    {
+        const std::string body =
+            outline_macro(geom::place(geom::Placement{{0, 0}, u.angle, u.mirror}, geom::symbol_outline(u.symbol, context_)));
+        return body.empty() ? std::string() : macro(u.symbol.name, body);
     }
 
     std::string standard_aperture(const Symbol& s)
@@ -580,6 +600,9 @@ private:
         bool holes = false;
         for (const Contour& c : surface.contours) holes = holes || !c.island;
         out_ += "G36*\n";
+        // Each region states its first interpolation mode: gerbv draws the
+        // first arc of a region as a chord when the mode was set before G36.
+        interpolation_ = 0;
         if (!holes) {
             for (const Contour& c : surface.contours) {
                 at_known_ = false;
@@ -685,7 +708,8 @@ private:
                 attributes(attrs.object, nullptr);
                 polarity(f.polarity);
                 const Upright u = upright(layer.symbols[std::size_t(f.symbol)], f);
-                orientation(u.mirror, u.angle);
+                if (turned_in_macro(u)) orientation(false, 0);
+                else orientation(u.mirror, u.angle);
                 select(d);
                 coordinate('X', f.a.x);
                 coordinate('Y', f.a.y);
