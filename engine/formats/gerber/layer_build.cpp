@@ -1,5 +1,7 @@
 #include "engine/formats/gerber/layer_build.h"
 
+#include "engine/edit/transform.h"
+
 #include "engine/formats/odb/symbols.h"
 
 #include <cmath>
@@ -132,73 +134,34 @@ void reverse_contour(Contour& c)
     c.segments = std::move(reversed);
 }
 
-Point Placement::apply(const Point& p) const
-{
-    double x = mirror ? -double(p.x) : double(p.x);
-    double y = double(p.y);
-    x *= scale;
-    y *= scale;
-    if (rotation != 0) {
-        const double r = rotation * M_PI / 180;
-        const double c = std::cos(r), s = std::sin(r);
-        const double rx = x * c - y * s;
-        y = x * s + y * c;
-        x = rx;
-    }
-    return at(x + offset.x, y + offset.y);
-}
-
-static double normal_angle(double a)
-{
-    a = std::fmod(a, 360);
-    if (a < 0) a += 360;
-    if (std::abs(a - 360) < 1e-9) a = 0;
-    return a;
-}
-
 static bool scaled_symbol(int index, double factor, LayerBuilder& builder, UserSymbols& symbols, int& out);
 
 bool place_features(const Layer& from, Layer& to, const Placement& place, bool invert, LayerBuilder& builder,
                     UserSymbols& symbols)
 {
+    // Gerber turns counter-clockwise; a uniform scale commutes with the turn.
+    edit::Placement how;
+    how.mirror = place.mirror;
+    how.angle = -place.rotation;
+    how.scale_x = how.scale_y = place.scale;
+    how.offset = place.offset;
     bool ok = true;
     to.features.reserve(to.features.size() + from.features.size());
     for (const Feature& source : from.features) {
         Feature f = source;
         if (invert) f.polarity = f.polarity == Polarity::Positive ? Polarity::Negative : Polarity::Positive;
-        f.a = place.apply(f.a);
-        f.b = place.apply(f.b);
-        f.c = place.apply(f.c);
-        if (place.mirror) f.cw = !f.cw;
-        if (f.kind == FeatureKind::Pad || f.kind == FeatureKind::Text || f.kind == FeatureKind::Barcode) {
-            // A pad shows its symbol mirrored (when set), then turned clockwise by its angle.
-            if (place.mirror) {
-                f.mirror = !f.mirror;
-                f.angle = normal_angle(-f.angle - place.rotation);
-            } else {
-                f.angle = normal_angle(f.angle - place.rotation);
-            }
-        }
         if (f.symbol >= 0 && place.scale != 1 && !scaled_symbol(f.symbol, place.scale, builder, symbols, f.symbol))
             ok = false;
         if (f.kind == FeatureKind::Surface && f.body < from.surfaces.size()) {
-            Surface s = from.surfaces[f.body];
-            for (auto& c : s.contours) {
-                c.start = place.apply(c.start);
-                for (auto& seg : c.segments) {
-                    seg.end = place.apply(seg.end);
-                    seg.centre = place.apply(seg.centre);
-                    if (place.mirror) seg.cw = !seg.cw;
-                }
-            }
             f.body = std::uint32_t(to.surfaces.size());
-            to.surfaces.push_back(std::move(s));
+            to.surfaces.push_back(from.surfaces[source.body]);
         }
-        if (f.kind == FeatureKind::Text && f.body < from.texts.size()) {
+        if ((f.kind == FeatureKind::Text || f.kind == FeatureKind::Barcode) && f.body < from.texts.size()) {
             f.body = std::uint32_t(to.texts.size());
             to.texts.push_back(from.texts[source.body]);
         }
         to.features.push_back(f);
+        edit::place(to, to.features.back(), how);
     }
     return ok;
 }

@@ -75,7 +75,6 @@ struct Placement {
     double rotation = 0;
     Point offset;
     bool identity() const { return !mirror && scale == 1 && rotation == 0 && offset == Point{}; }
-    Point apply(const Point& p) const;
 };
 
 // Copies the features of `from` into `to`, each placed by `placement`, with
