@@ -7,6 +7,7 @@
 //   --quiet                                no copy of the log on standard error
 #include "adaptor/exports.h"
 
+#include <cairo.h>
 #include <glog/logging.h>
 
 #include <dlfcn.h>
@@ -16,6 +17,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdint>
 #include <cstring>
 #include <exception>
 #include <fstream>
@@ -121,6 +123,50 @@ int run_lines(std::istream& in, bool narrate = false)
     return failures ? 1 : 0;
 }
 
+// The share of pixels two PNG pictures of one size have alike; -1 when
+// either cannot be read or their sizes differ.
+double alike(const std::string& a, const std::string& b)
+{
+    cairo_surface_t* x = cairo_image_surface_create_from_png(a.c_str());
+    cairo_surface_t* y = cairo_image_surface_create_from_png(b.c_str());
+    double share = -1;
+    const int w = cairo_image_surface_get_width(x), h = cairo_image_surface_get_height(x);
+    if (cairo_surface_status(x) == CAIRO_STATUS_SUCCESS && cairo_surface_status(y) == CAIRO_STATUS_SUCCESS &&
+        w == cairo_image_surface_get_width(y) && h == cairo_image_surface_get_height(y) && w > 0 && h > 0) {
+        cairo_surface_flush(x);
+        cairo_surface_flush(y);
+        long same = 0;
+        for (int r = 0; r < h; ++r) {
+            const auto* p = reinterpret_cast<const std::uint32_t*>(cairo_image_surface_get_data(x) + r * cairo_image_surface_get_stride(x));
+            const auto* q = reinterpret_cast<const std::uint32_t*>(cairo_image_surface_get_data(y) + r * cairo_image_surface_get_stride(y));
+            for (int c = 0; c < w; ++c) same += p[c] == q[c];
+        }
+        share = double(same) / (double(w) * h);
+    }
+    cairo_surface_destroy(x);
+    cairo_surface_destroy(y);
+    return share;
+}
+
+// The demonstration's last word: each layer pictured from its export read
+// back against the picture of the layer itself.
+int compare_round_trip()
+{
+    std::cout << "\n == The exports read back give the same pictures as the layers they came from\n";
+    int failures = 0;
+    for (const char* name : {"top", "bottom", "outline", "drill", "stack"}) {
+        const std::string first = std::string("out/") + name + ".png", again = std::string("out/re-") + name + ".png";
+        const double share = alike(first, again);
+        char line[160];
+        std::snprintf(line, sizeof line, "  %-12s %-15s %7.3f%% of pixels alike\n", (std::string(name) + ".png").c_str(),
+                      ("re-" + std::string(name) + ".png").c_str(), 100 * share);
+        std::cout << (share < 0 ? "  " + first + " or " + again + " could not be read\n" : std::string(line));
+        failures += share < 0.999;
+    }
+    std::cout << "\n == Done: the pictures and exports are in examples/out/.\n";
+    return failures ? 1 : 0;
+}
+
 using Handler = char* (*)(const char*);
 
 Handler find_export(const std::string& name)
@@ -188,7 +234,8 @@ int main(int argc, char** argv)
                 std::cerr << "kesto: cannot make out/: " << std::strerror(errno) << "\n";
                 return 1;
             }
-            return run_lines(in, true);
+            const int failed = run_lines(in, true);
+            return compare_round_trip() | failed;
         }
         return run_lines(file == "-" ? std::cin : in);
     }
