@@ -1,5 +1,6 @@
 // File identification, translation and export.
 #include "adaptor/handler.h"
+#include "adaptor/records_json.h"
 #include "engine/api/display.h"
 #include "engine/api/exchange.h"
 #include "engine/api/units.h"
@@ -362,7 +363,8 @@ KESTO_HANDLER(layer_export)
     bool reverse = false, mirror = false, rotate = false, scale = false, profile_top = false, cut_profile = false;
     double resize = 0, angle = 0, scaling_x = 1, scaling_y = 1, mirror_x = 0, mirror_y = 0, rotate_x = 0,
            rotate_y = 0, scale_x = 0, scale_y = 0;
-    Json::Value zeros, unit, coordinates, zeros_omitted, cut_polygon;
+    Json::Value zeros, unit, coordinates, zeros_omitted;
+    std::vector<std::vector<KESTO::API::lPoint>> cut_polygon;
     return handle(
         __func__, request, Form::MembersParse,
         {{"job", job}, {"step", step}, {"layer", layer}, {"filename", filename},
@@ -377,32 +379,43 @@ KESTO_HANDLER(layer_export)
         [&] {
             if (job.empty()) job = the_open_job();
             if (type != 0 && type != 1) throw std::invalid_argument("export type " + std::to_string(type) + " is not 0 (Gerber) or 1 (Excellon)");
-            if (mirror || rotate || resize != 0 || reverse || profile_top || cut_profile || cut_polygon.size() > 0)
-                throw std::invalid_argument("mirroring, rotating, resizing, reversing and cutting are not done on export");
+            if (profile_top) throw std::invalid_argument("\"profiletop\" is not done on export");
             if (coordinates.isString() && lower(coordinates.asString()) == "incremental")
                 throw std::invalid_argument("incremental coordinates are not written");
+            kesto::edit::OutputShaping shaping;
+            shaping.resize = resize * (kesto::store::working_unit() == kesto::Units::Inch ? 25400.0 : 1000.0);
+            shaping.reverse = reverse;
+            shaping.cut_profile = cut_profile;
+            for (const auto& polygon : cut_polygon) {
+                kesto::geom::Path ring;
+                for (const KESTO::API::lPoint& p : polygon) ring.push_back({to_engine(p.x), to_engine(p.y)});
+                if (ring.size() >= 3) shaping.cut_polygons.push_back(ring);
+            }
+            shaping.mirror = mirror;
+            shaping.mirror_in_y = mirror_direction == 1;
+            shaping.mirror_point = kesto::Point{to_engine(mirror_x), to_engine(mirror_y)};
+            if (rotate) shaping.angle = angle;
+            shaping.rotate_point = kesto::Point{to_engine(rotate_x), to_engine(rotate_y)};
+            if (scale) {
+                shaping.scale_x = scaling_x;
+                shaping.scale_y = scaling_y;
+            }
+            shaping.scale_point = kesto::Point{to_engine(scale_x), to_engine(scale_y)};
             std::vector<translate_report> reports;
             bool ok;
             if (type == 0) {
-                if (scale && (scaling_x != 1 || scaling_y != 1))
-                    throw std::invalid_argument("Gerber export does not scale; Excellon export does");
                 kesto::gerber::WriteOptions options;
                 options.inch = inch_of(unit, false);
                 if (left > 0) options.integer_digits = left;
                 if (right > 0) options.decimal_digits = right;
-                ok = KESTO::API::export_gerber(job, step, layer, filename, options, reports);
+                ok = KESTO::API::export_gerber(job, step, layer, filename, options, reports, shaping);
             } else {
                 kesto::excellon::WriteOptions options;
                 options.inch = inch_of(unit, false);
                 if (num1 > 0 || left > 0) options.integer_digits = num1 > 0 ? num1 : left;
                 if (num2 > 0 || right > 0) options.decimal_digits = num2 > 0 ? num2 : right;
                 options.zeroes_omitted = zeroes_of(zeros_omitted.isNull() ? zeros : zeros_omitted, options.zeroes_omitted);
-                if (scale) {
-                    options.x_scale = scaling_x;
-                    options.y_scale = scaling_y;
-                    options.anchor = kesto::Point{to_engine(scale_x), to_engine(scale_y)};
-                }
-                ok = KESTO::API::export_excellon(job, step, layer, filename, options, reports);
+                ok = KESTO::API::export_excellon(job, step, layer, filename, options, reports, shaping);
             }
             log_reports("layer_export", reports);
             if (!ok) LOG(ERROR) << "layer_export: " << layer << " was not written whole to " << filename;

@@ -1,6 +1,7 @@
 // Data exchange with the outside world: identifying input files, reading
 // Gerber and Excellon into layers and writing layers back out.
 #pragma once
+#include "engine/edit/output_shaping.h"
 #include "engine/model/model.h"
 
 #include <cstdint>
@@ -179,13 +180,17 @@ bool get_drill_info(const std::string& job, const std::string& step, const std::
 bool set_drill_info(const std::string& job, const std::string& step, const std::string& layer,
                     const std::vector<drill_tools_info>& tools);
 
-// Writes a layer as Gerber X2 or as Excellon at `path` (atomically). False
-// with reports when the layer is missing, a feature could not be written
-// (the rest is written) or the file could not be saved.
+// Writes a layer as Gerber X2 or as Excellon at `path` (atomically), shaped
+// on the way out when `shaping` asks for it (the job's layer is not changed).
+// False with reports when the layer is missing, a feature could not be
+// written (the rest is written), the shaping could not be done or the file
+// could not be saved.
 bool export_gerber(const std::string& job, const std::string& step, const std::string& layer, const std::string& path,
-                   const kesto::gerber::WriteOptions& options, std::vector<translate_report>& reports);
+                   const kesto::gerber::WriteOptions& options, std::vector<translate_report>& reports,
+                   const kesto::edit::OutputShaping& shaping = {});
 bool export_excellon(const std::string& job, const std::string& step, const std::string& layer, const std::string& path,
-                     const kesto::excellon::WriteOptions& options, std::vector<translate_report>& reports);
+                     const kesto::excellon::WriteOptions& options, std::vector<translate_report>& reports,
+                     const kesto::edit::OutputShaping& shaping = {});
 
 } // namespace API
 } // namespace KESTO

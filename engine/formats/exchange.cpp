@@ -256,26 +256,53 @@ bool set_drill_info(const std::string& job, const std::string& step, const std::
     return true;
 }
 
+namespace {
+
+// The layer to write: the job's own, or a shaped copy of it in `shaped`.
+const kesto::Layer* for_output(const Target& t, const kesto::edit::OutputShaping& shaping, kesto::Layer& shaped,
+                               std::vector<translate_report>& reports)
+{
+    if (shaping.none()) return t.layer;
+    std::vector<std::string> notes;
+    std::string problem;
+    if (!kesto::edit::shape_for_output(*t.step, *t.layer, shaping, kesto::geom::context_of(*t.job), shaped, notes, problem)) {
+        reports.push_back({"", 0, problem, true});
+        return nullptr;
+    }
+    for (const std::string& note : notes) reports.push_back({"", 0, note, false});
+    return &shaped;
+}
+
+} // namespace
+
 bool export_gerber(const std::string& job, const std::string& step, const std::string& layer, const std::string& path,
-                   const kesto::gerber::WriteOptions& given, std::vector<translate_report>& reports)
+                   const kesto::gerber::WriteOptions& given, std::vector<translate_report>& reports,
+                   const kesto::edit::OutputShaping& shaping)
 {
     Target t = find(job, step, layer, &reports);
     if (!t.layer) return false;
+    kesto::Layer shaped;
+    const kesto::Layer* source = for_output(t, shaping, shaped, reports);
+    if (!source) return false;
     kesto::gerber::WriteOptions options = given;
     if (options.fonts.empty()) options.fonts = kesto::geom::context_of(*t.job).fonts;
     std::string text;
-    const bool written = kesto::gerber::write(*t.layer, t.job->symbols, options, text, reports);
+    const bool written = kesto::gerber::write(*source, t.job->symbols, options, text, reports);
     if (text.empty()) return false;
     return kesto::save_text(path, text, reports) && written;
 }
 
 bool export_excellon(const std::string& job, const std::string& step, const std::string& layer, const std::string& path,
-                     const kesto::excellon::WriteOptions& options, std::vector<translate_report>& reports)
+                     const kesto::excellon::WriteOptions& options, std::vector<translate_report>& reports,
+                     const kesto::edit::OutputShaping& shaping)
 {
     Target t = find(job, step, layer, &reports);
     if (!t.layer) return false;
+    kesto::Layer shaped;
+    const kesto::Layer* source = for_output(t, shaping, shaped, reports);
+    if (!source) return false;
     std::string text;
-    const bool written = kesto::excellon::write(*t.layer, options, text, reports);
+    const bool written = kesto::excellon::write(*source, options, text, reports);
     if (text.empty()) return false;
     return kesto::save_text(path, text, reports) && written;
 }

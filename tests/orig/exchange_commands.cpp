@@ -153,9 +153,11 @@ TEST(ExchangeCommands, RefusalsAreErrorsAndWriteNothing)
         start_library();
         new_job();
         translate(kBoard + "demo-top.gbr", "top");
-        // What the writers do not do is refused, not silently skipped.
-        EXPECT_EQ(call(R"({"func":"LAYER_EXPORT","paras":{"job":"b","step":"pcb","layer":"top","filename":"m.gbr","mirror":true}})"),
+        // What the export does not do is refused, not silently skipped.
+        EXPECT_EQ(call(R"({"func":"LAYER_EXPORT","paras":{"job":"b","step":"pcb","layer":"top","filename":"m.gbr","profiletop":true}})"),
                   "ERROR");
+        EXPECT_EQ(call(R"({"func":"LAYER_EXPORT","paras":{"job":"b","step":"pcb","layer":"top","filename":"m.gbr","cutprofile":true}})"),
+                  "ERROR") << "the step has no profile to cut to";
         EXPECT_EQ(call(R"({"func":"LAYER_EXPORT","paras":{"job":"b","step":"pcb","layer":"top","filename":"m.gbr","type":5}})"),
                   "ERROR");
         EXPECT_EQ(call(R"({"func":"LAYER_EXPORT","paras":{"job":"b","step":"pcb","layer":"nope","filename":"m.gbr"}})"),
@@ -215,5 +217,40 @@ TEST(ExchangeCommands, DrillFileFollowsTheHostsToolOrder)
         EXPECT_EQ(call(R"({"func":"DRILL2FILE","paras":{"job":"b","step":"pcb","layer":"drill","path":"o.drl",
                           "tools_order":"by colour"}})"),
                   "ERROR");
+    });
+}
+
+TEST(ExchangeCommands, ExportsAreShapedOnTheWayOut)
+{
+    TempDir dir;
+    in_fresh_process(dir.path(), [] {
+        start_library();
+        new_job();
+        translate(kBoard + "demo-top.gbr", "top");
+        // Mirrored about x = 25 (the board is 50 mm wide), then read back and mirrored again: the same copper.
+        EXPECT_EQ(call(R"({"func":"LAYER_EXPORT","paras":{"job":"b","step":"pcb","layer":"top","filename":"m.gbr",
+                          "mirror":true,"mirrorpointX":25,"mirrorpointY":0}})"),
+                  "OK");
+        translate("m.gbr", "mirrored");
+        EXPECT_EQ(call(R"({"func":"LAYER_EXPORT","paras":{"job":"b","step":"pcb","layer":"mirrored","filename":"mm.gbr",
+                          "mirror":true,"mirrorpointX":25,"mirrorpointY":0}})"),
+                  "OK");
+        translate("mm.gbr", "twice");
+        EXPECT_NE(read_file("m.gbr"), read_file("mm.gbr"));
+        EXPECT_EQ(call(R"({"func":"LAYER_EXPORT","paras":{"job":"b","step":"pcb","layer":"twice","filename":"back.gbr"}})"),
+                  "OK");
+        EXPECT_EQ(call(R"({"func":"LAYER_EXPORT","paras":{"job":"b","step":"pcb","layer":"top","filename":"top.gbr"}})"), "OK");
+        const std::string once = read_file("top.gbr"), back = read_file("back.gbr");
+        EXPECT_EQ(once.substr(once.find("%FS")), back.substr(back.find("%FS"))) << "mirrored twice is the layer itself";
+
+        // A window cut out of the board, and the board written negative.
+        EXPECT_EQ(call(R"({"func":"LAYER_EXPORT","paras":{"job":"b","step":"pcb","layer":"top","filename":"cut.gbr",
+                          "cut_polygon":[[{"ix":0,"iy":0},{"ix":20000000,"iy":0},{"ix":20000000,"iy":20000000},
+                          {"ix":0,"iy":20000000}]],"isReverse":true}})"),
+                  "OK");
+        EXPECT_TRUE(translate("cut.gbr", "cut")["paras"]["result"].asBool());
+        EXPECT_GT(feature_count("cut"), 1);
+        EXPECT_LT(feature_count("cut"), feature_count("top"));
+        EXPECT_NE(read_file("cut.gbr").find("%LPC*%"), std::string::npos) << "the features clear the exposed window";
     });
 }
