@@ -2,6 +2,7 @@
 // separate aperture list. One pass over the text; words end in '*',
 // extended commands sit between '%' signs.
 #include "engine/api/exchange.h"
+#include "engine/formats/gerber/attribute_names.h"
 #include "engine/formats/gerber/layer_build.h"
 #include "engine/formats/gerber/macro.h"
 #include "engine/geometry/outline.h"
@@ -761,9 +762,10 @@ private:
         else if (code == "AB") aperture_block(rest, line);
         else if (code == "TF" || code == "TA" || code == "TO") attribute(code, rest, line);
         else if (code == "TD") {
+            const std::string name = model_attribute_name(rest);
             auto drop = [&](Attributes& d) {
-                if (rest.empty()) d.clear();
-                for (auto it = d.begin(); it != d.end();) it = it->first == rest ? d.erase(it) : it + 1;
+                if (name.empty()) d.clear();
+                for (auto it = d.begin(); it != d.end();) it = it->first == name ? d.erase(it) : it + 1;
             };
             drop(aperture_dictionary_);
             drop(object_dictionary_);
@@ -985,7 +987,7 @@ private:
     void attribute(const std::string& code, const std::string& s, int line)
     {
         const std::size_t comma = s.find(',');
-        const std::string name = s.substr(0, comma);
+        const std::string name = model_attribute_name(s.substr(0, comma));
         const std::string value = comma == std::string::npos ? std::string() : s.substr(comma + 1);
         if (name.empty()) {
             error(line, "attribute without a name: %" + code + s);
