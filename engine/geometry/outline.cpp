@@ -1,5 +1,7 @@
 #include "engine/geometry/outline.h"
 
+#include "engine/geometry/barcode.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -595,7 +597,7 @@ Paths feature_outline(const Layer& layer, const Feature& f, const OutlineContext
     case FeatureKind::Text:
         return text_outline(layer, f, context);
     case FeatureKind::Barcode:
-        return {};
+        return barcode_outline(layer, f, context);
     }
     return {};
 }
@@ -648,7 +650,7 @@ Box feature_box(const Layer& layer, const Feature& f, const OutlineContext& cont
     case FeatureKind::Text:
         return text_box(layer, f, context);
     case FeatureKind::Barcode:
-        return {};
+        return barcode_box(layer, f, context);
     }
     return {};
 }

@@ -1,6 +1,7 @@
 // The Gerber reader on the shared real-world cases and on hand-made files
 // for what those cases leave out.
 #include "engine/api/exchange.h"
+#include "engine/geometry/outline.h"
 #include "support/test_support.h"
 
 #include <gtest/gtest.h>
@@ -183,7 +184,7 @@ TEST(GerberReader, ScaledBlocksScaleWhatTheyHold)
 
 TEST(GerberReader, DeprecatedCommandsOfOlderFiles)
 {
-    Read r = read_text("G04 old style*\n%FSLAX23Y23*%\n%MOIN*%\n%IPNEG*%\n%INBOARD*%\n%OFA1.0B0*%\n%ADD10C,0.010*%\n"
+    Read r = read_text("G04 old style*\n%FSLAX23Y23*%\n%MOIN*%\n%IPPOS*%\n%INBOARD*%\n%OFA1.0B0*%\n%ADD10C,0.010*%\n"
                        "G70*\nG91*\nG54D10*\nX1000Y1000D02*\nX1000D01*\nY1000*\nG90*\nM00*\nX5000Y5000D03*\n");
     ASSERT_TRUE(r.ok) << messages(r.reports);
     ASSERT_EQ(r.layer.features.size(), 2u); // M00 ends the file
@@ -191,7 +192,6 @@ TEST(GerberReader, DeprecatedCommandsOfOlderFiles)
     EXPECT_EQ(r.layer.features[0].a, (Point{2 * inch, inch}));  // incremental, then offset by A1.0
     EXPECT_EQ(r.layer.features[0].b, (Point{3 * inch, inch}));
     EXPECT_EQ(r.layer.features[1].b, (Point{3 * inch, 2 * inch})); // modal D01
-    EXPECT_EQ(r.layer.attributes.at(".image_polarity"), "negative");
     EXPECT_EQ(r.layer.attributes.at(".image_name"), "BOARD");
 
     // Whole-image mirroring and rotation turn coordinates and pad orientations.
@@ -210,6 +210,64 @@ TEST(GerberReader, DeprecatedCommandsOfOlderFiles)
     ASSERT_EQ(x2.layer.features.size(), 1u);
     ASSERT_NE(x2.layer.features[0].attributes, 0u);
     EXPECT_EQ(x2.layer.attribute_sets[x2.layer.features[0].attributes - 1].size(), 2u);
+}
+
+// A negative image is inverted as it is read: a dark frame 0.1 inch beyond
+// everything drawn, the objects clearing it.
+TEST(GerberReader, NegativeImagesAreInvertedWithAFrame)
+{
+    const std::string negative = "%FSLAX26Y26*%\n%MOMM*%\n%IPNEG*%\n%ADD10C,1*%\nD10*\nX0Y0D03*\n"
+                                 "X5000000Y0D02*\nY3000000D01*\n%LPC*%\nX2500000Y1500000D03*\nM02*\n";
+    Read r = read_text(negative);
+    ASSERT_TRUE(r.ok) << messages(r.reports);
+    ASSERT_EQ(r.layer.features.size(), 4u);
+    EXPECT_EQ(r.layer.features[0].kind, FeatureKind::Surface);
+    std::string polarities;
+    for (const Feature& f : r.layer.features) polarities += f.polarity == Polarity::Positive ? 'P' : 'N';
+    EXPECT_EQ(polarities, "PNNP");
+    const geom::OutlineContext none;
+    const double margin = 0.1 * kNmPerInch;
+    const Box box = geom::feature_box(r.layer, r.layer.features[0], none);
+    EXPECT_NEAR(double(box.xmin), -0.5e6 - margin, 2);
+    EXPECT_NEAR(double(box.ymax), 3.5e6 + margin, 2);
+    EXPECT_EQ(r.layer.attributes.count(".image_polarity"), 0u) << "inverted once, not again by a writer";
+    ASSERT_FALSE(r.reports.empty());
+    EXPECT_EQ(r.reports[0].line, 3);
+    EXPECT_NE(r.reports[0].message.find("inverted"), std::string::npos);
+
+    // Dark frame, clear pad and track, the clear flash dark again.
+    const geom::Paths image = geom::layer_outline(r.layer, none);
+    auto dark = [&](double x, double y) { return geom::locate({Coord(x), Coord(y)}, image) == geom::Where::Inside; };
+    EXPECT_FALSE(dark(0, 0));
+    EXPECT_FALSE(dark(5e6, 1e6));
+    EXPECT_TRUE(dark(2.5e6, 1.5e6));
+    EXPECT_TRUE(dark(2.5e6, 3e6));
+    EXPECT_TRUE(dark(-0.5e6 - 0.9 * margin, 0));
+    EXPECT_FALSE(dark(-0.5e6 - 1.1 * margin, 0));
+
+    // Written out it is an ordinary image, and reads back the same.
+    std::string text;
+    Reports reports;
+    ASSERT_TRUE(gerber::write(r.layer, r.symbols, {}, text, reports));
+    EXPECT_EQ(text.find("%IP"), std::string::npos) << text;
+    Read back = read_text(text);
+    ASSERT_EQ(back.layer.features.size(), 4u);
+    EXPECT_LT(geom::area(geom::exclusive_or(image, geom::layer_outline(back.layer, none))), 1e-6 * geom::area(image));
+
+    // Read after another file into one layer, only its own objects turn over;
+    // the image offset moves the frame with them.
+    Read both = read_text("%FSLAX26Y26*%\n%MOMM*%\n%ADD10C,1*%\nD10*\nX0Y0D03*\nM02*\n");
+    std::string shifted = negative;
+    shifted.insert(shifted.find("%IPNEG"), "%OFA10B0*%\n");
+    ASSERT_TRUE(gerber::read(shifted, {}, both.layer, both.symbols, both.reports)) << messages(both.reports);
+    polarities.clear();
+    for (const Feature& f : both.layer.features) polarities += f.polarity == Polarity::Positive ? 'P' : 'N';
+    EXPECT_EQ(polarities, "PPNNP");
+    EXPECT_NEAR(double(geom::feature_box(both.layer, both.layer.features[1], none).xmin), 9.5e6 - margin, 2);
+
+    // Nothing drawn: nothing to frame, said so.
+    Read empty = read_text("%FSLAX26Y26*%\n%MOMM*%\n%IPNEG*%\nM02*\n");
+    EXPECT_TRUE(empty.ok && empty.layer.features.empty() && !empty.reports.empty());
 }
 
 TEST(GerberReader, StandardAperturesMapToSymbolsOrUserShapes)

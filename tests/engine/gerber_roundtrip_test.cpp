@@ -1,6 +1,7 @@
 // Our Gerber output read back by our reader, and shown by an independent
 // viewer (gerbv), must give what the original gave.
 #include "engine/api/exchange.h"
+#include "engine/formats/gerber/attribute_names.h"
 #include "engine/formats/gerber/layer_build.h"
 #include "engine/formats/odb/job_io.h"
 #include "engine/formats/odb/symbols.h"
@@ -14,6 +15,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 
 namespace kesto {
 namespace {
@@ -114,6 +116,29 @@ void expect_same(const Image& a, const Image& b, const std::string& file)
     }
 }
 
+std::map<std::string, std::string> attributes_of(const Layer& l, const Feature& f)
+{
+    std::map<std::string, std::string> m;
+    if (f.attributes)
+        for (auto& v : l.attribute_sets[f.attributes - 1]) m[l.attribute_names[v.name]] = v.value;
+    return m;
+}
+
+// The attribute names a Gerber text gives (TF, TA, TO), reserved dot names
+// outside the standard list among them.
+std::vector<std::string> misnamed_attributes(const std::string& text)
+{
+    std::vector<std::string> bad;
+    for (std::size_t at = text.find("%T"); at != std::string::npos; at = text.find("%T", at + 2)) {
+        const char kind = at + 2 < text.size() ? text[at + 2] : 0;
+        if (kind != 'F' && kind != 'A' && kind != 'O') continue;
+        const std::size_t end = text.find_first_of(",*", at + 3);
+        const std::string name = text.substr(at + 3, end == std::string::npos ? std::string::npos : end - at - 3);
+        if (name.empty() || (name[0] == '.' && !gerber::standard_attribute(name))) bad.push_back(name);
+    }
+    return bad;
+}
+
 TEST(GerberRoundTrip, OurOutputReadsBackToTheSameFeatures)
 {
     const auto files = gerber_cases();
@@ -158,12 +183,6 @@ TEST(GerberRoundTrip, KeepsAttributesPolarityAndOrientation)
     ASSERT_TRUE(read(out, back, reports)) << out;
     expect_same(original, back, "attributes");
     EXPECT_EQ(back.layer.attributes.at(".FileFunction"), "Copper,L1,Top");
-    auto attributes_of = [](const Layer& l, const Feature& f) {
-        std::map<std::string, std::string> m;
-        if (f.attributes)
-            for (auto& v : l.attribute_sets[f.attributes - 1]) m[l.attribute_names[v.name]] = v.value;
-        return m;
-    };
     for (std::size_t i = 0; i < 3; ++i)
         EXPECT_EQ(attributes_of(original.layer, original.layer.features[i]), attributes_of(back.layer, back.layer.features[i])) << i;
     const auto pad = attributes_of(back.layer, back.layer.features[0]);
@@ -171,6 +190,75 @@ TEST(GerberRoundTrip, KeepsAttributesPolarityAndOrientation)
     EXPECT_EQ(pad.at(".N"), "GND");
     EXPECT_EQ(attributes_of(back.layer, back.layer.features[2]).at(".AperFunction"), "Conductor");
     EXPECT_EQ(attributes_of(back.layer, back.layer.features[1]).count(".C"), 0u);
+}
+
+// Names starting with '.' are X2's own: the system attributes of job files
+// go out under a user prefix and come back with their names unchanged.
+TEST(GerberRoundTrip, AttributeNamesOfJobsSurviveAsLegalX2Names)
+{
+    Image image;
+    Layer& layer = image.layer;
+    layer.symbols.push_back(odb::parse_symbol_name("r500", Units::Mm));
+    layer.symbols.push_back(odb::parse_symbol_name("rect1000x500", Units::Mm));
+    formats::LayerBuilder builder(layer);
+    const std::vector<formats::Attributes> sets = {
+        {{".pad_usage", "toeprint"}, {".smd", ""}, {".AperFunction", "SMDPad,CuDef"}, {".N", "GND"}, {".CRot", "90"},
+         {".C", "R1"}, {"fab_note", "x"}},
+        {{".imp_constraint_id", "1"}, {".geometry", "trace_a"}, {".N", "SIG"}},
+        {{".string", "abc"}, {".AperFunction", "Conductor"}},
+    };
+    for (int i = 0; i < 3; ++i) {
+        Feature f;
+        f.kind = i == 1 ? FeatureKind::Line : FeatureKind::Pad;
+        f.symbol = i == 1 ? 0 : 1;
+        f.a = {Coord(i) * 5000000, 0};
+        f.b = {Coord(i) * 5000000, 10000000};
+        f.attributes = builder.attribute_set(sets[std::size_t(i)]);
+        layer.features.push_back(f);
+    }
+    layer.attributes = {{".FileFunction", "Copper,L1,Top"}, {".copper_weight", "1"}, {"fab_layer", "y"}};
+
+    std::string out;
+    Reports reports;
+    ASSERT_TRUE(gerber::write(layer, image.symbols, {}, out, reports));
+    EXPECT_TRUE(misnamed_attributes(out).empty()) << misnamed_attributes(out).front() << "\n" << out;
+    EXPECT_NE(out.find("%TOodb.imp_constraint_id,1*%"), std::string::npos) << out;
+    EXPECT_NE(out.find("%TOodb.pad_usage,toeprint*%"), std::string::npos) << out;
+    EXPECT_NE(out.find("%TFodb.copper_weight,1*%"), std::string::npos) << out;
+    EXPECT_NE(out.find("%TO.CRot,90*%"), std::string::npos) << out;
+    EXPECT_NE(out.find("%TOfab_note,x*%"), std::string::npos) << out;
+
+    Image back;
+    ASSERT_TRUE(read(out, back, reports)) << out;
+    ASSERT_EQ(back.layer.features.size(), layer.features.size());
+    for (std::size_t i = 0; i < layer.features.size(); ++i)
+        EXPECT_EQ(attributes_of(back.layer, back.layer.features[i]), attributes_of(layer, layer.features[i])) << i;
+    for (auto& [name, value] : layer.attributes) EXPECT_EQ(back.layer.attributes[name], value) << name;
+    EXPECT_EQ(back.layer.attributes.count("odb.copper_weight"), 0u);
+
+    // TD of a prefixed name drops the attribute it stands for.
+    Image dropped;
+    ASSERT_TRUE(read("%FSLAX26Y26*%\n%MOMM*%\n%ADD10C,1*%\nD10*\n%TOodb.net_point,a*%\nX0Y0D03*\n"
+                     "%TDodb.net_point*%\nX1000000Y0D03*\nM02*\n",
+                     dropped, reports));
+    ASSERT_EQ(dropped.layer.features.size(), 2u);
+    EXPECT_EQ(attributes_of(dropped.layer, dropped.layer.features[0]).count(".net_point"), 1u);
+    EXPECT_TRUE(attributes_of(dropped.layer, dropped.layer.features[1]).empty());
+
+    // gerbv reads the attributes without taking them for drawing: the same
+    // picture as the layer written with none.
+    if (!have_gerbv()) return;
+    Image plain = image;
+    for (Feature& f : plain.layer.features) f.attributes = 0;
+    plain.layer.attributes.clear();
+    std::string bare;
+    ASSERT_TRUE(gerber::write(plain.layer, plain.symbols, {}, bare, reports));
+    test::TempDir dir;
+    test::write_file(dir / "named.gbr", out);
+    test::write_file(dir / "bare.gbr", bare);
+    ASSERT_TRUE(gerbv_png(dir / "named.gbr", dir / "named.png"));
+    ASSERT_TRUE(gerbv_png(dir / "bare.gbr", dir / "bare.png"));
+    EXPECT_GE(agreement(dir / "named.png", dir / "bare.png"), 0.9999);
 }
 
 // Shapes RS-274X has no aperture for, texts, holes and clear features: what
@@ -323,8 +411,16 @@ TEST(GerberRoundTrip, LayersOfTheSampleJob)
             options.fonts = job_context.fonts;
             EXPECT_TRUE(gerber::write(layer, job.symbols, options, text, reports))
                 << name << ": " << (reports.empty() ? "" : reports[0].message);
+            const auto misnamed = misnamed_attributes(text);
+            EXPECT_TRUE(misnamed.empty()) << name << ": " << misnamed.front();
             Image back;
             ASSERT_TRUE(read(text, back, reports)) << name;
+            std::set<std::string> named, named_back;
+            for (const Feature& f : layer.features)
+                for (auto& [n, v] : attributes_of(layer, f)) named.insert(n + "=" + v);
+            for (const Feature& f : back.layer.features)
+                for (auto& [n, v] : attributes_of(back.layer, f)) named_back.insert(n + "=" + v);
+            EXPECT_EQ(named, named_back) << name;
             const geom::Paths before = geom::layer_outline(layer, job_context);
             const geom::Paths after = geom::layer_outline(back.layer, context_of(back));
             EXPECT_LT(geom::area(geom::exclusive_or(before, after)), 0.002 * geom::area(before)) << name;

@@ -2,8 +2,10 @@
 // separate aperture list. One pass over the text; words end in '*',
 // extended commands sit between '%' signs.
 #include "engine/api/exchange.h"
+#include "engine/formats/gerber/attribute_names.h"
 #include "engine/formats/gerber/layer_build.h"
 #include "engine/formats/gerber/macro.h"
+#include "engine/geometry/outline.h"
 
 #include <algorithm>
 #include <cctype>
@@ -22,6 +24,9 @@ using formats::Placement;
 namespace {
 
 enum class Interpolation { Linear, Clockwise, CounterClockwise };
+
+// How far the dark frame of a negative image reaches beyond what it holds.
+constexpr Coord kNegativeImageMargin = kNmPerInch / 10;
 
 struct Aperture {
     char shape = 0;                 // C R O P, 'M' macro, 'B' block
@@ -94,6 +99,7 @@ public:
             end_region();
         }
         finish_image();
+        invert_image();
         return ok_;
     }
 
@@ -756,18 +762,21 @@ private:
         else if (code == "AB") aperture_block(rest, line);
         else if (code == "TF" || code == "TA" || code == "TO") attribute(code, rest, line);
         else if (code == "TD") {
+            const std::string name = model_attribute_name(rest);
             auto drop = [&](Attributes& d) {
-                if (rest.empty()) d.clear();
-                for (auto it = d.begin(); it != d.end();) it = it->first == rest ? d.erase(it) : it + 1;
+                if (name.empty()) d.clear();
+                for (auto it = d.begin(); it != d.end();) it = it->first == name ? d.erase(it) : it + 1;
             };
             drop(aperture_dictionary_);
             drop(object_dictionary_);
             attributes_dirty_ = true;
         } else if (code == "IP") {
-            if (rest == "NEG") {
-                builder_.layer.attributes[".image_polarity"] = "negative";
-                warn(line, "negative image (%IPNEG): kept as the layer attribute .image_polarity, features are not inverted");
-            } else if (rest != "POS") error(line, "unknown image polarity %IP" + rest);
+            if (rest == "NEG" || rest == "POS") {
+                negative_image_ = rest == "NEG";
+                image_polarity_line_ = line;
+            } else {
+                error(line, "unknown image polarity %IP" + rest);
+            }
         } else if (code == "MI") {
             image_mirror_x_ = rest.find("A1") != std::string::npos;
             image_mirror_y_ = rest.find("B1") != std::string::npos;
@@ -978,7 +987,7 @@ private:
     void attribute(const std::string& code, const std::string& s, int line)
     {
         const std::size_t comma = s.find(',');
-        const std::string name = s.substr(0, comma);
+        const std::string name = model_attribute_name(s.substr(0, comma));
         const std::string value = comma == std::string::npos ? std::string() : s.substr(comma + 1);
         if (name.empty()) {
             error(line, "attribute without a name: %" + code + s);
@@ -1045,6 +1054,41 @@ private:
         formats::place_features(tail, layer, p, false, builder_, symbols_);
     }
 
+    // %IPNEG: the image plane is dark and what the file draws clears it. A
+    // dark frame a margin beyond everything drawn comes first, then every
+    // object of this file with its polarity turned over.
+    void invert_image()
+    {
+        if (!negative_image_) return;
+        Layer& layer = builder_.layer;
+        geom::OutlineContext context;
+        context.user_symbol = [this](const std::string& name) -> const Layer* {
+            auto found = symbols_.find(name);
+            return found == symbols_.end() ? nullptr : &found->second.features;
+        };
+        Box extent;
+        for (std::size_t i = first_feature_; i < layer.features.size(); ++i)
+            extent.add(geom::feature_box(layer, layer.features[i], context));
+        if (extent.empty()) {
+            warn(image_polarity_line_, "negative image (%IPNEG) with nothing drawn: no frame to invert");
+            return;
+        }
+        for (std::size_t i = first_feature_; i < layer.features.size(); ++i) {
+            Feature& f = layer.features[i];
+            f.polarity = f.polarity == Polarity::Positive ? Polarity::Negative : Polarity::Positive;
+        }
+        const double m = double(kNegativeImageMargin);
+        const double x0 = double(extent.xmin) - m, y0 = double(extent.ymin) - m;
+        const double x1 = double(extent.xmax) + m, y1 = double(extent.ymax) + m;
+        Feature frame;
+        frame.kind = FeatureKind::Surface;
+        frame.body = std::uint32_t(layer.surfaces.size());
+        layer.surfaces.push_back(Surface{{formats::polygon_contour({{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}}, true)}});
+        layer.features.insert(layer.features.begin() + std::ptrdiff_t(first_feature_), frame);
+        warn(image_polarity_line_, "negative image (%IPNEG): inverted; a dark frame 0.1 inch beyond the image comes "
+                                   "first and every object takes the opposite polarity");
+    }
+
     const std::string& text_;
     const ReadOptions& options_;
     LayerBuilder builder_;
@@ -1088,6 +1132,8 @@ private:
     std::uint32_t attributes_set_ = 0;
 
     bool image_mirror_x_ = false, image_mirror_y_ = false, swap_axes_ = false;
+    bool negative_image_ = false;
+    int image_polarity_line_ = 0;
     double image_rotation_ = 0;
     Point image_offset_;
 };

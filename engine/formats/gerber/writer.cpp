@@ -3,6 +3,7 @@
 // user symbols that a macro cannot express, regions for surfaces, LP for
 // negative features and LM/LR for mirrored and turned pads.
 #include "engine/api/exchange.h"
+#include "engine/formats/gerber/attribute_names.h"
 #include "engine/formats/gerber/layer_build.h"
 #include "engine/formats/gerber/macro.h"
 #include "engine/geometry/outline.h"
@@ -70,7 +71,7 @@ public:
             if (name == ".image_name") out_ += "%IN" + value + "*%\n";
             else if (name == ".layer_name") out_ += "%LN" + value + "*%\n";
             else if (name == ".image_polarity") out_ += value == "negative" ? "%IPNEG*%\n" : "";
-            else out_ += "%TF" + name + (value.empty() ? "" : "," + value) + "*%\n";
+            else attribute("TF", name, value);
         }
         char fs[64];
         std::snprintf(fs, sizeof fs, "%%FSLAX%d%dY%d%d*%%\n", options_.integer_digits, options_.decimal_digits,
@@ -151,7 +152,7 @@ private:
         }
         if (!shape.empty()) {
             d = next_dcode_++;
-            for (auto& [n, v] : attributes) out_ += "%TA" + n + (v.empty() ? "" : "," + v) + "*%\n";
+            for (auto& [n, v] : attributes) attribute("TA", n, v);
             out_ += "%ADD" + std::to_string(d) + shape + "*%\n";
             if (!attributes.empty()) out_ += "%TD*%\n";
         }
@@ -316,7 +317,7 @@ private:
             std::string shape_text = kept_shape(kept->second);
             if (!shape_text.empty()) {
                 const int d = next_dcode_++;
-                for (auto& [n, v] : attributes) out_ += "%TA" + n + (v.empty() ? "" : "," + v) + "*%\n";
+                for (auto& [n, v] : attributes) attribute("TA", n, v);
                 out_ += "%ADD" + std::to_string(d) + shape_text + "*%\n";
                 if (!attributes.empty()) out_ += "%TD*%\n";
                 return d;
@@ -325,7 +326,7 @@ private:
         if (macro_body(shape, body)) {
             const std::string macro_name = macro(name, body);
             const int d = next_dcode_++;
-            for (auto& [n, v] : attributes) out_ += "%TA" + n + (v.empty() ? "" : "," + v) + "*%\n";
+            for (auto& [n, v] : attributes) attribute("TA", n, v);
             out_ += "%ADD" + std::to_string(d) + macro_name + "*%\n";
             if (!attributes.empty()) out_ += "%TD*%\n";
             return d;
@@ -531,6 +532,13 @@ private:
         }
     }
 
+    void attribute(const char* command, const std::string& name, const std::string& value)
+    {
+        ((out_ += '%') += command) += x2_attribute_name(name);
+        if (!value.empty()) (out_ += ',') += value;
+        out_ += "*%\n";
+    }
+
     void attributes(const formats::Attributes& object, const formats::Attributes* region)
     {
         const std::string okey = key_of(object);
@@ -538,8 +546,8 @@ private:
         if (okey == object_key_ && (region == nullptr || rkey == region_key_)) return;
         if (!object_key_.empty() || !region_key_.empty()) out_ += "%TD*%\n";
         if (region)
-            for (auto& [n, v] : *region) out_ += "%TA" + n + (v.empty() ? "" : "," + v) + "*%\n";
-        for (auto& [n, v] : object) out_ += "%TO" + n + (v.empty() ? "" : "," + v) + "*%\n";
+            for (auto& [n, v] : *region) attribute("TA", n, v);
+        for (auto& [n, v] : object) attribute("TO", n, v);
         object_key_ = okey;
         region_key_ = region ? rkey : std::string();
     }
