@@ -4,11 +4,13 @@
 #include "engine/api/drillmap.h"
 #include "engine/api/exchange.h"
 #include "engine/api/jobs.h"
+#include "engine/store/store.h"
 
 #include <boost/filesystem.hpp>
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 
 using namespace kesto::adaptor;
 
@@ -17,13 +19,36 @@ namespace {
 // A switch sent as a boolean or as a number.
 bool on(const Json::Value& v) { return v.isBool() ? v.asBool() : !v.isNull() && v.asDouble() != 0; }
 
-// Neither transform mirrors, resizes, scales or rotates: asking for it is
-// refused rather than quietly ignored.
+// What a transform does not do is refused rather than quietly ignored.
 void refuse_transforms(const Json::Value& resize, const Json::Value& mirror, const Json::Value& angle,
                        const Json::Value& electrodes)
 {
     if (on(resize) || on(mirror) || on(angle) || on(electrodes))
-        throw std::invalid_argument("resizing, mirroring, rotating and electrode surfaces are not done by transforms");
+        throw std::invalid_argument("resizing, mirroring, rotating and electrode surfaces are not done on import");
+}
+
+kesto::Coord nm(const Json::Value& working)
+{
+    const double v = working.isNull() ? 0.0 : working.asDouble();
+    return kesto::Coord(std::llround(v * (kesto::store::working_unit() == kesto::Units::Inch ? 25.4e6 : 1e6)));
+}
+
+// An export's shaping: resized (micrometres, or mils in inch), mirrored in x
+// about the mirror point and turned clockwise about the scale point, the
+// transform's anchor.
+kesto::edit::OutputShaping shaping_of(const Json::Value& resize, const Json::Value& mirror, const Json::Value& mx,
+                                      const Json::Value& my, const Json::Value& sx, const Json::Value& sy,
+                                      const Json::Value& angle, const Json::Value& electrodes)
+{
+    if (on(electrodes)) throw std::invalid_argument("electrode surfaces are not made by transforms");
+    kesto::edit::OutputShaping how;
+    if (!resize.isNull() && !resize.isBool())
+        how.resize = resize.asDouble() * (kesto::store::working_unit() == kesto::Units::Inch ? 25400.0 : 1000.0);
+    how.mirror = on(mirror);
+    how.mirror_point = {nm(mx), nm(my)};
+    if (!angle.isNull() && !angle.isBool()) how.angle = angle.asDouble();
+    how.rotate_point = {nm(sx), nm(sy)};
+    return how;
 }
 
 void log_reports(const char* command, const std::vector<KESTO::API::translate_report>& reports)
@@ -35,7 +60,7 @@ void log_reports(const char* command, const std::vector<KESTO::API::translate_re
 } // namespace
 
 // One layer of a job on disk written to targetDir/<job>_<layer>_transform:
-// Gerber X2 for "type" 0, Excellon for 1.
+// Gerber X2 for "type" 0, Excellon for 1, shaped on the way out.
 KESTO_HANDLER(odb2other_transform)
 {
     std::string path, job, dir, step, layer;
@@ -47,15 +72,15 @@ KESTO_HANDLER(odb2other_transform)
                    {"mirrorpointY", my}, {"scalepointX", sx}, {"scalepointY", sy}, {"angle", angle},
                    {"targetDir", dir}, {"step", step}, {"layer", layer}, {"orderNum", order}},
                   [&] {
-                      refuse_transforms(resize, mirror, angle, electrodes);
+                      const kesto::edit::OutputShaping how = shaping_of(resize, mirror, mx, my, sx, sy, angle, electrodes);
                       if (!KESTO::API::open_job(path, job)) throw std::invalid_argument("cannot open job " + job);
                       const std::string out = (dir.empty() ? "" : dir + "/") + job + "_" + layer + "_transform";
                       std::vector<KESTO::API::translate_report> reports;
                       bool ok;
                       if (type == 1)
-                          ok = KESTO::API::export_excellon(job, step, layer, out, {}, reports);
+                          ok = KESTO::API::export_excellon(job, step, layer, out, {}, reports, how);
                       else if (type == 0)
-                          ok = KESTO::API::export_gerber(job, step, layer, out, {}, reports);
+                          ok = KESTO::API::export_gerber(job, step, layer, out, {}, reports, how);
                       else
                           throw std::invalid_argument("transform type " + std::to_string(type) + " is not 0 or 1");
                       log_reports(__func__, reports);

@@ -35,10 +35,15 @@ TEST(ExchangeTransforms, FolderOfFilesBecomesASavedJobAndLayersGoOutAgain)
                   "OK");
         const std::string drill = read_file("out/demo_transform_demo-drill.drl_transform");
         EXPECT_NE(drill.find("M48"), std::string::npos) << drill;
+        // Mirrored about x = 25 on the way out: the pads of the 50 mm board stay on it.
         EXPECT_EQ(std::string(odb2other_transform(R"({"paras":[{"path":"","job":"demo_transform","type":0,
-                          "targetDir":"out","step":"orig","layer":"demo-top.gbr","mirror":true}]})")),
+                          "targetDir":"out","step":"orig","layer":"demo-top.gbr","mirror":true,"mirrorpointX":25}]})")),
+                  "OK");
+        EXPECT_NE(read_file("out/demo_transform_demo-top.gbr_transform").find("%FS"), std::string::npos);
+        EXPECT_EQ(std::string(odb2other_transform(R"({"paras":[{"path":"","job":"demo_transform","type":0,
+                          "targetDir":"out","step":"orig","layer":"demo-top.gbr","electrodesSurface":true}]})")),
                   "ERROR");
-        EXPECT_FALSE(fs::exists("out/demo_transform_demo-top.gbr_transform"));
+        EXPECT_EQ(std::string(gbr2odb_transform(R"({"paras":[{"path":"in","job":"mirrored","mirror":true}]})")), "ERROR");
         // A second run cannot make the same job again.
         EXPECT_EQ(std::string(gbr2odb_transform(R"({"paras":[{"path":"in","job":"demo"}]})")), "ERROR");
         EXPECT_EQ(std::string(gbr2odb_transform(R"({"paras":[{"path":"no-such-folder","job":"other"}]})")), "ERROR");
