@@ -205,7 +205,7 @@ TEST(GerberRoundTrip, AttributeNamesOfJobsSurviveAsLegalX2Names)
         {{".pad_usage", "toeprint"}, {".smd", ""}, {".AperFunction", "SMDPad,CuDef"}, {".N", "GND"}, {".CRot", "90"},
          {".C", "R1"}, {"fab_note", "x"}},
         {{".imp_constraint_id", "1"}, {".geometry", "trace_a"}, {".N", "SIG"}},
-        {{".string", "abc"}, {".AperFunction", "Conductor"}},
+        {{".string", "a*b%c\\d\nend"}, {".AperFunction", "Conductor"}},
     };
     for (int i = 0; i < 3; ++i) {
         Feature f;
@@ -227,6 +227,8 @@ TEST(GerberRoundTrip, AttributeNamesOfJobsSurviveAsLegalX2Names)
     EXPECT_NE(out.find("%TFodb.copper_weight,1*%"), std::string::npos) << out;
     EXPECT_NE(out.find("%TO.CRot,90*%"), std::string::npos) << out;
     EXPECT_NE(out.find("%TOfab_note,x*%"), std::string::npos) << out;
+    EXPECT_NE(out.find("%TOodb.string,a\\u002Ab\\u0025c\\u005Cd\\u000Aend*%"), std::string::npos)
+        << "what would end the command is escaped\n" << out;
 
     Image back;
     ASSERT_TRUE(read(out, back, reports)) << out;

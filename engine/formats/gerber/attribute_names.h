@@ -15,4 +15,10 @@ std::string x2_attribute_name(const std::string& name);
 // The model attribute name of a name read from a file.
 std::string model_attribute_name(const std::string& name);
 
+// Attribute values as written: '%', '*', '\\' and control characters as
+// \uXXXX escapes, so no value can end the command early. Reading undoes them
+// (any \uXXXX, encoded as UTF-8).
+std::string x2_attribute_value(const std::string& value);
+std::string model_attribute_value(const std::string& value);
+
 } // namespace kesto::gerber

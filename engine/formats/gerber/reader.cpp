@@ -988,7 +988,7 @@ private:
     {
         const std::size_t comma = s.find(',');
         const std::string name = model_attribute_name(s.substr(0, comma));
-        const std::string value = comma == std::string::npos ? std::string() : s.substr(comma + 1);
+        const std::string value = comma == std::string::npos ? std::string() : model_attribute_value(s.substr(comma + 1));
         if (name.empty()) {
             error(line, "attribute without a name: %" + code + s);
             return;

@@ -68,8 +68,8 @@ public:
         out_ += "%TF.GenerationSoftware,Kesto,CAM engine,1*%\n";
         for (auto& [name, value] : layer.attributes) {
             if (name == ".GenerationSoftware") continue;
-            if (name == ".image_name") out_ += "%IN" + value + "*%\n";
-            else if (name == ".layer_name") out_ += "%LN" + value + "*%\n";
+            if (name == ".image_name") out_ += "%IN" + plain(value) + "*%\n";
+            else if (name == ".layer_name") out_ += "%LN" + plain(value) + "*%\n";
             else if (name == ".image_polarity") out_ += value == "negative" ? "%IPNEG*%\n" : "";
             else attribute("TF", name, value);
         }
@@ -89,6 +89,14 @@ public:
     }
 
 private:
+    // IN and LN take no escapes: what would end the command becomes '_'.
+    static std::string plain(std::string text)
+    {
+        for (char& c : text)
+            if (c == '%' || c == '*' || static_cast<unsigned char>(c) < 0x20) c = '_';
+        return text;
+    }
+
     void fail(const std::string& what)
     {
         ok_ = false;
@@ -535,7 +543,7 @@ private:
     void attribute(const char* command, const std::string& name, const std::string& value)
     {
         ((out_ += '%') += command) += x2_attribute_name(name);
-        if (!value.empty()) (out_ += ',') += value;
+        if (!value.empty()) (out_ += ',') += x2_attribute_value(value);
         out_ += "*%\n";
     }
 
