@@ -258,19 +258,32 @@ bool set_drill_info(const std::string& job, const std::string& step, const std::
 
 namespace {
 
-// The layer to write: the job's own, or a shaped copy of it in `shaped`.
-const kesto::Layer* for_output(const Target& t, const kesto::edit::OutputShaping& shaping, kesto::Layer& shaped,
-                               std::vector<translate_report>& reports)
+// Finds the layer, shapes a copy when asked, has `write` turn it into text
+// and saves that atomically. False when any step fails; what `write` could
+// not put in the file is in the reports.
+template <class Write>
+bool export_layer(const std::string& job, const std::string& step, const std::string& layer, const std::string& path,
+                  const kesto::edit::OutputShaping& shaping, std::vector<translate_report>& reports, Write write)
 {
-    if (shaping.none()) return t.layer;
-    std::vector<std::string> notes;
-    std::string problem;
-    if (!kesto::edit::shape_for_output(*t.step, *t.layer, shaping, kesto::geom::context_of(*t.job), shaped, notes, problem)) {
-        reports.push_back({"", 0, problem, true});
-        return nullptr;
+    Target t = find(job, step, layer, &reports);
+    if (!t.layer) return false;
+    const kesto::Layer* source = t.layer;
+    kesto::Layer shaped;
+    if (!shaping.none()) {
+        std::vector<std::string> notes;
+        std::string problem;
+        if (!kesto::edit::shape_for_output(*t.step, *t.layer, shaping, kesto::geom::context_of(*t.job), shaped, notes,
+                                           problem)) {
+            reports.push_back({"", 0, problem, true});
+            return false;
+        }
+        for (const std::string& note : notes) reports.push_back({"", 0, note, false});
+        source = &shaped;
     }
-    for (const std::string& note : notes) reports.push_back({"", 0, note, false});
-    return &shaped;
+    std::string text;
+    const bool written = write(*t.job, *source, text);
+    if (text.empty()) return false;
+    return kesto::save_text(path, text, reports) && written;
 }
 
 } // namespace
@@ -279,32 +292,20 @@ bool export_gerber(const std::string& job, const std::string& step, const std::s
                    const kesto::gerber::WriteOptions& given, std::vector<translate_report>& reports,
                    const kesto::edit::OutputShaping& shaping)
 {
-    Target t = find(job, step, layer, &reports);
-    if (!t.layer) return false;
-    kesto::Layer shaped;
-    const kesto::Layer* source = for_output(t, shaping, shaped, reports);
-    if (!source) return false;
-    kesto::gerber::WriteOptions options = given;
-    if (options.fonts.empty()) options.fonts = kesto::geom::context_of(*t.job).fonts;
-    std::string text;
-    const bool written = kesto::gerber::write(*source, t.job->symbols, options, text, reports);
-    if (text.empty()) return false;
-    return kesto::save_text(path, text, reports) && written;
+    return export_layer(job, step, layer, path, shaping, reports, [&](const kesto::Job& j, const kesto::Layer& l, std::string& text) {
+        kesto::gerber::WriteOptions options = given;
+        if (options.fonts.empty()) options.fonts = kesto::geom::context_of(j).fonts;
+        return kesto::gerber::write(l, j.symbols, options, text, reports);
+    });
 }
 
 bool export_excellon(const std::string& job, const std::string& step, const std::string& layer, const std::string& path,
                      const kesto::excellon::WriteOptions& options, std::vector<translate_report>& reports,
                      const kesto::edit::OutputShaping& shaping)
 {
-    Target t = find(job, step, layer, &reports);
-    if (!t.layer) return false;
-    kesto::Layer shaped;
-    const kesto::Layer* source = for_output(t, shaping, shaped, reports);
-    if (!source) return false;
-    std::string text;
-    const bool written = kesto::excellon::write(*source, options, text, reports);
-    if (text.empty()) return false;
-    return kesto::save_text(path, text, reports) && written;
+    return export_layer(job, step, layer, path, shaping, reports, [&](const kesto::Job&, const kesto::Layer& l, std::string& text) {
+        return kesto::excellon::write(l, options, text, reports);
+    });
 }
 
 } // namespace KESTO::API
