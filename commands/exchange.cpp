@@ -19,22 +19,14 @@ namespace {
 // A switch sent as a boolean or as a number.
 bool on(const Json::Value& v) { return v.isBool() ? v.asBool() : !v.isNull() && v.asDouble() != 0; }
 
-// What a transform does not do is refused rather than quietly ignored.
-void refuse_transforms(const Json::Value& resize, const Json::Value& mirror, const Json::Value& angle,
-                       const Json::Value& electrodes)
-{
-    if (on(resize) || on(mirror) || on(angle) || on(electrodes))
-        throw std::invalid_argument("resizing, mirroring, rotating and electrode surfaces are not done on import");
-}
-
 kesto::Coord nm(const Json::Value& working)
 {
     const double v = working.isNull() ? 0.0 : working.asDouble();
     return kesto::Coord(std::llround(v * (kesto::store::working_unit() == kesto::Units::Inch ? 25.4e6 : 1e6)));
 }
 
-// An export's shaping: resized (micrometres, or mils in inch), mirrored in x
-// about the mirror point and turned clockwise about the scale point, the
+// A transform's shaping: resized (micrometres, or mils in inch), mirrored in
+// x about the mirror point and turned clockwise about the scale point, the
 // transform's anchor.
 kesto::edit::OutputShaping shaping_of(const Json::Value& resize, const Json::Value& mirror, const Json::Value& mx,
                                       const Json::Value& my, const Json::Value& sx, const Json::Value& sy,
@@ -89,8 +81,9 @@ KESTO_HANDLER(odb2other_transform)
 }
 
 // Every Gerber and Excellon file of the folder "path" becomes a layer (named
-// as the file, lower case) of step "orig" in a new job <job>_transform, which
-// is saved. Files of no known format are passed over; "output_layers", when
+// as the file, lower case, and shaped as the transform asks) of step "orig"
+// in a new job <job>_transform, which is saved. Files of no known format are
+// passed over; "output_layers", when
 // given, names the only files to take. Any file that does not read cleanly
 // makes the answer the error text; the job keeps what was read.
 KESTO_HANDLER(gbr2odb_transform)
@@ -105,7 +98,7 @@ KESTO_HANDLER(gbr2odb_transform)
                    {"scalepointY", sy}, {"angle", angle}, {"targetDir", dir}, {"orderNum", order},
                    {"output_layers", wanted}},
                   [&] {
-                      refuse_transforms(resize, mirror, angle, electrodes);
+                      const kesto::edit::OutputShaping how = shaping_of(resize, mirror, mx, my, sx, sy, angle, electrodes);
                       namespace fs = boost::filesystem;
                       std::vector<fs::path> files;
                       for (fs::directory_iterator it(path), end; it != end; ++it)
@@ -130,7 +123,8 @@ KESTO_HANDLER(gbr2odb_transform)
                           std::map<int, int> dcodes;
                           std::vector<KESTO::API::translate_report> reports;
                           clean &= KESTO::API::file_translate(file.string(), name, "orig", layer, parameters, start,
-                                                              finish, dcodes, reports);
+                                                              finish, dcodes, reports) &&
+                                   KESTO::API::shape_layer(name, "orig", layer, how, reports);
                           log_reports(__func__, reports);
                       }
                       clean &= KESTO::API::Save_Job(name);

@@ -180,6 +180,11 @@ bool get_drill_info(const std::string& job, const std::string& step, const std::
 bool set_drill_info(const std::string& job, const std::string& step, const std::string& layer,
                     const std::vector<drill_tools_info>& tools);
 
+// Shapes a layer of the job in place (undo keeps the old one). False with
+// reports when the layer is missing or the shaping could not be done.
+bool shape_layer(const std::string& job, const std::string& step, const std::string& layer,
+                 const kesto::edit::OutputShaping& shaping, std::vector<translate_report>& reports);
+
 // Writes a layer as Gerber X2 or as Excellon at `path` (atomically), shaped
 // on the way out when `shaping` asks for it (the job's layer is not changed).
 // False with reports when the layer is missing, a feature could not be

@@ -62,6 +62,11 @@ bool shape_for_output(const Step& step, const Layer& layer, const OutputShaping&
                       const geom::OutlineContext& context, Layer& out, std::vector<std::string>& notes,
                       std::string& problem)
 {
+    if (how.scale_x == 0 || how.scale_y == 0 || !std::isfinite(how.scale_x) || !std::isfinite(how.scale_y) ||
+        !std::isfinite(how.angle) || !std::isfinite(how.resize)) {
+        problem = "a scale of 0, or a number that is not finite, would collapse the layer";
+        return false;
+    }
     out = layer;
     if (how.resize != 0) {
         const ResizeCount count = resize_features(out, std::vector<bool>(out.features.size(), true), how.resize, false);

@@ -31,7 +31,7 @@ struct OutputShaping {
 };
 
 // `out` becomes `layer` shaped. False, with `problem` said, when a cut to the
-// profile is asked of a step without one. Features that could not take the
+// profile is asked of a step without one, or a scale is 0. Features that could not take the
 // resize keep their size and are counted in `notes`.
 bool shape_for_output(const Step& step, const Layer& layer, const OutputShaping& how,
                       const geom::OutlineContext& context, Layer& out, std::vector<std::string>& notes,

@@ -258,6 +258,18 @@ bool set_drill_info(const std::string& job, const std::string& step, const std::
 
 namespace {
 
+// The target layer shaped into `out`; the findings go to the reports.
+bool shaped_copy(const Target& t, const kesto::edit::OutputShaping& shaping, kesto::Layer& out,
+                 std::vector<translate_report>& reports)
+{
+    std::vector<std::string> notes;
+    std::string problem;
+    const bool done = kesto::edit::shape_for_output(*t.step, *t.layer, shaping, kesto::geom::context_of(*t.job), out, notes, problem);
+    if (!done) reports.push_back({"", 0, problem, true});
+    for (const std::string& note : notes) reports.push_back({"", 0, note, false});
+    return done;
+}
+
 // Finds the layer, shapes a copy when asked, has `write` turn it into text
 // and saves that atomically. False when any step fails; what `write` could
 // not put in the file is in the reports.
@@ -270,14 +282,7 @@ bool export_layer(const std::string& job, const std::string& step, const std::st
     const kesto::Layer* source = t.layer;
     kesto::Layer shaped;
     if (!shaping.none()) {
-        std::vector<std::string> notes;
-        std::string problem;
-        if (!kesto::edit::shape_for_output(*t.step, *t.layer, shaping, kesto::geom::context_of(*t.job), shaped, notes,
-                                           problem)) {
-            reports.push_back({"", 0, problem, true});
-            return false;
-        }
-        for (const std::string& note : notes) reports.push_back({"", 0, note, false});
+        if (!shaped_copy(t, shaping, shaped, reports)) return false;
         source = &shaped;
     }
     std::string text;
@@ -287,6 +292,20 @@ bool export_layer(const std::string& job, const std::string& step, const std::st
 }
 
 } // namespace
+
+bool shape_layer(const std::string& job, const std::string& step, const std::string& layer,
+                 const kesto::edit::OutputShaping& shaping, std::vector<translate_report>& reports)
+{
+    Target t = find(job, step, layer, &reports);
+    if (!t.layer) return false;
+    if (shaping.none()) return true;
+    kesto::Layer shaped;
+    if (!shaped_copy(t, shaping, shaped, reports)) return false;
+    kesto::store::remember(*t.job, step, {layer});
+    *t.layer = std::move(shaped);
+    t.job->changed = true;
+    return true;
+}
 
 bool export_gerber(const std::string& job, const std::string& step, const std::string& layer, const std::string& path,
                    const kesto::gerber::WriteOptions& given, std::vector<translate_report>& reports,

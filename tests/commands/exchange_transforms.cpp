@@ -43,7 +43,14 @@ TEST(ExchangeTransforms, FolderOfFilesBecomesASavedJobAndLayersGoOutAgain)
         EXPECT_EQ(std::string(odb2other_transform(R"({"paras":[{"path":"","job":"demo_transform","type":0,
                           "targetDir":"out","step":"orig","layer":"demo-top.gbr","electrodesSurface":true}]})")),
                   "ERROR");
-        EXPECT_EQ(std::string(gbr2odb_transform(R"({"paras":[{"path":"in","job":"mirrored","mirror":true}]})")), "ERROR");
+        // Turned a quarter on the way in: the drill layer's holes keep their count and sizes.
+        EXPECT_EQ(std::string(gbr2odb_transform(R"({"paras":[{"path":"in","job":"turned","angle":90,
+                          "output_layers":["demo-drill.drl"]}]})")),
+                  "OK");
+        EXPECT_EQ(call(R"({"func":"GET_DRILL_INFO","paras":{"jobname":"turned_transform","stepname":"orig",
+                          "layername":"demo-drill.drl"}})"),
+                  call(R"({"func":"GET_DRILL_INFO","paras":{"jobname":"demo_transform","stepname":"orig",
+                          "layername":"demo-drill.drl"}})"));
         // A second run cannot make the same job again.
         EXPECT_EQ(std::string(gbr2odb_transform(R"({"paras":[{"path":"in","job":"demo"}]})")), "ERROR");
         EXPECT_EQ(std::string(gbr2odb_transform(R"({"paras":[{"path":"no-such-folder","job":"other"}]})")), "ERROR");

@@ -123,6 +123,9 @@ TEST(OutputShaping, MirrorTurnScaleAndResizeInThatOrder)
     EXPECT_EQ(both.features[0].a, (Point{6 * kMm, -10 * kMm})) << "turned first, then scaled";
     EXPECT_EQ(both.symbols[std::size_t(both.features[0].symbol)].p[0], 1000000) << "symbols keep their sizes";
 
+    how.scale_x = 0;
+    b.shaped(how, false); // a scale of 0 would put every feature on one line
+
     how = {};
     how.resize = 200000;
     const Layer grown = b.shaped(how);
