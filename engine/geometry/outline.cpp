@@ -432,6 +432,12 @@ Paths symbol_outline(const Symbol& s, const OutlineContext& context, int depth)
     case F::Null:
     case F::Unknown:
         return {};
+    // Stencil families and the line thermal: their exact shapes are not built
+    // yet. They have a box (their w x h envelope) but no outline, so drawing
+    // and writing leave them out and say so.
+    case F::HomePlate: case F::InvertedHomePlate: case F::FlatHomePlate: case F::RadiusedInvertedHomePlate:
+    case F::RadiusedHomePlate: case F::Cross: case F::Dogbone: case F::DPack: case F::SquareLineThermal:
+        return {};
     }
     return {};
 }
