@@ -68,21 +68,26 @@ void mark_changed(Job& job, size_t changed)
     if (changed) job.changed = true;
 }
 
+// How an edit changes a layer, for undo: anything (the whole layer is kept),
+// or only its selected features, in place or by appending after them.
+enum class Touches { Layer, Selection };
+
 // Applies `edit` to each layer's selection (or, with sel_type 1, to every
 // feature of it) and answers whether the names resolved. The layers' spatial
 // indexes are dropped afterwards unless the edit kept them current itself
 // (`keeps_index`).
 template <class Edit>
 bool on_layers(const std::string& job, const std::string& step, const std::vector<std::string>& layers, int sel_type,
-               Edit&& edit, bool keeps_index = false)
+               Edit&& edit, bool keeps_index = false, Touches touches = Touches::Layer)
 {
     Target t;
     if (!resolve(job, step, layers, t)) return false;
-    // Undo keeps whole layers: an edit of nothing need not copy them.
+    // An edit of nothing need not be remembered.
     const bool anything = sel_type == 1 || std::any_of(t.layers.begin(), t.layers.end(), [](const Layer* l) {
                               return kesto::edit::count_selected(*l) > 0;
                           });
-    if (anything) kesto::store::remember(*t.job, step, layers);
+    if (anything && touches == Touches::Selection && sel_type != 1) kesto::store::remember_selected(*t.job, step, layers);
+    else if (anything) kesto::store::remember(*t.job, step, layers);
     size_t changed = 0;
     for (Layer* layer : t.layers) {
         std::vector<bool> kept;
@@ -148,7 +153,9 @@ size_t place_indexed(const Job& job, Layer& l, const kesto::edit::Placement& p)
 {
     const std::vector<size_t> positions = selected_positions(l);
     const size_t n = kesto::edit::place_selected(l, p);
-    kesto::select::moved(job, l, positions);
+    const bool only_moved = !p.mirror && p.angle == 0 && p.scale_x == 1 && p.scale_y == 1;
+    if (only_moved) kesto::select::shifted(l, positions, p.offset.x, p.offset.y);
+    else kesto::select::moved(job, l, positions);
     return n;
 }
 
@@ -184,7 +191,8 @@ void delete_selected_features(const std::string& job, const std::string& step, c
 void move_same_layer(const std::string& job, const std::string& step, std::vector<std::string> layers, int dx, int dy)
 {
     const Job* owner = kesto::store::find_job(job);
-    on_layers(job, step, layers, 0, [&](Layer& l) { return place_indexed(*owner, l, kesto::edit::moved(dx, dy)); }, true);
+    on_layers(job, step, layers, 0, [&](Layer& l) { return place_indexed(*owner, l, kesto::edit::moved(dx, dy)); }, true,
+              Touches::Selection);
 }
 
 void copy_features_in_samelayer(const std::string& job, const std::string& step, std::vector<std::string> layers, int dx,
@@ -192,7 +200,8 @@ void copy_features_in_samelayer(const std::string& job, const std::string& step,
 {
     const Job* owner = kesto::store::find_job(job);
     on_layers(job, step, layers, 0,
-              [&](Layer& l) { return copy_indexed(*owner, l, l, kesto::edit::moved(dx, dy), false); }, true);
+              [&](Layer& l) { return copy_indexed(*owner, l, l, kesto::edit::moved(dx, dy), false); }, true,
+              Touches::Selection);
 }
 
 namespace {
@@ -269,7 +278,7 @@ bool transform(const std::string& job, const std::string& step, const std::strin
     Job* owner = nullptr;
     Layer* l = one_layer(job, step, layer, &owner);
     if (!l) return false;
-    kesto::store::remember(*owner, step, {layer});
+    kesto::store::remember_selected(*owner, step, {layer});
     kesto::edit::Placement p;
     p.origin = mode == 0 ? kesto::store::find_step(*owner, step)->datum : from_working(point_x, point_y);
     if (mode == 0 && (datum.ix != 0 || datum.iy != 0)) p.origin = kesto::Point{datum.ix, datum.iy};

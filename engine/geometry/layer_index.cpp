@@ -82,6 +82,32 @@ void LayerIndex::update(std::size_t position, const Box& box)
     if (in_tree_[slot]) tree_.insert(Entry{rect_of_[slot], slot});
 }
 
+void LayerIndex::shift(const std::vector<std::size_t>& positions, Coord dx, Coord dy)
+{
+    // Moving an entry costs about 0.5 us, packing a million about 180 ms:
+    // past a third of the entries, packing anew is cheaper.
+    const bool repacking = positions.size() * 3 > tree_.size();
+    for (std::size_t position : positions) {
+        const std::uint32_t slot = slot_of_.at(position);
+        if (!in_tree_[slot]) continue;
+        Rect& r = rect_of_[slot];
+        if (!repacking) tree_.remove(Entry{r, slot});
+        r = Rect(Corner(r.min_corner().get<0>() + double(dx), r.min_corner().get<1>() + double(dy)),
+                 Corner(r.max_corner().get<0>() + double(dx), r.max_corner().get<1>() + double(dy)));
+        if (!repacking) tree_.insert(Entry{r, slot});
+    }
+    if (repacking) repack();
+}
+
+void LayerIndex::repack()
+{
+    std::vector<Entry> entries;
+    entries.reserve(tree_.size());
+    for (std::uint32_t slot = 0; slot < rect_of_.size(); ++slot)
+        if (in_tree_[slot]) entries.emplace_back(rect_of_[slot], slot);
+    tree_ = decltype(tree_)(entries.begin(), entries.end());
+}
+
 void LayerIndex::insert(std::size_t position, const Box& box)
 {
     position = std::min(position, slot_of_.size());

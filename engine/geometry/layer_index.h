@@ -27,6 +27,10 @@ public:
 
     // The feature now at `position` has a new box.
     void update(std::size_t position, const Box& box);
+    // The features at `positions` moved by (dx, dy): their boxes move with
+    // them. A large share of the layer repacks the tree rather than moving
+    // entries one by one.
+    void shift(const std::vector<std::size_t>& positions, Coord dx, Coord dy);
     // A feature was inserted at `position` (appended when it is size()).
     void insert(std::size_t position, const Box& box);
     // The feature at `position` was erased; those after it moved up one.
@@ -49,6 +53,7 @@ private:
     // positions move under erase, insert and reorder, slots do not.
     using Entry = std::pair<Rect, std::uint32_t>;
     std::uint32_t new_slot(const Rect& rect, std::size_t position);
+    void repack();
 
     boost::geometry::index::rtree<Entry, boost::geometry::index::quadratic<16>> tree_;
     std::vector<std::uint32_t> slot_of_;     // by position

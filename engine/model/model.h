@@ -294,10 +294,23 @@ struct UserSymbol {
     std::map<std::string, std::string> attributes;
 };
 
+// What an edit of selected features changed in one layer, as it was before:
+// the feature and pool counts (features and bodies added after them are
+// dropped on undo) and the old values of the features it touched.
+struct FeatureDelta {
+    std::size_t features = 0, surfaces = 0, texts = 0;
+    std::vector<std::uint32_t> positions;
+    std::vector<Feature> before;
+    std::vector<std::pair<std::uint32_t, Surface>> bodies; // old surface bodies of those features
+};
+
 // What a command changed in one step, as it was before: undo puts it back.
+// Whole layers for most edits; only the touched features for edits of the
+// selection in place, which on large layers would otherwise copy millions.
 struct UndoRecord {
     std::string step;
     std::map<std::string, Layer> layers;
+    std::map<std::string, FeatureDelta> deltas;
 };
 
 struct Job {

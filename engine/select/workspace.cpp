@@ -100,6 +100,11 @@ void moved(const Job& job, const Layer& layer, const std::vector<size_t>& positi
     for (size_t i : positions) entry->index.update(i, geom::feature_box(layer, layer.features[i], context));
 }
 
+void shifted(const Layer& layer, const std::vector<size_t>& positions, Coord dx, Coord dy)
+{
+    if (Indexed* entry = kept(layer)) entry->index.shift(positions, dx, dy);
+}
+
 void appended(const Job& job, const Layer& layer, size_t first)
 {
     auto it = indexes().find(&layer);

@@ -27,6 +27,8 @@ const geom::OutlineContext& context_for(const Job& job);
 // Edits tell the index what they did; a layer that has no index yet needs
 // no telling. An edit that cannot say precisely calls forget.
 void moved(const Job& job, const Layer& layer, const std::vector<size_t>& positions);
+// The same when they only moved by (dx, dy): their boxes are shifted, not made anew.
+void shifted(const Layer& layer, const std::vector<size_t>& positions, Coord dx, Coord dy);
 void appended(const Job& job, const Layer& layer, size_t first);
 void erased(const Layer& layer, const std::vector<bool>& removed);
 void reordered(const Layer& layer, const std::vector<size_t>& order);

@@ -1,5 +1,7 @@
 #include "engine/store/store.h"
 
+#include <glog/logging.h>
+
 #include <map>
 
 namespace kesto::store {
@@ -75,6 +77,51 @@ void remember(Job& job, const std::string& step_name, const std::vector<std::str
     job.undo.push_back(std::move(record));
 }
 
+void remember_selected(Job& job, const std::string& step_name, const std::vector<std::string>& layers)
+{
+    Step* step = find_step(job, step_name);
+    if (!step) return;
+    UndoRecord record{step_name, {}, {}};
+    for (const std::string& name : layers) {
+        const Layer* layer = find_layer(job, *step, name);
+        if (!layer) continue;
+        FeatureDelta& delta = record.deltas[name];
+        delta.features = layer->features.size();
+        delta.surfaces = layer->surfaces.size();
+        delta.texts = layer->texts.size();
+        for (std::size_t i = 0; i < layer->features.size(); ++i) {
+            const Feature& f = layer->features[i];
+            if (!f.selected) continue;
+            delta.positions.push_back(std::uint32_t(i));
+            delta.before.push_back(f);
+            if (f.kind == FeatureKind::Surface && f.body < layer->surfaces.size())
+                delta.bodies.emplace_back(f.body, layer->surfaces[f.body]);
+        }
+    }
+    if (job.undo.size() >= kUndoDepth) job.undo.erase(job.undo.begin());
+    job.undo.push_back(std::move(record));
+}
+
+namespace {
+
+// Puts a delta back; a layer whose features no longer reach the recorded count
+// (changed by something undo does not record) is left as it is.
+void put_back(Layer& layer, FeatureDelta& delta)
+{
+    if (layer.features.size() < delta.features || layer.surfaces.size() < delta.surfaces ||
+        layer.texts.size() < delta.texts) {
+        LOG(WARNING) << "undo: the layer changed since its record was taken; left as it is";
+        return;
+    }
+    layer.features.resize(delta.features);
+    layer.surfaces.resize(delta.surfaces);
+    layer.texts.resize(delta.texts);
+    for (std::size_t k = 0; k < delta.positions.size(); ++k) layer.features[delta.positions[k]] = std::move(delta.before[k]);
+    for (auto& [body, surface] : delta.bodies) layer.surfaces[body] = std::move(surface);
+}
+
+} // namespace
+
 bool undo(Job& job, const std::string& step_name)
 {
     for (auto it = job.undo.rbegin(); it != job.undo.rend(); ++it) {
@@ -84,6 +131,9 @@ bool undo(Job& job, const std::string& step_name)
             for (auto& [name, layer] : it->layers)
                 // A layer deleted from the matrix since stays deleted.
                 if (find_row(job, name)) step->layers[name] = std::move(layer);
+        if (step)
+            for (auto& [name, delta] : it->deltas)
+                if (Layer* layer = find_layer(job, *step, name)) put_back(*layer, delta);
         job.undo.erase(std::next(it).base());
         job.changed = true;
         ++g_generation;

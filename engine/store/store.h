@@ -31,6 +31,9 @@ const MatrixRow* find_row(const Job& job, const std::string& layer);
 // that step. The oldest records go beyond kUndoDepth. Matrix changes are not
 // recorded.
 void remember(Job& job, const std::string& step, const std::vector<std::string>& layers);
+// The same for an edit that changes only the selected features of the layers
+// and may append features after the last: only those are kept.
+void remember_selected(Job& job, const std::string& step, const std::vector<std::string>& layers);
 bool undo(Job& job, const std::string& step);
 
 // The unit of real-valued coordinates crossing the API: mm unless a unit

@@ -1,6 +1,7 @@
 // Selection and edits through the engine's API on an open job.
 #include "engine/api/display.h"
 #include "engine/api/edit.h"
+#include "engine/api/jobs.h"
 #include "engine/api/selection.h"
 #include "engine/edit/layer_edit.h"
 #include "engine/store/store.h"
@@ -156,3 +157,49 @@ TEST_F(ApiEdit, PolarityOnEveryFeatureLeavesTheSelectionAsItWas)
 }
 
 } // namespace
+
+// Moves, copies in the layer and transforms of the selection keep only the
+// features they touch for undo; undo in any mix with whole-layer records
+// brings the layer back exactly.
+TEST_F(ApiEdit, EditsOfTheSelectionUndoFromWhatTheyTouched)
+{
+    Layer& top = layer("top");
+    top.surfaces.push_back(Surface{{Contour{true, {0, 0}, {Segment{{1000, 0}}, Segment{{0, 1000}}, Segment{{0, 0}}}}}});
+    Feature surface;
+    surface.kind = FeatureKind::Surface;
+    surface.body = 0;
+    top.features.push_back(surface);
+    auto snapshot = [&] {
+        std::vector<std::string> all;
+        for (const Feature& f : top.features)
+            all.push_back(std::to_string(int(f.kind)) + " " + std::to_string(f.a.x) + "," + std::to_string(f.a.y) + " " +
+                          std::to_string(f.b.x) + "," + std::to_string(f.b.y) + " " + std::to_string(f.angle) +
+                          (f.selected ? " sel" : ""));
+        for (const Surface& b : top.surfaces) all.push_back(std::to_string(b.contours.front().start.x) + "," +
+                                                            std::to_string(b.contours.front().segments.front().end.x));
+        return all;
+    };
+    api::select_feature_by_id("board", "pcb", "top", {1, 4});
+    const auto original = snapshot();
+    Job& job = *store::find_job("board");
+
+    api::move_same_layer("board", "pcb", {"top"}, 5000, 7000);
+    ASSERT_TRUE(job.undo.back().layers.empty());
+    EXPECT_EQ(job.undo.back().deltas.at("top").positions, (std::vector<std::uint32_t>{1, 4}));
+    EXPECT_EQ(top.surfaces[0].contours.front().start, (Point{5000, 7000}));
+    const auto moved = snapshot();
+    api::copy_features_in_samelayer("board", "pcb", {"top"}, 0, 9000);
+    ASSERT_EQ(top.features.size(), 7u);
+    ASSERT_EQ(top.surfaces.size(), 2u);
+    const auto copied = snapshot();
+    api::delete_selected_features("board", "pcb", {"top"}); // a whole-layer record between
+    EXPECT_TRUE(api::transform("board", "pcb", "top", 1, true, false, false, false, false, {}, 90, 1, 1, 0, 0, 0, 0));
+
+    EXPECT_TRUE(api::Undo("board", "pcb"));
+    EXPECT_TRUE(api::Undo("board", "pcb"));
+    EXPECT_EQ(snapshot(), copied);
+    EXPECT_TRUE(api::Undo("board", "pcb"));
+    EXPECT_EQ(snapshot(), moved);
+    EXPECT_TRUE(api::Undo("board", "pcb"));
+    EXPECT_EQ(snapshot(), original);
+}

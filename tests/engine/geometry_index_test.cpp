@@ -107,6 +107,19 @@ TEST(GeometryLayerIndex, StaysCurrentThroughEveryKindOfEdit)
     }
     expect_same_answers(index, boxes, rng, "update");
 
+    // Shift a few (entry by entry), then most of the layer (the tree packed anew).
+    for (std::size_t every : {std::size_t(50), std::size_t(2)}) {
+        std::vector<std::size_t> picked;
+        for (std::size_t i = 0; i < boxes.size(); i += every) {
+            picked.push_back(i);
+            if (boxes[i].empty()) continue;
+            boxes[i].xmin += 3 * kNmPerMm, boxes[i].xmax += 3 * kNmPerMm;
+            boxes[i].ymin -= kNmPerMm, boxes[i].ymax -= kNmPerMm;
+        }
+        index.shift(picked, 3 * kNmPerMm, -kNmPerMm);
+        expect_same_answers(index, boxes, rng, every == 2 ? "shift of half" : "shift of a few");
+    }
+
     // Append copies and insert in the middle.
     for (int k = 0; k < 200; ++k) {
         boxes.push_back(random_box(rng));
