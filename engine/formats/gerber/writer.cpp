@@ -1,7 +1,7 @@
 // The Gerber X2 writer: one aperture per symbol (and aperture attribute set),
 // aperture macros for shapes RS-274X has no aperture for, aperture blocks for
 // user symbols that a macro cannot express, regions for surfaces, LP for
-// negative features and LM/LR for mirrored and turned pads.
+// negative features, and macros of their turned outline for turned pads.
 #include "engine/api/exchange.h"
 #include "engine/formats/gerber/attribute_names.h"
 #include "engine/formats/gerber/layer_build.h"
@@ -168,7 +168,7 @@ private:
     }
 
     // A pad as an aperture in its own orientation where the shape allows, so
-    // that plain files need no LM/LR (which older viewers lack): round shapes
+    // that plain files need no turned macros: round shapes
     // ignore turning and mirroring, rectangles and ovals mirror onto
     // themselves and swap their sides on a quarter turn.
     struct Upright {
@@ -205,11 +205,8 @@ private:
 
     // Pads still turned or mirrored once upright get a macro of their turned
     // outline rather than LR/LM, which many viewers still ignore. User symbols
-    // keep LR/LM: their blocks may hold more than an outline.
-    static bool turned_in_macro(const Upright& u)
-    {
-        return (u.mirror || u.angle != 0) && u.symbol.family != SymbolFamily::User;
-    }
+    // too: their outline is their image, negative features cleared.
+    static bool turned_in_macro(const Upright& u) { return u.mirror || u.angle != 0; }
 
     std::string turned_macro(const Upright& u)
     {
@@ -500,8 +497,6 @@ private:
     {
         dcode_ = -1;
         dark_ = 1;
-        mirror_ = 0;
-        angle_ = 0;
         interpolation_ = 0;
         object_key_.clear();
         region_key_.clear();
@@ -511,7 +506,6 @@ private:
     void restore_defaults()
     {
         polarity(Polarity::Positive);
-        orientation(false, 0);
         if (!object_key_.empty() || !region_key_.empty()) out_ += "%TD*%\n";
         object_key_.clear();
         region_key_.clear();
@@ -523,21 +517,6 @@ private:
         if (dark == dark_) return;
         out_ += dark ? "%LPD*%\n" : "%LPC*%\n";
         dark_ = dark;
-    }
-
-    void orientation(bool mirror, double angle)
-    {
-        if (int(mirror) != mirror_) {
-            out_ += mirror ? "%LMX*%\n" : "%LMN*%\n";
-            mirror_ = mirror;
-        }
-        if (angle != angle_) {
-            double ccw = std::fmod(360 - angle, 360.0);
-            char buffer[48];
-            std::snprintf(buffer, sizeof buffer, "%%LR%.6g*%%\n", ccw);
-            out_ += buffer;
-            angle_ = angle;
-        }
     }
 
     void attribute(const char* command, const std::string& name, const std::string& value)
@@ -723,9 +702,6 @@ private:
                 if (d < 0) break;
                 attributes(attrs.object, nullptr);
                 polarity(f.polarity);
-                const Upright u = upright(layer.symbols[std::size_t(f.symbol)], f);
-                if (turned_in_macro(u)) orientation(false, 0);
-                else orientation(u.mirror, u.angle);
                 select(d);
                 coordinate('X', f.a.x);
                 coordinate('Y', f.a.y);
@@ -748,7 +724,6 @@ private:
                 if (d < 0) break;
                 attributes(attrs.object, nullptr);
                 polarity(f.polarity);
-                orientation(false, 0);
                 select(d);
                 draw(f.a, f.b, f.kind == FeatureKind::Arc ? &f.c : nullptr, f.cw);
                 break;
@@ -790,8 +765,7 @@ private:
     int next_dcode_ = 10;
     int macros_ = 0;
 
-    int dcode_ = -1, dark_ = 1, mirror_ = 0, interpolation_ = 0;
-    double angle_ = 0;
+    int dcode_ = -1, dark_ = 1, interpolation_ = 0;
     std::string object_key_, region_key_;
     Point at_;
     bool at_known_ = false;
