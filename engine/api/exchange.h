@@ -96,9 +96,17 @@ struct WriteOptions {
     bool inch = false;        // units of the file
     int integer_digits = 4;   // number format
     int decimal_digits = 6;
+    // File attributes (TF) written unless the layer carries its own of the name.
+    std::vector<std::pair<std::string, std::string>> file_attributes;
     // The job's stroke fonts by name for texts; the built-in font when empty.
     std::map<std::string, std::shared_ptr<const geom::StrokeFont>> fonts;
 };
+
+// The X2 file attributes of a job's layer from its matrix row: .FileFunction
+// (copper with its number and side, masks, legends and paste with their side,
+// plated drill with its span), .FilePolarity and .SameCoordinates (the job's
+// name). Only .SameCoordinates for layers X2 has no function for.
+std::vector<std::pair<std::string, std::string>> file_attributes(const Job& job, const std::string& layer);
 
 // The layer as Gerber X2 text. False when some feature has no Gerber form;
 // those are named in `reports` and left out.

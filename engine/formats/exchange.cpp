@@ -314,6 +314,7 @@ bool export_gerber(const std::string& job, const std::string& step, const std::s
     return export_layer(job, step, layer, path, shaping, reports, [&](const kesto::Job& j, const kesto::Layer& l, std::string& text) {
         kesto::gerber::WriteOptions options = given;
         if (options.fonts.empty()) options.fonts = kesto::geom::context_of(j).fonts;
+        if (options.file_attributes.empty()) options.file_attributes = kesto::gerber::file_attributes(j, layer);
         return kesto::gerber::write(l, j.symbols, options, text, reports);
     });
 }

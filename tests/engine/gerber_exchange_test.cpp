@@ -1,6 +1,7 @@
 // Translating files into layers of an open job, the drill tool table, and
 // exporting layers again.
 #include "engine/api/exchange.h"
+#include "engine/formats/odb/job_io.h"
 #include "engine/store/store.h"
 #include "support/test_support.h"
 
@@ -181,3 +182,46 @@ TEST(Exchange, TranslatedLayersSurviveAnOdbSave)
 
 } // namespace
 } // namespace kesto
+
+namespace kesto {
+namespace {
+
+// What each layer of a real job is, told to the reader of its Gerber file.
+TEST(Exchange, GerberFilesSayWhatLayerTheyAre)
+{
+    Job job;
+    std::string error;
+    ASSERT_TRUE(odb::read_job(std::string(KESTO_TESTDATA) + "/odb/sample_design.tgz", job, error)) << error;
+    auto function = [&](const char* layer) {
+        for (auto& [name, value] : gerber::file_attributes(job, layer))
+            if (name == ".FileFunction") return value;
+        return std::string("none");
+    };
+    EXPECT_EQ(function("layer-1"), "Copper,L1,Top,Signal");
+    EXPECT_EQ(function("LAYER-2"), "Copper,L2,Inr,Mixed");
+    EXPECT_EQ(function("layer-8"), "Copper,L8,Bot,Signal");
+    EXPECT_EQ(function("soldermask-top"), "Soldermask,Top");
+    EXPECT_EQ(function("silkscreen-bottom"), "Legend,Bot");
+    EXPECT_EQ(function("pastemask-bottom"), "Paste,Bot");
+    EXPECT_EQ(function("drill"), "Plated,1,8,PTH");
+    EXPECT_EQ(function("comp_+_top"), "none");
+    const auto all = gerber::file_attributes(job, "layer-1");
+    EXPECT_EQ(all.back(), (std::pair<std::string, std::string>{".SameCoordinates", job.name}));
+    EXPECT_EQ(all[1], (std::pair<std::string, std::string>{".FilePolarity", "Positive"}));
+
+    // A layer that brings its own function keeps it.
+    Layer layer;
+    layer.attributes[".FileFunction"] = "Other,Mine";
+    gerber::WriteOptions options;
+    options.file_attributes = gerber::file_attributes(job, "layer-1");
+    std::string text;
+    Reports reports;
+    gerber::write(layer, {}, options, text, reports);
+    EXPECT_EQ(text.find("Copper,L1"), std::string::npos) << text;
+    EXPECT_NE(text.find("%TF.FileFunction,Other,Mine*%"), std::string::npos) << text;
+    EXPECT_NE(text.find("%TF.FilePolarity,Positive*%"), std::string::npos) << text;
+}
+
+} // namespace
+} // namespace kesto
+

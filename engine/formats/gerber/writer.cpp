@@ -66,6 +66,8 @@ public:
         out_.reserve(layer.features.size() * 32 + 1024);
         out_ += "G04 Written by the Kesto CAM engine*\n";
         out_ += "%TF.GenerationSoftware,Kesto,CAM engine,1*%\n";
+        for (auto& [name, value] : options_.file_attributes)
+            if (!layer.attributes.count(name)) attribute("TF", name, value);
         for (auto& [name, value] : layer.attributes) {
             if (name == ".GenerationSoftware") continue;
             if (name == ".image_name") out_ += "%IN" + plain(value) + "*%\n";
@@ -772,6 +774,55 @@ private:
 };
 
 } // namespace
+
+std::vector<std::pair<std::string, std::string>> file_attributes(const Job& job, const std::string& layer)
+{
+    std::vector<std::pair<std::string, std::string>> out;
+    auto lower = [](std::string s) {
+        for (char& c : s) c = char(std::tolower(static_cast<unsigned char>(c)));
+        return s;
+    };
+    const std::string wanted = lower(layer);
+    const MatrixRow* row = nullptr;
+    std::vector<const MatrixRow*> copper;
+    for (const MatrixRow& r : job.rows) {
+        if (lower(r.name) == wanted) row = &r;
+        if (r.context == "BOARD" && (r.type == "SIGNAL" || r.type == "POWER_GROUND" || r.type == "MIXED")) copper.push_back(&r);
+    }
+    std::sort(copper.begin(), copper.end(), [](const MatrixRow* a, const MatrixRow* b) { return a->row < b->row; });
+    std::string function;
+    if (row && row->context == "BOARD") {
+        const auto n = copper.size();
+        auto number = [&](const std::string& name) -> std::size_t {
+            for (std::size_t i = 0; i < n; ++i)
+                if (lower(copper[i]->name) == lower(name)) return i + 1;
+            return 0;
+        };
+        const std::string side = n == 0 || row->row < copper.front()->row  ? "Top"
+                                 : row->row > copper.back()->row           ? "Bot"
+                                                                           : "";
+        if (const std::size_t at = number(row->name)) {
+            const char* kind = row->type == "SIGNAL" ? "Signal" : row->type == "MIXED" ? "Mixed" : "Plane";
+            function = "Copper,L" + std::to_string(at) + "," + (at == 1 ? "Top" : at == n ? "Bot" : "Inr") + "," + kind;
+        } else if (!side.empty() && row->type == "SOLDER_MASK") {
+            function = "Soldermask," + side;
+        } else if (!side.empty() && row->type == "SILK_SCREEN") {
+            function = "Legend," + side;
+        } else if (!side.empty() && row->type == "SOLDER_PASTE") {
+            function = "Paste," + side;
+        } else if (row->type == "DRILL" && n > 0) {
+            const std::size_t from = row->start_name.empty() ? 1 : number(row->start_name);
+            const std::size_t to = row->end_name.empty() ? n : number(row->end_name);
+            if (from && to) function = "Plated," + std::to_string(std::min(from, to)) + "," + std::to_string(std::max(from, to)) + ",PTH";
+        }
+    }
+    if (!function.empty()) {
+        out.emplace_back(".FileFunction", function);
+        out.emplace_back(".FilePolarity", row->polarity == "NEGATIVE" ? "Negative" : "Positive");
+    }
+    out.emplace_back(".SameCoordinates", job.name);
+    return out;
+}
 
 bool write(const Layer& layer, const UserSymbols& symbols, const WriteOptions& options, std::string& text, Reports& reports)
 {
