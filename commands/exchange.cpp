@@ -4,7 +4,7 @@
 #include "engine/api/drillmap.h"
 #include "engine/api/exchange.h"
 #include "engine/api/jobs.h"
-#include "engine/store/store.h"
+#include "engine/api/units.h"
 
 #include <boost/filesystem.hpp>
 
@@ -21,8 +21,7 @@ bool on(const Json::Value& v) { return v.isBool() ? v.asBool() : !v.isNull() && 
 
 kesto::Coord nm(const Json::Value& working)
 {
-    const double v = working.isNull() ? 0.0 : working.asDouble();
-    return kesto::Coord(std::llround(v * (kesto::store::working_unit() == kesto::Units::Inch ? 25.4e6 : 1e6)));
+    return KESTO::API::from_working_unit(working.isNull() ? 0.0 : working.asDouble());
 }
 
 // A transform's shaping: resized (micrometres, or mils in inch), mirrored in
@@ -35,7 +34,7 @@ kesto::edit::OutputShaping shaping_of(const Json::Value& resize, const Json::Val
     if (on(electrodes)) throw std::invalid_argument("electrode surfaces are not made by transforms");
     kesto::edit::OutputShaping how;
     if (!resize.isNull() && !resize.isBool())
-        how.resize = resize.asDouble() * (kesto::store::working_unit() == kesto::Units::Inch ? 25400.0 : 1000.0);
+        how.resize = double(KESTO::API::from_working_unit(resize.asDouble() / 1000)); // micrometres, or mils in inch
     how.mirror = on(mirror);
     how.mirror_point = {nm(mx), nm(my)};
     if (!angle.isNull() && !angle.isBool()) how.angle = angle.asDouble();

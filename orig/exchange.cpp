@@ -201,10 +201,7 @@ std::string the_open_job()
     return jobs.front();
 }
 
-kesto::Coord to_engine(double working)
-{
-    return kesto::Coord(std::llround(working * (kesto::store::working_unit() == kesto::Units::Inch ? 25.4e6 : 1e6)));
-}
+kesto::Coord to_engine(double working) { return KESTO::API::from_working_unit(working); }
 
 } // namespace
 
@@ -383,7 +380,7 @@ KESTO_HANDLER(layer_export)
             if (coordinates.isString() && lower(coordinates.asString()) == "incremental")
                 throw std::invalid_argument("incremental coordinates are not written");
             kesto::edit::OutputShaping shaping;
-            shaping.resize = resize * (kesto::store::working_unit() == kesto::Units::Inch ? 25400.0 : 1000.0);
+            shaping.resize = double(to_engine(resize / 1000)); // micrometres, or mils in inch
             shaping.reverse = reverse;
             shaping.cut_profile = cut_profile;
             for (const auto& polygon : cut_polygon) {
