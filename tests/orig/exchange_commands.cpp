@@ -158,6 +158,12 @@ TEST(ExchangeCommands, RefusalsAreErrorsAndWriteNothing)
                   "ERROR");
         EXPECT_EQ(call(R"({"func":"LAYER_EXPORT","paras":{"job":"b","step":"pcb","layer":"top","filename":"m.gbr","cutprofile":true}})"),
                   "ERROR") << "the step has no profile to cut to";
+        EXPECT_EQ(call(R"({"func":"LAYER_EXPORT","paras":{"job":"b","step":"pcb","layer":"top","filename":"m.gbr",
+                          "scale":true,"scalingX":0}})"),
+                  "ERROR");
+        EXPECT_EQ(call(R"({"func":"LAYER_EXPORT","paras":{"job":"b","step":"pcb","layer":"top","filename":"m.gbr",
+                          "cut_polygon":[["corner"],{"ix":1}]}})"),
+                  "ERROR");
         EXPECT_EQ(call(R"({"func":"LAYER_EXPORT","paras":{"job":"b","step":"pcb","layer":"top","filename":"m.gbr","type":5}})"),
                   "ERROR");
         EXPECT_EQ(call(R"({"func":"LAYER_EXPORT","paras":{"job":"b","step":"pcb","layer":"nope","filename":"m.gbr"}})"),
