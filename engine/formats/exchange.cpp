@@ -49,7 +49,13 @@ kesto::MatrixRow new_row(const Job& job, const std::string& name, const file_Par
     if (auto f = read.attributes.find(".FileFunction"); f != read.attributes.end()) function = f->second;
     auto is = [&function](const char* kind) { return function.rfind(kind, 0) == 0; };
     if (p.format == "Excellon") row.type = p.data_type == "rout" ? "ROUT" : "DRILL";
-    else if (is("Copper")) row.type = "SIGNAL";
+    else if (is("Copper")) {
+        // Our own exports name the kind of copper last.
+        const auto ends = [&function](const std::string& tail) {
+            return function.size() >= tail.size() && function.compare(function.size() - tail.size(), tail.size(), tail) == 0;
+        };
+        row.type = ends(",Plane") ? "POWER_GROUND" : ends(",Mixed") ? "MIXED" : "SIGNAL";
+    }
     else if (is("Soldermask")) row.type = "SOLDER_MASK";
     else if (is("Legend")) row.type = "SILK_SCREEN";
     else if (is("Paste")) row.type = "SOLDER_PASTE";
@@ -58,6 +64,8 @@ kesto::MatrixRow new_row(const Job& job, const std::string& name, const file_Par
         row.context = "MISC";
         row.type = "DOCUMENT";
     }
+    if (auto f = read.attributes.find(".FilePolarity"); f != read.attributes.end() && f->second == "Negative")
+        row.polarity = "NEGATIVE";
     return row;
 }
 

@@ -220,6 +220,29 @@ TEST(Exchange, GerberFilesSayWhatLayerTheyAre)
     EXPECT_EQ(text.find("Copper,L1"), std::string::npos) << text;
     EXPECT_NE(text.find("%TF.FileFunction,Other,Mine*%"), std::string::npos) << text;
     EXPECT_NE(text.find("%TF.FilePolarity,Positive*%"), std::string::npos) << text;
+
+    // A negative plane travels out and in as a negative plane.
+    Job& board = fresh_job("planes");
+    for (const char* name : {"top", "gnd", "bot"}) {
+        MatrixRow row;
+        row.name = name;
+        row.row = int(board.rows.size()) + 1;
+        row.context = "BOARD";
+        row.type = std::string(name) == "gnd" ? "POWER_GROUND" : "SIGNAL";
+        row.polarity = std::string(name) == "gnd" ? "NEGATIVE" : "POSITIVE";
+        board.rows.push_back(row);
+        board.steps["pcb"].layers[name] = job.steps.begin()->second.layers.at("layer-1");
+    }
+    test::TempDir dir;
+    ASSERT_TRUE(export_gerber("planes", "pcb", "gnd", dir / "gnd.gbr", {}, reports));
+    EXPECT_NE(test::read_file(dir / "gnd.gbr").find("%TF.FileFunction,Copper,L2,Inr,Plane*%"), std::string::npos);
+    Job& again = fresh_job("planes_again");
+    ASSERT_TRUE(translate(dir / "gnd.gbr", "planes_again", "gnd", reports));
+    ASSERT_EQ(again.rows.size(), 1u);
+    EXPECT_EQ(again.rows[0].type, "POWER_GROUND");
+    EXPECT_EQ(again.rows[0].polarity, "NEGATIVE");
+    store::remove_job("planes");
+    store::remove_job("planes_again");
 }
 
 } // namespace
