@@ -253,5 +253,37 @@ TEST(ExcellonWriter, RefusesWhatCannotBeDrilled)
     EXPECT_NE(reports[0].message.find("not drillable"), std::string::npos);
 }
 
+// Cut short anywhere or with bytes changed, a drill file is read as far as it
+// goes: no crash, and a failure always says why.
+TEST(ExcellonReader, SurvivesTruncatedAndMutatedInput)
+{
+    std::uint32_t seed = 777;
+    auto next = [&seed] { return seed = seed * 1103515245u + 12345u; };
+    const char alphabet[] = "MTCXYGRF%;,.-+0123456789 \nINCHMETRICLZTZ";
+    std::vector<std::string> texts = {test::read_file(std::string(KESTO_SOURCE_DIR) + "/examples/board/demo-drill.drl")};
+    for (const char* name : {"slot.drl", "hit.drl", "arc-route.drl", "linear-route.drl"}) texts.push_back(drill_case(name));
+    for (const std::string& text : texts) {
+        for (std::size_t cut = 0; cut < text.size(); cut += 1 + text.size() / 29) {
+            Drill d = read(text.substr(0, cut));
+            if (!d.ok) EXPECT_FALSE(d.reports.empty());
+        }
+        for (int round = 0; round < 60; ++round) {
+            std::string mutated = text;
+            for (int k = 0; k < 3; ++k) mutated[next() % mutated.size()] = alphabet[next() % (sizeof alphabet - 1)];
+            Drill d = read(mutated);
+            if (!d.ok) EXPECT_FALSE(d.reports.empty());
+        }
+    }
+    // Pathological values: huge repeats, long numbers, tools without sizes.
+    for (const std::string& text : {std::string("M48\nMETRIC\nT1C0.3\n%\nT1\nX1Y1\nR999999999X1Y1\nM30\n"),
+                                    std::string("M48\nMETRIC\nT1C0.3\n%\nT1\nX") + std::string(400, '9') + "Y1\nM30\n",
+                                    std::string("M48\nT1C\n%\nT1\nX1Y1\nM30\n"),
+                                    std::string("M48\nMETRIC\nT99999999999C1\n%\nT99999999999\nX1Y1\nM30\n")}) {
+        Drill d = read(text);
+        if (!d.ok) EXPECT_FALSE(d.reports.empty()) << text;
+        EXPECT_LT(d.layer.features.size(), 10000000u) << text;
+    }
+}
+
 } // namespace
 } // namespace kesto
