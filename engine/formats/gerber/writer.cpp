@@ -820,7 +820,9 @@ std::vector<std::pair<std::string, std::string>> file_attributes(const Job& job,
         out.emplace_back(".FileFunction", function);
         out.emplace_back(".FilePolarity", row->polarity == "NEGATIVE" ? "Negative" : "Positive");
     }
-    out.emplace_back(".SameCoordinates", job.name);
+    std::string same = job.name; // one field: a comma would start another
+    std::replace(same.begin(), same.end(), ',', '_');
+    out.emplace_back(".SameCoordinates", same);
     return out;
 }
 
