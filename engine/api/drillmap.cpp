@@ -93,8 +93,7 @@ bool create_drill_map(const std::string& job_name, const std::string& step_name,
     }
     if (!outline_layer.empty())
         if (Layer* outline = kesto::store::find_layer(*job, *step, outline_layer)) {
-            board = kesto::Box{};
-            for (const Feature& f : outline->features) board.add(kesto::geom::feature_box(*outline, f, context));
+            board = kesto::geom::layer_box(*outline, context);
         }
     if (board.empty()) board.add(Point{0, 0});
 

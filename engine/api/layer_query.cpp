@@ -21,7 +21,7 @@ bool extent(const std::string& job, const std::string& step, const std::vector<s
     for (const auto& name : layers) {
         LayerView v;
         if (!kesto::select::view(job, step, name, v)) return false;
-        for (const auto& f : v.layer->features) box.add(kesto::geom::feature_box(*v.layer, f, *v.context));
+        box.add(kesto::geom::layer_box(*v.layer, *v.context));
     }
     return !box.empty();
 }

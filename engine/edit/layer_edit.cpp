@@ -78,6 +78,20 @@ size_t copy_feature(const Layer& from, const Feature& feature, Layer& to)
     return to.features.size() - 1;
 }
 
+void expose_negative(Layer& layer, Surface field, size_t first)
+{
+    first = std::min(first, layer.features.size());
+    for (size_t i = first; i < layer.features.size(); ++i) {
+        Feature& f = layer.features[i];
+        f.polarity = f.polarity == Polarity::Positive ? Polarity::Negative : Polarity::Positive;
+    }
+    Feature dark;
+    dark.kind = FeatureKind::Surface;
+    dark.body = std::uint32_t(layer.surfaces.size());
+    layer.surfaces.push_back(std::move(field));
+    layer.features.insert(layer.features.begin() + std::ptrdiff_t(first), dark);
+}
+
 size_t count_selected(const Layer& layer)
 {
     return static_cast<size_t>(std::count_if(layer.features.begin(), layer.features.end(), [](const Feature& f) { return f.selected; }));

@@ -28,6 +28,10 @@ std::map<std::string, std::string> attributes_of(const Layer& layer, const Featu
 void set_attributes(Layer& layer, Feature& feature, const std::map<std::string, std::string>& attributes);
 
 size_t count_selected(const Layer& layer);
+
+// The layer from position `first` on exposed negative: a dark `field` comes
+// first and each of those features takes the opposite polarity.
+void expose_negative(Layer& layer, Surface field, size_t first = 0);
 // Drops the selected features (and their surface and text bodies).
 size_t delete_selected(Layer& layer);
 size_t place_selected(Layer& layer, const Placement& p);

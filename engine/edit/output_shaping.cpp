@@ -1,5 +1,6 @@
 #include "engine/edit/output_shaping.h"
 
+#include "engine/edit/layer_edit.h"
 #include "engine/edit/resize.h"
 #include "engine/edit/transform.h"
 
@@ -73,13 +74,14 @@ bool shape_for_output(const Step& step, const Layer& layer, const OutputShaping&
         if (count.skipped) notes.push_back(std::to_string(count.skipped) + " features could not take the resize and keep their size");
     }
 
+    const geom::Paths profile = step.has_profile ? geom::unite(geom::surface_outline(step.profile)) : geom::Paths{};
     geom::Paths area;
     if (how.cut_profile) {
         if (!step.has_profile) {
             problem = "step " + step.name + " has no profile to cut to";
             return false;
         }
-        area = geom::unite(geom::surface_outline(step.profile));
+        area = profile;
     }
     if (!how.cut_polygons.empty()) {
         geom::Paths polygons;
@@ -95,27 +97,16 @@ bool shape_for_output(const Step& step, const Layer& layer, const OutputShaping&
 
     if (how.reverse) {
         // The dark field the features are cleared from.
-        geom::Paths field = area;
-        if (field.empty() && step.has_profile) field = geom::unite(geom::surface_outline(step.profile));
+        geom::Paths field = !area.empty() ? area : profile;
         if (field.empty()) {
-            Box extent;
-            for (const Feature& f : out.features) {
-                const Box b = geom::feature_box(out, f, context);
-                if (!b.empty()) {
-                    extent.add(Point{b.xmin, b.ymin});
-                    extent.add(Point{b.xmax, b.ymax});
-                }
-            }
+            const Box extent = geom::layer_box(out, context);
             if (!extent.empty())
                 field = geom::unite({geom::rectangle(double(extent.xmin), double(extent.ymin), double(extent.xmax), double(extent.ymax))});
         }
-        for (Feature& f : out.features) f.polarity = f.polarity == Polarity::Positive ? Polarity::Negative : Polarity::Positive;
-        if (!field.empty()) {
-            Feature dark;
-            dark.kind = FeatureKind::Surface;
-            dark.body = std::uint32_t(out.surfaces.size());
-            out.surfaces.push_back(surface_of(field));
-            out.features.insert(out.features.begin(), dark);
+        if (field.empty()) {
+            for (Feature& f : out.features) f.polarity = f.polarity == Polarity::Positive ? Polarity::Negative : Polarity::Positive;
+        } else {
+            expose_negative(out, surface_of(field));
         }
     }
 

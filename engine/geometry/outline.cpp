@@ -300,14 +300,20 @@ Result user_symbol_work(const std::string& name, const OutlineContext& context, 
 
 } // namespace
 
-OutlineContext context_of(const Job& job, std::string* font_error)
+OutlineContext context_of(const std::map<std::string, UserSymbol>& symbols)
 {
     OutlineContext context;
-    const Job* owner = &job;
+    const auto* owner = &symbols;
     context.user_symbol = [owner](const std::string& name) -> const Layer* {
-        auto found = owner->symbols.find(name);
-        return found == owner->symbols.end() ? nullptr : &found->second.features;
+        auto found = owner->find(name);
+        return found == owner->end() ? nullptr : &found->second.features;
     };
+    return context;
+}
+
+OutlineContext context_of(const Job& job, std::string* font_error)
+{
+    OutlineContext context = context_of(job.symbols);
     const std::string folder = "fonts/";
     for (auto file = job.files.lower_bound(folder); file != job.files.end(); ++file) {
         if (file->first.compare(0, folder.size(), folder) != 0) break;
@@ -659,6 +665,13 @@ Box feature_box(const Layer& layer, const Feature& f, const OutlineContext& cont
         return barcode_box(layer, f, context);
     }
     return {};
+}
+
+Box layer_box(const Layer& layer, const OutlineContext& context, std::size_t first)
+{
+    Box box;
+    for (std::size_t i = first; i < layer.features.size(); ++i) box.add(feature_box(layer, layer.features[i], context));
+    return box;
 }
 
 Paths layer_outline(const Layer& layer, const OutlineContext& context, int depth)

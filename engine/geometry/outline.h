@@ -39,6 +39,8 @@ struct OutlineContext {
 // A font file that does not parse is left out, and `font_error` says which
 // and why.
 OutlineContext context_of(const Job& job, std::string* font_error = nullptr);
+// Lookups into user symbols alone (a file being read or written), no fonts.
+OutlineContext context_of(const std::map<std::string, UserSymbol>& symbols);
 
 // User symbols may hold user symbols; deeper nesting than this draws nothing.
 constexpr int kMaxSymbolDepth = 8;
@@ -53,6 +55,8 @@ Paths feature_outline(const Layer& layer, const Feature& feature, const OutlineC
 // A box around the feature's outline, computed without it where the shape
 // allows; never smaller than the outline's own box.
 Box feature_box(const Layer& layer, const Feature& feature, const OutlineContext& context, int depth = 0);
+// The extent of the layer's features from position `first` on.
+Box layer_box(const Layer& layer, const OutlineContext& context, std::size_t first = 0);
 
 // The whole image of a layer's features in drawing order: positive features
 // add, negative ones take away.

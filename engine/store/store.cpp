@@ -66,6 +66,17 @@ Layer* find_layer(Job& job, Step& step, const std::string& name)
     return &step.layers[name];
 }
 
+namespace {
+
+// The newest record goes last; the oldest goes beyond kUndoDepth.
+void keep(Job& job, UndoRecord record)
+{
+    if (job.undo.size() >= kUndoDepth) job.undo.erase(job.undo.begin());
+    job.undo.push_back(std::move(record));
+}
+
+} // namespace
+
 void remember(Job& job, const std::string& step_name, const std::vector<std::string>& layers)
 {
     Step* step = find_step(job, step_name);
@@ -73,8 +84,7 @@ void remember(Job& job, const std::string& step_name, const std::vector<std::str
     UndoRecord record{step_name, {}};
     for (const std::string& name : layers)
         if (Layer* layer = find_layer(job, *step, name)) record.layers[name] = *layer;
-    if (job.undo.size() >= kUndoDepth) job.undo.erase(job.undo.begin());
-    job.undo.push_back(std::move(record));
+    keep(job, std::move(record));
 }
 
 void remember_selected(Job& job, const std::string& step_name, const std::vector<std::string>& layers)
@@ -98,8 +108,7 @@ void remember_selected(Job& job, const std::string& step_name, const std::vector
                 delta.bodies.emplace_back(f.body, layer->surfaces[f.body]);
         }
     }
-    if (job.undo.size() >= kUndoDepth) job.undo.erase(job.undo.begin());
-    job.undo.push_back(std::move(record));
+    keep(job, std::move(record));
 }
 
 namespace {

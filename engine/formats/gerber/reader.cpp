@@ -2,6 +2,7 @@
 // separate aperture list. One pass over the text; words end in '*',
 // extended commands sit between '%' signs.
 #include "engine/api/exchange.h"
+#include "engine/edit/layer_edit.h"
 #include "engine/formats/gerber/attribute_names.h"
 #include "engine/formats/gerber/layer_build.h"
 #include "engine/formats/gerber/macro.h"
@@ -1061,30 +1062,16 @@ private:
     {
         if (!negative_image_) return;
         Layer& layer = builder_.layer;
-        geom::OutlineContext context;
-        context.user_symbol = [this](const std::string& name) -> const Layer* {
-            auto found = symbols_.find(name);
-            return found == symbols_.end() ? nullptr : &found->second.features;
-        };
-        Box extent;
-        for (std::size_t i = first_feature_; i < layer.features.size(); ++i)
-            extent.add(geom::feature_box(layer, layer.features[i], context));
+        const Box extent = geom::layer_box(layer, geom::context_of(symbols_), first_feature_);
         if (extent.empty()) {
             warn(image_polarity_line_, "negative image (%IPNEG) with nothing drawn: no frame to invert");
             return;
         }
-        for (std::size_t i = first_feature_; i < layer.features.size(); ++i) {
-            Feature& f = layer.features[i];
-            f.polarity = f.polarity == Polarity::Positive ? Polarity::Negative : Polarity::Positive;
-        }
         const double m = double(kNegativeImageMargin);
         const double x0 = double(extent.xmin) - m, y0 = double(extent.ymin) - m;
         const double x1 = double(extent.xmax) + m, y1 = double(extent.ymax) + m;
-        Feature frame;
-        frame.kind = FeatureKind::Surface;
-        frame.body = std::uint32_t(layer.surfaces.size());
-        layer.surfaces.push_back(Surface{{formats::polygon_contour({{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}}, true)}});
-        layer.features.insert(layer.features.begin() + std::ptrdiff_t(first_feature_), frame);
+        edit::expose_negative(layer, Surface{{formats::polygon_contour({{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}}, true)}},
+                              first_feature_);
         warn(image_polarity_line_, "negative image (%IPNEG): inverted; a dark frame 0.1 inch beyond the image comes "
                                    "first and every object takes the opposite polarity");
     }

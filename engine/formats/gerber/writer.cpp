@@ -51,10 +51,7 @@ public:
     Writer(const UserSymbols& symbols, const WriteOptions& options, Reports& reports)
         : symbols_(symbols), options_(options), reports_(reports)
     {
-        context_.user_symbol = [this](const std::string& name) -> const Layer* {
-            auto found = symbols_.find(name);
-            return found == symbols_.end() ? nullptr : &found->second.features;
-        };
+        context_ = geom::context_of(symbols_);
         context_.fonts = options.fonts;
         unit_ = options.inch ? double(kNmPerInch) : double(kNmPerMm);
         per_nm_ = std::pow(10.0, options.decimal_digits) / unit_;
