@@ -1,5 +1,6 @@
 // File identification, translation and export.
 #include "adaptor/handler.h"
+#include "engine/model/text.h"
 #include "adaptor/records_json.h"
 #include "engine/api/display.h"
 #include "engine/api/exchange.h"
@@ -138,11 +139,7 @@ void log_reports(const char* command, const std::vector<translate_report>& repor
             << command << ": " << r.file << (r.line ? ":" + std::to_string(r.line) : "") << ": " << r.message;
 }
 
-std::string lower(std::string s)
-{
-    for (char& c : s) c = char(std::tolower(static_cast<unsigned char>(c)));
-    return s;
-}
+using kesto::lower;
 
 // Hosts send a unit as a name ("mm", "inch") or a number (0 mm, 1 inch).
 bool inch_of(const Json::Value& v, bool otherwise)

@@ -1,4 +1,5 @@
 #include "engine/api/jobs.h"
+#include "engine/model/text.h"
 
 #include "engine/config/configuration.h"
 #include "engine/formats/odb/job_io.h"
@@ -21,11 +22,6 @@ namespace KESTO {
 namespace API {
 namespace {
 
-std::string lower(std::string s)
-{
-    std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return s;
-}
 
 // Names that become one folder: no separators, blanks or parent references.
 bool plain_name(const std::string& name)

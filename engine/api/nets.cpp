@@ -1,4 +1,5 @@
 #include "engine/api/nets.h"
+#include "engine/model/text.h"
 
 #include "engine/drc/drill_analysis.h"
 #include "engine/drc/nets.h"
@@ -19,11 +20,7 @@ namespace {
 
 using kesto::drc::BoardNets;
 
-std::string lower(std::string s)
-{
-    std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return s;
-}
+using kesto::lower;
 
 struct Opened {
     kesto::Job* job = nullptr;

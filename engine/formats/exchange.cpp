@@ -1,6 +1,7 @@
 // The engine operations of data exchange: translating files into layers of
 // open jobs, exporting layers, and the drill tool table.
 #include "engine/api/exchange.h"
+#include "engine/model/text.h"
 #include "engine/formats/gerber/layer_build.h"
 #include "engine/formats/identify.h"
 #include "engine/geometry/outline.h"
@@ -110,11 +111,7 @@ std::string plating_of(const Layer& layer, const kesto::Feature& f)
     return "plated";
 }
 
-std::string lower(std::string s)
-{
-    for (char& c : s) c = char(std::tolower(static_cast<unsigned char>(c)));
-    return s;
-}
+using kesto::lower;
 
 int symbol_of(const Layer& layer, kesto::Coord diameter)
 {

@@ -1,4 +1,5 @@
 #include "engine/formats/identify.h"
+#include "engine/model/text.h"
 
 #include <archive.h>
 #include <archive_entry.h>
@@ -19,11 +20,6 @@ constexpr std::size_t kHeadBytes = 1 << 20; // enough coordinates to guess a num
 
 bool has(const std::string& s, const char* what) { return s.find(what) != std::string::npos; }
 
-std::string upper(std::string s)
-{
-    for (char& c : s) c = char(std::toupper(static_cast<unsigned char>(c)));
-    return s;
-}
 
 bool binary(const std::string& head)
 {

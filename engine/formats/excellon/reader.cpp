@@ -1,6 +1,7 @@
 // The Excellon reader: drill hits, G85 slots and rout paths into a layer of
 // round-symbol pads, lines and arcs, with the tool table and plating.
 #include "engine/api/exchange.h"
+#include "engine/model/text.h"
 #include "engine/formats/gerber/layer_build.h"
 
 #include <cctype>
@@ -20,11 +21,6 @@ struct Tool {
     std::uint32_t attributes = 0;
 };
 
-std::string upper(std::string s)
-{
-    for (char& c : s) c = char(std::toupper(static_cast<unsigned char>(c)));
-    return s;
-}
 
 class Reader {
 public:

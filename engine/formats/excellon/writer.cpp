@@ -1,6 +1,7 @@
 // The Excellon writer: a tool per drill size and plating, hits, G85 slots
 // for lines and rout paths for arcs.
 #include "engine/api/exchange.h"
+#include "engine/model/text.h"
 
 #include <cmath>
 #include <cstdio>
@@ -114,18 +115,6 @@ private:
         if (options_.descending) std::stable_sort(rest.begin(), rest.end(), [](const Tool& a, const Tool& b) { return a.first->diameter > b.first->diameter; });
         tools.insert(tools.end(), rest.begin(), rest.end());
         return tools;
-    }
-
-    static std::string lower(std::string s)
-    {
-        for (char& c : s) c = char(std::tolower(static_cast<unsigned char>(c)));
-        return s;
-    }
-
-    static std::string upper(std::string s)
-    {
-        for (char& c : s) c = char(std::toupper(static_cast<unsigned char>(c)));
-        return s;
     }
 
     std::string coordinate(Coord nm)

@@ -4,6 +4,7 @@
 // negative features, and macros of their turned outline for turned pads.
 #include "engine/api/exchange.h"
 #include "engine/formats/gerber/attribute_names.h"
+#include "engine/model/text.h"
 #include "engine/formats/gerber/layer_build.h"
 #include "engine/formats/gerber/macro.h"
 #include "engine/geometry/outline.h"
@@ -775,10 +776,6 @@ private:
 std::vector<std::pair<std::string, std::string>> file_attributes(const Job& job, const std::string& layer)
 {
     std::vector<std::pair<std::string, std::string>> out;
-    auto lower = [](std::string s) {
-        for (char& c : s) c = char(std::tolower(static_cast<unsigned char>(c)));
-        return s;
-    };
     const std::string wanted = lower(layer);
     const MatrixRow* row = nullptr;
     std::vector<const MatrixRow*> copper;

@@ -1,4 +1,5 @@
 #include "engine/formats/odb/job_io.h"
+#include "engine/model/text.h"
 
 #include "engine/formats/odb/structured.h"
 #include "engine/formats/odb/symbols.h"
@@ -23,11 +24,6 @@ namespace {
 
 using FileSink = std::function<bool(const std::string& path, std::string&& bytes)>;
 
-std::string lower(std::string s)
-{
-    std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return s;
-}
 
 std::vector<std::string> split_path(const std::string& path)
 {

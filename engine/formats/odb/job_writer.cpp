@@ -1,4 +1,5 @@
 #include "engine/formats/odb/job_io.h"
+#include "engine/model/text.h"
 
 #include "engine/formats/odb/structured.h"
 #include "engine/formats/odb/symbols.h"
@@ -18,11 +19,6 @@ namespace fs = boost::filesystem;
 namespace kesto::odb {
 namespace {
 
-std::string upper(std::string s)
-{
-    std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-    return s;
-}
 
 bool safe_relative(const std::string& path)
 {
