@@ -11,34 +11,6 @@
 #include <cmath>
 #include <climits>
 
-// Not built yet: these answer the error text.
-KESTO_PENDING(delete_selected_features)
-KESTO_PENDING(copy_features_in_samelayer)
-KESTO_PENDING(copy_specified_features)
-KESTO_PENDING(copy_features_to_otherLayer)
-KESTO_PENDING(move_same_layer)
-KESTO_PENDING(move_specified_features)
-KESTO_PENDING(move_make_zero)
-KESTO_PENDING(copy_layer_features)
-KESTO_PENDING(move_other_layer)
-KESTO_PENDING(change_line)
-KESTO_PENDING(identify_symbol)
-KESTO_PENDING(transform)
-KESTO_PENDING(make_zero)
-KESTO_PENDING(move_selected_features_index)
-KESTO_PENDING(layer_compare)
-KESTO_PENDING(layer_compare_result)
-KESTO_PENDING(multi_layer_compare)
-KESTO_PENDING(layer_compare_bmp)
-KESTO_PENDING(remove_sharp_angle)
-KESTO_PENDING(layer_compare_point)
-KESTO_PENDING(change_gds_line_width)
-KESTO_PENDING(fill_profile)
-KESTO_PENDING(translate_lines)
-KESTO_PENDING(copy_usersymbol_to_other_job)
-KESTO_PENDING(move_select_feature_to_other_step)
-KESTO_PENDING(classify_polyline)
-
 using namespace kesto::adaptor;
 
 // The description builders answer the pass text; the text they build is for

@@ -6,14 +6,10 @@
 #include <stdexcept>
 
 // Not built yet: these answer the error text.
-KESTO_PENDING(Line_to_SymbolStr)
 KESTO_PENDING(has_profile)
 KESTO_PENDING(layer_rebuild)
-KESTO_PENDING(hasFeature)
 KESTO_PENDING(get_selected_features_report)
 KESTO_PENDING(get_all_features_report)
-KESTO_PENDING(CorrectUndo)
-KESTO_PENDING(AddFeatures)
 KESTO_PENDING(get_features_center)
 KESTO_PENDING(get_features_centers)
 KESTO_PENDING(modify_attributes)
