@@ -51,7 +51,7 @@ Found find(const std::string& job, const std::string& step, std::string& error)
         error = "job \"" + job + "\" is not open";
         return f;
     }
-    f.step = kesto::store::find_step(*f.job, step);
+    f.step = kesto::store::find_step(*f.job, lower(step));
     if (!f.step) error = "job \"" + job + "\" has no step \"" + step + "\"";
     return f;
 }
@@ -108,9 +108,9 @@ Layer* layer_for_drawing(Found& f, const std::string& layer, std::string& error)
         error = "no layer named";
         return nullptr;
     }
-    if (!kesto::store::find_row(*f.job, layer))
+    if (!kesto::store::find_row(*f.job, lower(layer)))
         create_new_layer(f.job->name, f.step->name, layer, int(f.job->rows.size()) + 1);
-    Layer* out = kesto::store::find_layer(*f.job, *f.step, layer);
+    Layer* out = kesto::store::find_layer(*f.job, *f.step, lower(layer));
     if (!out) error = "job \"" + f.job->name + "\" has no layer \"" + layer + "\"";
     return out;
 }
@@ -259,9 +259,9 @@ bool set_step_repeat(const std::string& job, const std::string& step, const std:
 {
     Job* j = kesto::store::find_job(job);
     if (!j) return error = "job \"" + job + "\" is not open", false;
-    if (!kesto::store::find_step(*j, step) && !create_step(job, step, int(j->columns.size()) + 1))
+    if (!kesto::store::find_step(*j, lower(step)) && !create_step(job, step, int(j->columns.size()) + 1))
         return error = "step \"" + step + "\" cannot be made", false;
-    Step& s = *kesto::store::find_step(*j, step);
+    Step& s = *kesto::store::find_step(*j, lower(step));
     std::vector<kesto::StepRepeat> table;
     for (const step_repeat_row& r : rows) {
         kesto::StepRepeat sr;
@@ -305,7 +305,7 @@ int do_step_and_repeat(const std::string& job, const std::string& step, const st
     std::vector<Layer*> targets;
     std::vector<std::string> names;
     for (const std::string& name : layers) {
-        Layer* l = kesto::store::find_layer(*f.job, *f.step, name);
+        Layer* l = kesto::store::find_layer(*f.job, *f.step, lower(name));
         if (!l) return error = "job \"" + job + "\" has no layer \"" + name + "\"", -1;
         targets.push_back(l);
         names.push_back(lower(name));
@@ -479,8 +479,8 @@ bool coupon_data(const std::string& job, const std::string& step, const std::str
 {
     Found f = find(job, step, error);
     if (!f.step) return false;
-    const Layer* drill = kesto::store::find_layer(*f.job, *f.step, drill_layer);
-    d.signal = kesto::store::find_layer(*f.job, *f.step, signal_layer);
+    const Layer* drill = kesto::store::find_layer(*f.job, *f.step, lower(drill_layer));
+    d.signal = kesto::store::find_layer(*f.job, *f.step, lower(signal_layer));
     if (!drill || !d.signal)
         return error = "job \"" + job + "\" lacks layer \"" + (drill ? signal_layer : drill_layer) + "\"", false;
     for (size_t k = 0; k < drill->features.size(); ++k) {
@@ -784,7 +784,7 @@ int panel_banding(const std::string& job, const std::vector<std::string>& layers
     std::vector<Layer*> targets;
     std::vector<std::string> names;
     for (const std::string& name : layers) {
-        Layer* l = kesto::store::find_layer(*f.job, *f.step, name);
+        Layer* l = kesto::store::find_layer(*f.job, *f.step, lower(name));
         if (!l) return error = "job \"" + job + "\" has no layer \"" + name + "\"", -1;
         targets.push_back(l);
         names.push_back(lower(name));
@@ -807,7 +807,7 @@ bool init_varno_fpcdouble_featuremap(const std::string& job, const std::string& 
     Found f = find(job, step, error);
     if (!f.step) return false;
     for (const std::string& name : layers)
-        if (!kesto::store::find_row(*f.job, name)) return error = "job \"" + job + "\" has no layer \"" + name + "\"", false;
+        if (!kesto::store::find_row(*f.job, lower(name))) return error = "job \"" + job + "\" has no layer \"" + name + "\"", false;
     std::vector<edit::StepInstance> instances;
     if (!instances_of(*f.job, *f.step, instances, error)) return false;
     for (size_t k = 0; k < instances.size(); ++k) {

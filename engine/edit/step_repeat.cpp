@@ -34,16 +34,17 @@ bool walk(const Job& job, const Step& step, const Placement& above, bool flipped
             error = "step \"" + step.name + "\" repeats \"" + row.step + "\" with a count below 1";
             return false;
         }
-        if (depth >= kMaxDepth || std::find(path.begin(), path.end(), child->name) != path.end()) {
-            error = "step \"" + child->name + "\" is nested in itself";
+        const std::string name = lower(row.step);
+        if (depth >= kMaxDepth || std::find(path.begin(), path.end(), name) != path.end()) {
+            error = "step \"" + name + "\" is nested in itself";
             return false;
         }
         const int from_row = depth == 1 ? int(r) : top_row;
-        path.push_back(child->name);
+        path.push_back(name);
         for (int i = 0; i < row.nx; ++i)
             for (int j = 0; j < row.ny; ++j) {
                 StepInstance one;
-                one.step = child->name;
+                one.step = name;
                 one.placement = compose(above, repeat_placement(*child, row, i, j));
                 one.flipped = flipped != row.flip;
                 one.depth = depth;
@@ -95,7 +96,7 @@ Box placed_profile_box(const Step& step, const Placement& p)
 bool step_instances(const Job& job, const Step& step, std::vector<StepInstance>& out, std::string& error)
 {
     out.clear();
-    std::vector<std::string> path{step.name};
+    std::vector<std::string> path{lower(step.name)};
     return walk(job, step, Placement{}, false, 1, 0, path, out, error);
 }
 

@@ -27,8 +27,10 @@ std::vector<Coord> sums_up_to(const std::vector<Coord>& sizes, Coord limit)
 
 // How the best count of a sub-rectangle is reached.
 struct Choice {
-    enum Kind : std::uint8_t { None, Board, Narrower, Lower, Vertical, Horizontal } kind = None;
-    int a = 0, b = 0; // Board: footprint; Vertical/Horizontal: the two parts' indices
+    enum Kind : std::uint8_t { None, Board, Narrower, Lower, Vertical, Horizontal, Pinwheel, MirroredPinwheel } kind = None;
+    // Board: footprint a; Vertical/Horizontal: the two parts' indices a, b;
+    // pinwheels: the cut positions x1 = xs[a], x2 = xs[b], y1 = ys[c], y2 = ys[d].
+    int a = 0, b = 0, c = 0, d = 0;
 };
 
 struct Table {
@@ -40,7 +42,36 @@ struct Table {
     {
         return size_t(std::upper_bound(v.begin(), v.end(), x) - v.begin()) - 1;
     }
+    // xrem[i * xs.size() + j]: the index of the largest cut position at most xs[i] - xs[j].
+    std::vector<std::uint16_t> xrem, yrem;
+    size_t xr(size_t i, size_t j) const { return xrem[i * xs.size() + j]; }
+    size_t yr(size_t i, size_t j) const { return yrem[i * ys.size() + j]; }
 };
+
+// The five parts of a pinwheel of a rectangle: four arms round a centre.
+// Each part: its sub-rectangle's indices and the offset of its corner.
+struct Part {
+    size_t ix, iy;
+    Coord x, y;
+};
+
+void pinwheel_parts(const Table& t, size_t ix, size_t iy, const Choice& c, Part out[5])
+{
+    const size_t a = size_t(c.a), b = size_t(c.b), y1 = size_t(c.c), y2 = size_t(c.d);
+    const Coord X1 = t.xs[a], X2 = t.xs[b], Y1 = t.ys[y1], Y2 = t.ys[y2];
+    out[4] = {t.xr(b, a), t.yr(y2, y1), X1, Y1}; // the centre
+    if (c.kind == Choice::Pinwheel) {
+        out[0] = {b, y1, 0, 0};                          // bottom left, up to x2 and y1
+        out[1] = {a, t.yr(iy, y1), 0, Y1};               // left, from y1 up
+        out[2] = {t.xr(ix, a), t.yr(iy, y2), X1, Y2};    // top, from x1 right
+        out[3] = {t.xr(ix, b), y2, X2, 0};               // right, up to y2
+    } else {
+        out[0] = {a, y2, 0, 0};                          // left, up to y2
+        out[1] = {b, t.yr(iy, y2), 0, Y2};               // top left, up to x2
+        out[2] = {t.xr(ix, b), t.yr(iy, y1), X2, Y1};    // right, from y1 up
+        out[3] = {t.xr(ix, a), y1, X1, 0};               // bottom, from x1 right
+    }
+}
 
 void collect(const Table& t, const std::vector<Footprint>& feet, size_t ix, size_t iy, Coord x0, Coord y0,
              std::vector<PlacedBoard>& out)
@@ -62,6 +93,13 @@ void collect(const Table& t, const std::vector<Footprint>& feet, size_t ix, size
             y0 += t.ys[size_t(c.a)];
             iy = size_t(c.b);
             break;
+        case Choice::Pinwheel:
+        case Choice::MirroredPinwheel: {
+            Part parts[5];
+            pinwheel_parts(t, ix, iy, c, parts);
+            for (const Part& p : parts) collect(t, feet, p.ix, p.iy, x0 + p.x, y0 + p.y, out);
+            return;
+        }
         }
     }
 }
@@ -123,6 +161,15 @@ bool plan_panel(const PanelRequest& r, PanelPlan& plan, std::string& error)
     const size_t nx = t.xs.size(), ny = t.ys.size();
     t.count.assign(nx * ny, 0);
     t.how.assign(nx * ny, Choice{});
+    t.xrem.assign(nx * nx, 0);
+    t.yrem.assign(ny * ny, 0);
+    for (size_t i = 0; i < nx; ++i)
+        for (size_t j = 0; j <= i; ++j) t.xrem[i * nx + j] = std::uint16_t(t.index_at_most(t.xs, t.xs[i] - t.xs[j]));
+    for (size_t i = 0; i < ny; ++i)
+        for (size_t j = 0; j <= i; ++j) t.yrem[i * ny + j] = std::uint16_t(t.index_at_most(t.ys, t.ys[i] - t.ys[j]));
+    double smallest = 0;
+    for (const Footprint& f : feet)
+        if (smallest == 0 || double(f.w) * double(f.h) < smallest) smallest = double(f.w) * double(f.h);
     for (size_t ix = 1; ix < nx; ++ix)
         for (size_t iy = 1; iy < ny; ++iy) {
             const Coord X = t.xs[ix], Y = t.ys[iy];
@@ -135,14 +182,23 @@ bool plan_panel(const PanelRequest& r, PanelPlan& plan, std::string& error)
             offer(t.at(ix, iy - 1), {Choice::Lower, 0, 0});
             for (size_t k = 0; k < feet.size(); ++k)
                 if (feet[k].w <= X && feet[k].h <= Y) offer(1, {Choice::Board, int(k), 0});
-            for (size_t a = 1; a < ix && t.xs[a] * 2 <= X + t.xs[a]; ++a) {
-                const size_t b = t.index_at_most(t.xs, X - t.xs[a]);
-                offer(t.at(a, iy) + t.at(b, iy), {Choice::Vertical, int(a), int(b)});
-            }
-            for (size_t a = 1; a < iy; ++a) {
-                const size_t b = t.index_at_most(t.ys, Y - t.ys[a]);
-                offer(t.at(ix, a) + t.at(ix, b), {Choice::Horizontal, int(a), int(b)});
-            }
+            for (size_t a = 1; a < ix; ++a) offer(t.at(a, iy) + t.at(t.xr(ix, a), iy), {Choice::Vertical, int(a), int(t.xr(ix, a))});
+            for (size_t a = 1; a < iy; ++a) offer(t.at(ix, a) + t.at(ix, t.yr(iy, a)), {Choice::Horizontal, int(a), int(t.yr(iy, a))});
+            // Pinwheels (four arms round a centre, either hand), which no
+            // straight cut separates; only where the area could hold more.
+            const int bound = int(double(X) * double(Y) / smallest);
+            for (size_t a = 1; a + 1 < ix && best < bound; ++a)
+                for (size_t b = a + 1; b < ix; ++b)
+                    for (size_t c = 1; c + 1 < iy; ++c)
+                        for (size_t d = c + 1; d < iy; ++d) {
+                            const int centre = t.at(t.xr(b, a), t.yr(d, c));
+                            const int one = t.at(b, c) + t.at(a, t.yr(iy, c)) + t.at(t.xr(ix, a), t.yr(iy, d)) +
+                                            t.at(t.xr(ix, b), d) + centre;
+                            if (one > best) offer(one, {Choice::Pinwheel, int(a), int(b), int(c), int(d)});
+                            const int other = t.at(a, d) + t.at(b, t.yr(iy, d)) + t.at(t.xr(ix, b), t.yr(iy, c)) +
+                                              t.at(t.xr(ix, a), c) + centre;
+                            if (other > best) offer(other, {Choice::MirroredPinwheel, int(a), int(b), int(c), int(d)});
+                        }
             t.count[ix * ny + iy] = best;
             t.how[ix * ny + iy] = how;
         }
@@ -150,12 +206,16 @@ bool plan_panel(const PanelRequest& r, PanelPlan& plan, std::string& error)
     plan.count = best;
     if (best == 0) return true;
     // The smallest rectangle of cut positions that still holds the best count.
+    // Areas of the boards' own rectangle: one spacing less each way.
+    auto real_area = [&](size_t ix, size_t iy) {
+        return double(t.xs[ix] - r.spacing_x) * double(t.ys[iy] - r.spacing_y);
+    };
     size_t bx = nx - 1, by = ny - 1;
-    double area = double(t.xs[bx]) * double(t.ys[by]);
+    double area = real_area(bx, by);
     for (size_t ix = 1; ix < nx; ++ix)
         for (size_t iy = 1; iy < ny; ++iy)
             if (t.at(ix, iy) == best) {
-                const double a = double(t.xs[ix]) * double(t.ys[iy]);
+                const double a = real_area(ix, iy);
                 if (a < area || (a == area && t.xs[ix] < t.xs[bx])) area = a, bx = ix, by = iy;
                 break; // larger iy only grows the area
             }

@@ -2,6 +2,8 @@
 // its boards are placed, the step header on disk, and a panel layer exported
 // as Gerber and drawn by gerbv. Expected positions are worked by hand.
 #include "engine/api/exchange.h"
+#include "engine/api/jobs.h"
+#include "engine/api/panel.h"
 #include "engine/edit/step_repeat.h"
 #include "engine/formats/odb/job_io.h"
 #include "engine/formats/odb/symbols.h"
@@ -245,5 +247,61 @@ TEST(PanelFlatten, GerberExportOfAPanelLayerShowsEveryBoardToGerbv)
     // Between boards nothing is drawn.
     EXPECT_FALSE(lit(17.5, 12.5));
     EXPECT_FALSE(lit(57.5, 7.5));
+    cairo_surface_destroy(png);
+}
+
+TEST(PanelFlatten, FeatureArrayRepeatsTheSelectionAndUndoesInOne)
+{
+    Job job = small_job();
+    job.name = "array_job";
+    Layer& top = job.steps["pcb"].layers["top"];
+    add_pad(top, "r300", {9 * mm, 4 * mm}); // not selected: stays single
+    top.features[0].selected = true;
+    store::add_job(job);
+    std::string error;
+    EXPECT_EQ(KESTO::API::do_step_and_repeat("array_job", "PCB", {"Top"}, 3, 2, 5, 4, error), 5) << error;
+    Layer& after = store::find_job("array_job")->steps["pcb"].layers["top"];
+    std::multiset<std::pair<Coord, Coord>> expected{{9 * mm, 4 * mm}};
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 2; ++j) expected.insert({2 * mm + i * 5 * mm, 1 * mm + j * 4 * mm});
+    EXPECT_EQ(pads_of(after), expected);
+    EXPECT_TRUE(KESTO::API::Undo("array_job", "pcb"));
+    EXPECT_EQ(store::find_job("array_job")->steps["pcb"].layers["top"].features.size(), 2u);
+    EXPECT_EQ(KESTO::API::do_step_and_repeat("array_job", "pcb", {"nothing"}, 2, 1, 5, 0, error), -1);
+    store::remove_job("array_job");
+}
+
+TEST(PanelFlatten, PictureOfAPanelLayerShowsEveryBoard)
+{
+    Job job = small_job();
+    job.name = "picture_panel";
+    Layer& top = job.steps["pcb"].layers["top"];
+    top = Layer{};
+    top.units = Units::Mm;
+    add_pad(top, "s3000", {5 * mm, 2500000});
+    job.steps["panel"].repeats = {repeat("pcb", 5 * mm, 5 * mm, 15 * mm, 10 * mm, 3, 2)};
+    store::add_job(job);
+    // 50 x 30 mm at 10 pixels a millimetre.
+    ASSERT_TRUE(KESTO::API::init_canvas(500, 300));
+    KESTO::API::clear_canvas();
+    KESTO::API::zoom_to_box(0, 0, 50, 30);
+    KESTO::API::set_draw_color(255, 255, 255, 255);
+    ASSERT_TRUE(KESTO::API::draw_layer("picture_panel", "panel", "top"));
+    test::TempDir dir;
+    ASSERT_TRUE(KESTO::API::save_img(dir / "panel.png"));
+    store::remove_job("picture_panel");
+    cairo_surface_t* png = cairo_image_surface_create_from_png((dir / "panel.png").c_str());
+    ASSERT_EQ(cairo_surface_status(png), CAIRO_STATUS_SUCCESS);
+    const int w = cairo_image_surface_get_width(png), h = cairo_image_surface_get_height(png);
+    auto pixel = [&](double x_mm, double y_mm) {
+        const int c = int(x_mm / 50 * w), r = h - 1 - int(y_mm / 30 * h);
+        const auto* line = reinterpret_cast<const std::uint32_t*>(cairo_image_surface_get_data(png) +
+                                                                  r * cairo_image_surface_get_stride(png));
+        return line[c] & 0xffffff;
+    };
+    const std::uint32_t background = pixel(1, 1);
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 2; ++j) EXPECT_NE(pixel(10 + 15 * i, 7.5 + 10 * j), background) << i << "," << j;
+    EXPECT_EQ(pixel(17.5, 12.5), background);
     cairo_surface_destroy(png);
 }

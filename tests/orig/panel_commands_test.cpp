@@ -18,7 +18,7 @@ const std::string kOpen =
 // so its profile starts at (20, 20); a fifth board turned a quarter at the right.
 const std::string kTable = R"({"func":"STEP_REPEAT","paras":{"job":"sample_design","step":"panel","repeats":[
     {"step":"STEP","x":187.005,"y":20,"dx":180,"dy":150,"nx":2,"ny":2},
-    {"step":"step","x":380,"y":187.005,"angle":90}]}})";
+    {"step":"step","x":380,"y":20,"angle":90}]}})";
 
 Json::Value paras_of(const std::string& request) { return json_of(call(request))["paras"]; }
 
