@@ -31,7 +31,7 @@ KESTO_HANDLER(run_map)
                   [&] {
                       std::string why;
                       const int n = api::run_map(job, step, layer, text_height, line_width, why);
-                      if (n < 0) refuse("run_map: " + why);
+                      if (n < 0) refuse(why);
                       return added("RUN_MAP", n);
                   });
 }
@@ -44,7 +44,7 @@ KESTO_HANDLER(run_edge)
                   {{"job", job}, {"step", step}, {"layer", layer}, {"clearance", clearance}}, [&] {
                       std::string why;
                       const int n = api::run_edge(job, step, layer, clearance, why);
-                      if (n < 0) refuse("run_edge: " + why);
+                      if (n < 0) refuse(why);
                       return added("RUN_EDGE", n);
                   });
 }
@@ -57,7 +57,7 @@ KESTO_HANDLER(add_sub_jobname_arrow)
                   {{"job", job}, {"step", step}, {"layer", layer}, {"text_height", text_height}}, [&] {
                       std::string why;
                       const int n = api::add_sub_jobname_arrow(job, step, layer, text_height, why);
-                      if (n < 0) refuse("add_sub_jobname_arrow: " + why);
+                      if (n < 0) refuse(why);
                       return added("ADD_SUB_JOBNAME_ARROW", n);
                   });
 }
@@ -68,7 +68,7 @@ KESTO_HANDLER(judge_box_and_childstepbox)
     return handle(__func__, request, Form::Members, {{"job", job}, {"step", step}}, [&] {
         std::string why;
         api::box_judgement j;
-        if (!api::judge_box_and_childstepbox(job, step, j, why)) refuse("judge_box_and_childstepbox: " + why);
+        if (!api::judge_box_and_childstepbox(job, step, j, why)) refuse(why);
         Json::Value paras(Json::objectValue);
         paras["inside"] = j.inside;
         paras["overlap"] = j.overlap;
@@ -88,7 +88,7 @@ KESTO_HANDLER(SL_panel_banding)
                   {{"job", job}, {"layers", layers}, {"dot", dot}, {"pitch", pitch}, {"clearance", clearance}}, [&] {
                       std::string why;
                       const int n = api::panel_banding(job, layers, dot, pitch, clearance, why);
-                      if (n < 0) refuse("SL_panel_banding: " + why);
+                      if (n < 0) refuse(why);
                       Json::Value paras(Json::objectValue);
                       paras["dots"] = n;
                       return reply_json("SL_PANEL_BANDING", paras);
@@ -103,7 +103,7 @@ KESTO_HANDLER(init_varno_fpcdouble_featuremap)
         std::string why;
         std::vector<api::feature_map_entry> map;
         if (!api::init_varno_fpcdouble_featuremap(job, step, layers, map, why))
-            refuse("init_varno_fpcdouble_featuremap: " + why);
+            refuse(why);
         Json::Value list(Json::arrayValue);
         for (const auto& e : map) {
             Json::Value v(Json::objectValue);

@@ -80,7 +80,7 @@ KESTO_HANDLER(do_step_and_repeat)
                   {{"job", job}, {"step", step}, {"layers", layers}, {"nx", nx}, {"ny", ny}, {"dx", dx}, {"dy", dy}}, [&] {
                       std::string why;
                       const int made = api::do_step_and_repeat(job, step, layers, nx, ny, dx, dy, why);
-                      if (made < 0) refuse("do_step_and_repeat: " + why);
+                      if (made < 0) refuse(why);
                       Json::Value paras(Json::objectValue);
                       paras["copies"] = made;
                       return reply_json("DO_STEP_AND_REPEAT", paras);
@@ -93,7 +93,7 @@ KESTO_HANDLER(step_repeat)
     std::vector<api::step_repeat_row> repeats;
     return handle(__func__, request, Form::Members, {{"job", job}, {"step", step}, {"repeats", repeats}}, [&] {
         std::string why;
-        if (!api::set_step_repeat(job, step, repeats, why)) refuse("step_repeat: " + why);
+        if (!api::set_step_repeat(job, step, repeats, why)) refuse(why);
         return pass();
     });
 }
@@ -104,7 +104,7 @@ KESTO_HANDLER(get_step_repeat)
     return handle(__func__, request, Form::Members, {{"job", job}, {"step", step}}, [&] {
         std::string why;
         std::vector<api::step_repeat_row> rows;
-        if (!api::get_step_repeat(job, step, rows, why)) refuse("get_step_repeat: " + why);
+        if (!api::get_step_repeat(job, step, rows, why)) refuse(why);
         Json::Value list(Json::arrayValue);
         for (const auto& r : rows) list.append(row_json(r));
         Json::Value paras(Json::objectValue);
@@ -119,7 +119,7 @@ KESTO_HANDLER(get_all_step_repeat_steps)
     return handle(__func__, request, Form::Members, {{"job", job}, {"step", step}}, [&] {
         std::string why;
         std::vector<api::step_instance_info> all;
-        if (!api::get_all_step_repeat_steps(job, step, all, why)) refuse("get_all_step_repeat_steps: " + why);
+        if (!api::get_all_step_repeat_steps(job, step, all, why)) refuse(why);
         Json::Value list(Json::arrayValue);
         for (const auto& i : all) {
             Json::Value v(Json::objectValue);
@@ -140,7 +140,7 @@ KESTO_HANDLER(set_datum_point)
     double x = 0, y = 0;
     return handle(__func__, request, Form::Members, {{"job", job}, {"step", step}, {"x", x}, {"y", y}}, [&] {
         std::string why;
-        if (!api::set_datum_point(job, step, x, y, why)) refuse("set_datum_point: " + why);
+        if (!api::set_datum_point(job, step, x, y, why)) refuse(why);
         return pass();
     });
 }
@@ -152,7 +152,7 @@ KESTO_HANDLER(set_step_profile)
     return handle(__func__, request, Form::Members,
                   {{"job", job}, {"step", step}, {"xmin", xmin}, {"ymin", ymin}, {"xmax", xmax}, {"ymax", ymax}}, [&] {
                       std::string why;
-                      if (!api::set_step_profile(job, step, xmin, ymin, xmax, ymax, why)) refuse("set_step_profile: " + why);
+                      if (!api::set_step_profile(job, step, xmin, ymin, xmax, ymax, why)) refuse(why);
                       return pass();
                   });
 }
@@ -165,7 +165,7 @@ KESTO_HANDLER(set_panel_margin)
                   {{"job", job}, {"step", step}, {"left", m.left}, {"right", m.right}, {"bottom", m.bottom}, {"top", m.top}},
                   [&] {
                       std::string why;
-                      if (!api::set_panel_margin(job, step, m, why)) refuse("set_panel_margin: " + why);
+                      if (!api::set_panel_margin(job, step, m, why)) refuse(why);
                       return pass();
                   });
 }
@@ -192,7 +192,7 @@ KESTO_HANDLER(SR_Automatic)
                   [&] {
                       std::string why;
                       api::panel_plan plan;
-                      if (!api::SR_Automatic(k.r, plan, why)) refuse("SR_Automatic: " + why);
+                      if (!api::SR_Automatic(k.r, plan, why)) refuse(why);
                       return reply_json("SR_AUTOMATIC", plan_json(plan));
                   });
 }
@@ -209,7 +209,7 @@ KESTO_HANDLER(auto_set_step_repeat)
                   [&] {
                       std::string why;
                       api::panel_plan plan;
-                      if (!api::auto_set_step_repeat(job, step, child, k.r, plan, why)) refuse("auto_set_step_repeat: " + why);
+                      if (!api::auto_set_step_repeat(job, step, child, k.r, plan, why)) refuse(why);
                       return reply_json("AUTO_SET_STEP_REPEAT", plan_json(plan));
                   });
 }
@@ -226,7 +226,7 @@ KESTO_HANDLER(get_sr_coupon_plan)
                       std::string why;
                       std::vector<api::coupon_slot> slots;
                       if (!api::get_sr_coupon_plan(job, step, width, height, count, clearance, slots, why))
-                          refuse("get_sr_coupon_plan: " + why);
+                          refuse(why);
                       Json::Value list(Json::arrayValue);
                       for (const auto& s : slots) {
                           Json::Value v(Json::objectValue);
@@ -249,7 +249,7 @@ KESTO_HANDLER(get_coupon_single_end_drill_positions)
                       std::string why;
                       std::vector<api::coupon_drill> drills;
                       if (!api::get_coupon_single_end_drill_positions(job, step, drill_layer, signal_layer, drills, why))
-                          refuse("get_coupon_single_end_drill_positions: " + why);
+                          refuse(why);
                       Json::Value list(Json::arrayValue);
                       for (const auto& d : drills) {
                           Json::Value v(Json::objectValue);
@@ -271,7 +271,7 @@ KESTO_HANDLER(get_coupon_drill_line_relations)
                       std::string why;
                       std::vector<api::coupon_line> lines;
                       if (!api::get_coupon_drill_line_relations(job, step, drill_layer, signal_layer, lines, why))
-                          refuse("get_coupon_drill_line_relations: " + why);
+                          refuse(why);
                       Json::Value list(Json::arrayValue);
                       for (const auto& l : lines) {
                           Json::Value v(Json::objectValue);
@@ -293,7 +293,7 @@ KESTO_HANDLER(get_cam_guide_step_index)
         std::string why;
         std::vector<api::step_role> roles;
         int panel = 0, board = 0;
-        if (!api::get_cam_guide_step_index(job, roles, panel, board, why)) refuse("get_cam_guide_step_index: " + why);
+        if (!api::get_cam_guide_step_index(job, roles, panel, board, why)) refuse(why);
         Json::Value list(Json::arrayValue);
         for (const auto& r : roles) {
             Json::Value v(Json::objectValue);
@@ -314,7 +314,7 @@ KESTO_HANDLER(get_cam_automatic)
     return handle(__func__, request, Form::Members, {{"job", job}, {"step", step}}, [&] {
         std::string why;
         api::panel_summary s;
-        if (!api::get_cam_automatic(job, step, s, why)) refuse("get_cam_automatic: " + why);
+        if (!api::get_cam_automatic(job, step, s, why)) refuse(why);
         Json::Value paras(Json::objectValue);
         Json::Value profile(Json::objectValue);
         profile["xmin"] = s.xmin, profile["ymin"] = s.ymin, profile["xmax"] = s.xmax, profile["ymax"] = s.ymax;

@@ -16,7 +16,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <set>
 
 namespace KESTO {
 namespace API {
@@ -97,8 +96,7 @@ Box active_area(const Job& job, const Step& step, const std::vector<edit::StepIn
 
 bool instances_of(const Job& job, const Step& step, std::vector<edit::StepInstance>& out, std::string& error)
 {
-    if (!edit::step_instances(job, step, out, error)) return false;
-    return true;
+    return edit::step_instances(job, step, out, error);
 }
 
 // The layer of `step`, made in the matrix first when the job lacks it.
@@ -579,8 +577,6 @@ bool get_cam_guide_step_index(const std::string& job, std::vector<step_role>& st
         std::vector<edit::StepInstance> instances;
         if (s.repeats.empty()) continue;
         if (!edit::step_instances(*j, s, instances, error)) return false;
-        std::set<std::string> direct;
-        for (const auto& r : s.repeats) direct.insert(r.step);
         for (const auto& one : instances)
             if (one.depth == 1) ++placed[one.step];
     }

@@ -148,15 +148,25 @@ TEST(PanelCommands, AutomaticPlanningAndCoupons)
     TempDir dir;
     in_fresh_process(dir.path(), [] {
         start_library();
-        // 100 x 80 boards in the 280 x 180 inside of a 300 x 200 panel: two
-        // upright columns and one turned board (200 + 80 = 280 wide) or three
-        // turned boards under two upright ones (240 x 180): five either way,
-        // and the second takes the smaller rectangle.
+        // 100 x 80 boards in the 280 x 180 inside of a 300 x 200 panel. Six
+        // fit (48000 of 50400 mm2): two upright boards stacked at the left,
+        // then in each of the other two columns an upright and a turned one,
+        // the right column the other way up: no straight cut separates them.
         Json::Value plan = paras_of(R"({"func":"SR_AUTOMATIC","paras":{"board_width":100,"board_height":80,"panel_width":300,
             "panel_height":200,"left":10,"right":10,"bottom":10,"top":10,"angles":[0,90]}})");
-        EXPECT_EQ(plan["count"].asInt(), 5);
-        EXPECT_NEAR(plan["used_width"].asDouble() * plan["used_height"].asDouble(), 240 * 180, 1e-6);
-        EXPECT_NEAR(plan["utilisation"].asDouble(), 5 * 8000.0 / 60000, 1e-12);
+        EXPECT_EQ(plan["count"].asInt(), 6);
+        EXPECT_NEAR(plan["utilisation"].asDouble(), 6 * 8000.0 / 60000, 1e-12);
+        const Json::Value& boards = plan["boards"];
+        ASSERT_EQ(boards.size(), 6u);
+        for (Json::ArrayIndex a = 0; a < boards.size(); ++a) {
+            const double x = boards[a]["x"].asDouble(), y = boards[a]["y"].asDouble();
+            const double w = boards[a]["width"].asDouble(), h = boards[a]["height"].asDouble();
+            EXPECT_TRUE(x >= 10 && y >= 10 && x + w <= 290 + 1e-9 && y + h <= 190 + 1e-9) << a;
+            for (Json::ArrayIndex b = a + 1; b < boards.size(); ++b)
+                EXPECT_TRUE(x + w <= boards[b]["x"].asDouble() + 1e-9 || boards[b]["x"].asDouble() + boards[b]["width"].asDouble() <= x + 1e-9 ||
+                            y + h <= boards[b]["y"].asDouble() + 1e-9 || boards[b]["y"].asDouble() + boards[b]["height"].asDouble() <= y + 1e-9)
+                    << a << " " << b;
+        }
         // Upright only: a 2 x 2 grid.
         plan = paras_of(R"({"func":"SR_AUTOMATIC","paras":{"board_width":100,"board_height":80,"panel_width":300,
             "panel_height":200,"left":10,"right":10,"bottom":10,"top":10}})");
