@@ -371,6 +371,8 @@ KESTO_EXPORT char* orig_process(const char* request);
   FN(gbr2odb_transform) \
   FN(get_Canvas_Size) \
   FN(GreatePadString) \
+  FN(SL_panel_banding) \
+  FN(init_varno_fpcdouble_featuremap) \
 
 // Classes exported with their members (demangled name patterns).
 #define KESTO_EXPORT_CLASSES(CLASS) \

@@ -1,4 +1,5 @@
 #include "engine/api/display.h"
+#include "engine/edit/step_repeat.h"
 
 #include "engine/model/model.h"
 #include "engine/render/canvas.h"
@@ -99,6 +100,16 @@ bool draw(const std::string& job_name, const std::string& step_name, const std::
     }
     const kesto::MatrixRow* row = kesto::store::find_row(*job, layer_name);
     const bool negative = row && row->polarity == "NEGATIVE" && !pick;
+    // A panel draws with its boards placed; its own features keep their positions first.
+    kesto::Layer flat;
+    if (!step->repeats.empty()) {
+        std::string why;
+        if (!kesto::edit::flattened_layer(*job, *step, layer_name, flat, why)) {
+            LOG(ERROR) << "draw " << layer_name << ": " << why;
+            return false;
+        }
+        layer = &flat;
+    }
     const auto shapes = kesto::render::layer_shapes(*layer, kesto::geom::context_of(*job),
                                                     kesto::render::visible_box(canvas), pick);
     kesto::render::draw_layer(canvas, shapes, colour, negative);

@@ -1,6 +1,7 @@
 // The engine operations of data exchange: translating files into layers of
 // open jobs, exporting layers, and the drill tool table.
 #include "engine/api/exchange.h"
+#include "engine/edit/step_repeat.h"
 #include "engine/model/text.h"
 #include "engine/formats/gerber/layer_build.h"
 #include "engine/formats/identify.h"
@@ -264,12 +265,12 @@ bool set_drill_info(const std::string& job, const std::string& step, const std::
 namespace {
 
 // The target layer shaped into `out`; the findings go to the reports.
-bool shaped_copy(const Target& t, const kesto::edit::OutputShaping& shaping, kesto::Layer& out,
-                 std::vector<translate_report>& reports)
+bool shaped_copy(const Target& t, const kesto::Layer& source, const kesto::edit::OutputShaping& shaping,
+                 kesto::Layer& out, std::vector<translate_report>& reports)
 {
     std::vector<std::string> notes;
     std::string problem;
-    const bool done = kesto::edit::shape_for_output(*t.step, *t.layer, shaping, kesto::geom::context_of(*t.job), out, notes, problem);
+    const bool done = kesto::edit::shape_for_output(*t.step, source, shaping, kesto::geom::context_of(*t.job), out, notes, problem);
     if (!done) reports.push_back({"", 0, problem, true});
     for (const std::string& note : notes) reports.push_back({"", 0, note, false});
     return done;
@@ -285,9 +286,19 @@ bool export_layer(const std::string& job, const std::string& step, const std::st
     Target t = find(job, step, layer, &reports);
     if (!t.layer) return false;
     const kesto::Layer* source = t.layer;
+    // A panel exports with its boards placed.
+    kesto::Layer flat;
+    if (!t.step->repeats.empty()) {
+        std::string why;
+        if (!kesto::edit::flattened_layer(*t.job, *t.step, layer, flat, why)) {
+            reports.push_back({"", 0, why, true});
+            return false;
+        }
+        source = &flat;
+    }
     kesto::Layer shaped;
     if (!shaping.none()) {
-        if (!shaped_copy(t, shaping, shaped, reports)) return false;
+        if (!shaped_copy(t, *source, shaping, shaped, reports)) return false;
         source = &shaped;
     }
     std::string text;
@@ -305,7 +316,7 @@ bool shape_layer(const std::string& job, const std::string& step, const std::str
     if (!t.layer) return false;
     if (shaping.none()) return true;
     kesto::Layer shaped;
-    if (!shaped_copy(t, shaping, shaped, reports)) return false;
+    if (!shaped_copy(t, *t.layer, shaping, shaped, reports)) return false;
     kesto::store::remember(*t.job, step, {layer});
     *t.layer = std::move(shaped);
     t.job->changed = true;
