@@ -37,6 +37,7 @@ namespace kesto::adaptor {
 
 enum class Form {
     Elements,       // first table: "paras" is an array of objects
+    ElementsLogged, // first table, refusing text that does not parse and logging failures (checks)
     Members,        // second table: "paras" is one object
     MembersParse,   // second table, records "Begin <name> parse" / "End <name> parse"
 };
@@ -53,24 +54,27 @@ struct Trace {
     Trace(const char* begin_name, const char* end_name) : begin(begin_name), end(end_name) {}
 };
 
-// Runs one handler: records, parsing, reading the keys, the body (which
-// returns the reply; it may take "paras" for positional or direct reading),
-// and the catch-all. A first-table handler given text that does not parse
-// runs with every key at its default and answers any failure silently; a
-// second-table handler refuses such text, and logs every failure at ERROR.
+// Runs one handler: records, every key to its fallback, parsing, reading the
+// keys, the body (which returns the reply; it may take "paras" for positional
+// or direct reading), and the catch-all. A first-table handler given text
+// that does not parse runs with every key at its default and answers any
+// failure silently; a second-table handler and a check refuse such text, and
+// log every failure at ERROR.
 template <class Body>
 char* handle(Trace trace, const char* request, Form form, Keys keys, Body&& body)
 {
-    const bool members = form != Form::Elements;
+    const bool members = form == Form::Members || form == Form::MembersParse;
+    const bool strict = form != Form::Elements;
     try {
         KESTO_INFO << "Begin " << trace.begin << (form == Form::MembersParse ? " parse" : "");
+        reset_keys(keys);
         Json::Value root;
         if (parse_request(request, root)) {
             if (members)
                 read_members(root["paras"], keys);
             else
                 read_elements(root["paras"], keys);
-        } else if (members) {
+        } else if (strict) {
             throw std::invalid_argument("the request is not JSON");
         }
         if (form == Form::MembersParse) KESTO_INFO << "End " << trace.end << " parse";
@@ -82,9 +86,9 @@ char* handle(Trace trace, const char* request, Form form, Keys keys, Body&& body
         if (form != Form::MembersParse) KESTO_INFO << "End " << trace.end;
         return reply;
     } catch (const std::exception& e) {
-        if (members) log_failure(trace.begin, e.what());
+        if (strict) log_failure(trace.begin, e.what());
     } catch (...) {
-        if (members) log_failure(trace.begin, "unknown exception");
+        if (strict) log_failure(trace.begin, "unknown exception");
     }
     return error();
 }

@@ -25,6 +25,11 @@ void read_elements(const Json::Value& paras, Keys keys)
     for (Json::ArrayIndex i = 0; i < paras.size(); ++i) match_members(paras[i], keys);
 }
 
+void reset_keys(Keys keys)
+{
+    for (const Key& key : keys) key.reset();
+}
+
 void read_members(const Json::Value& paras, Keys keys) { match_members(paras, keys); }
 
 const Json::Value& element_member(const Json::Value& paras, Json::ArrayIndex index, const char* key)

@@ -36,22 +36,41 @@ void read_value(const Json::Value& v, std::vector<T>& out)
     for (Json::ArrayIndex i = 0; i < v.size(); ++i) read_value(v[i], out[i]);
 }
 
-// One declared key: its name in "paras" and where its value goes.
+// One declared key: its name in "paras", where its value goes, and the value
+// the target takes when the request never names the key: the type's empty
+// value (empty, 0, 0.0, false, the record's defaults) unless the key declares
+// another, as {"key", target, fallback}. The frame sets every target to that
+// value before reading, so an initial value in the handler never leaks in.
 class Key {
+    template <class T>
+    struct Same { using type = T; }; // keeps the fallback from deducing the type
 public:
     template <class T>
     Key(const char* name, T& target)
-        : name_(name), target_(&target),
-          read_(+[](const Json::Value& v, void* t) { read_value(v, *static_cast<T*>(t)); })
+        : name_(name), target_(&target), fallback_(nullptr),
+          read_(+[](const Json::Value& v, void* t) { read_value(v, *static_cast<T*>(t)); }),
+          reset_(+[](void* t, const void*) { *static_cast<T*>(t) = T{}; })
+    {
+    }
+    // The fallback must live as long as the handler call (a literal in the key
+    // list does: it lives to the end of the statement that runs the handler).
+    template <class T>
+    Key(const char* name, T& target, const typename Same<T>::type& fallback)
+        : name_(name), target_(&target), fallback_(&fallback),
+          read_(+[](const Json::Value& v, void* t) { read_value(v, *static_cast<T*>(t)); }),
+          reset_(+[](void* t, const void* f) { *static_cast<T*>(t) = *static_cast<const T*>(f); })
     {
     }
     const char* name() const { return name_; }
     void read(const Json::Value& v) const { read_(v, target_); }
+    void reset() const { reset_(target_, fallback_); }
 
 private:
     const char* name_;
     void* target_;
+    const void* fallback_;
     void (*read_)(const Json::Value&, void*);
+    void (*reset_)(void*, const void*);
 };
 
 using Keys = std::initializer_list<Key>;
@@ -60,6 +79,9 @@ using Keys = std::initializer_list<Key>;
 // element is matched against the keys and a later occurrence wins. A "paras"
 // that is an object with members is refused (jsoncpp cannot index it).
 void read_elements(const Json::Value& paras, Keys keys);
+
+// Sets every target to its fallback: what a key that never occurs keeps.
+void reset_keys(Keys keys);
 
 // Second-table form: "paras" is one object whose members are matched.
 void read_members(const Json::Value& paras, Keys keys);

@@ -5,6 +5,7 @@
 #include "engine/api/analysis.h"
 
 #include <cstring>
+#include <stdexcept>
 
 using kesto::adaptor::Form;
 using kesto::adaptor::handle;
@@ -17,7 +18,7 @@ extern "C" KESTO_EXPORT char* create_jw_analysis_cache(const char* request)
     LOG(INFO) << "create_jw_analysis_cache begin";
     try {
         Json::Value root;
-        parse_request(request, root);
+        if (!parse_request(request, root)) throw std::invalid_argument("the request is not JSON");
         const int kind = root["analysis_type"].asInt();
         const std::string uuid = root["uuid"].asString();
         JWAnalysisFilter::instance()->createCache(kind, uuid);
@@ -38,7 +39,7 @@ extern "C" KESTO_EXPORT char* get_jw_analysis_result(const char* request)
     try {
         LOG(INFO) << "get_jw_analysis_result begin";
         Json::Value root;
-        parse_request(request, root);
+        if (!parse_request(request, root)) throw std::invalid_argument("the request is not JSON");
         const std::string uuid = root["uuid"].asString();
         AnalysisFilter filter;
         filter.type = root["analysis_type"].asInt();
@@ -54,7 +55,7 @@ extern "C" KESTO_EXPORT char* get_jw_analysis_result(const char* request)
         LOG(INFO) << "get_jw_analysis_result end";
         LOG(INFO) << "result size: " << std::strlen(reply);
     } catch (const std::exception& e) {
-        LOG(ERROR) << "get_jw_analysis_result error";
+        LOG(ERROR) << "get_jw_analysis_result error: " << e.what();
     }
     return reply;
 }
@@ -66,7 +67,7 @@ extern "C" KESTO_EXPORT char* get_eda_analysis_results(const char* request)
     try {
         LOG(INFO) << "get_eda_analysis_results begin";
         Json::Value root;
-        parse_request(request, root);
+        if (!parse_request(request, root)) throw std::invalid_argument("the request is not JSON");
         Json::Value out(Json::objectValue);
         out["analysis_jobName"] = root["jobName"];
         out["analysis_jobUUID"] = root["jobUUID"];
@@ -96,7 +97,7 @@ extern "C" KESTO_EXPORT char* get_eda_analysis_results(const char* request)
         LOG(INFO) << "get_eda_analysis_results end";
         LOG(INFO) << "result size: " << std::strlen(reply);
     } catch (const std::exception& e) {
-        LOG(ERROR) << "get_eda_analysis_results error";
+        LOG(ERROR) << "get_eda_analysis_results error: " << e.what();
     }
     return reply;
 }

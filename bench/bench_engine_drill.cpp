@@ -1,8 +1,11 @@
-// Drill analysis at 10k, 100k and 1M holes, and paging a 100,000-finding run.
+// Drill analysis at 10k, 100k and 1M holes (also with board nets asked for on
+// a step without copper, and with 100 long diagonal slots), and paging a
+// 100,000-finding run.
 #include "adaptor/exports.h"
 #include "analysis/jw_analysis_filter.h"
 #include "engine/drc/analysis_store.h"
 #include "engine/drc/drill_analysis.h"
+#include "engine/drc/nets.h"
 #include "engine/store/store.h"
 
 #include <benchmark/benchmark.h>
@@ -75,6 +78,50 @@ void BM_DrillAnalysis(benchmark::State& state)
     state.counters["findings"] = double(found);
 }
 BENCHMARK(BM_DrillAnalysis)->Arg(10000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oNLogN);
+
+// The same board with board nets asked for: the step has no copper layer, so
+// there are no nets to sort close holes by.
+void BM_DrillAnalysisNetsWithoutCopper(benchmark::State& state)
+{
+    auto job = drilled_board(int(state.range(0)));
+    drc::DrillOptions o;
+    o.hole_size = o.hole_separation = true;
+    o.use_pth = o.use_npth = o.use_via = true;
+    o.board_nets = true;
+    const drc::LevelLimits limits{{KESTO::API::CloseHoles, {100000, 150000, 200000}}};
+    for (auto _ : state) {
+        state.PauseTiming();
+        drc::forget_board_nets(job->name, "pcb"); // each run as the first on the step
+        state.ResumeTiming();
+        benchmark::DoNotOptimize(drc::analyse_drill(*job, job->steps.at("pcb"), {"drill"}, o, limits));
+    }
+}
+BENCHMARK(BM_DrillAnalysisNetsWithoutCopper)->Arg(1000000)->Unit(benchmark::kMillisecond);
+
+// The board with 100 long slots laid diagonally across it: each slot's box
+// covers most of the board's grid cells, its band only a thin strip.
+void BM_DrillAnalysisLongSlots(benchmark::State& state)
+{
+    auto job = drilled_board(int(state.range(0)));
+    Layer& layer = job->steps.at("pcb").layers.at("drill");
+    const Coord side = Coord(std::ceil(std::sqrt(double(state.range(0))))) * kNmPerMm;
+    for (int i = 0; i < 100; ++i) {
+        Feature slot;
+        slot.kind = FeatureKind::Line;
+        slot.symbol = 1;
+        const Coord shift = Coord(i - 50) * side / 120;
+        slot.a = {shift + side / 10, side / 10};
+        slot.b = {shift + side * 9 / 10, side * 9 / 10};
+        layer.features.push_back(slot);
+    }
+    drc::DrillOptions o;
+    o.hole_size = o.hole_separation = true;
+    o.use_pth = o.use_npth = o.use_via = true;
+    o.board_nets = false;
+    const drc::LevelLimits limits{{KESTO::API::CloseHoles, {100000, 150000, 200000}}};
+    for (auto _ : state) benchmark::DoNotOptimize(drc::analyse_drill(*job, job->steps.at("pcb"), {"drill"}, o, limits));
+}
+BENCHMARK(BM_DrillAnalysisLongSlots)->Arg(1000000)->Unit(benchmark::kMillisecond);
 
 // The whole command as a host sends it: reading the request, the analysis,
 // keeping the run, caching the result and writing the JSON report.

@@ -14,7 +14,7 @@ KESTO_HANDLER(drill_check)
     std::vector<std::string> layers;
     KESTO::API::drill_context context;
     Json::Value ranges;
-    return handle(__func__, request, Form::Elements,
+    return handle(__func__, request, Form::ElementsLogged,
                   {{"job", job}, {"step", step}, {"layers", layers}, {"erf", context.erf},
                    {"rout_distance", context.rout_distance}, {"hole_size", context.hole_size},
                    {"extra_holes", context.extra_holes}, {"hole_seperation", context.hole_separation},
@@ -22,7 +22,7 @@ KESTO_HANDLER(drill_check)
                    {"npth_to_rout", context.npth_to_rout}, {"use_pth", context.use_pth},
                    {"use_npth", context.use_npth}, {"use_via", context.use_via},
                    {"compensated_rout", context.compensated_rout},
-                   {"calculate_board_net_status", context.calculate_board_net_status}, {"ranges", ranges}},
+                   {"calculate_board_net_status", context.calculate_board_net_status, true}, {"ranges", ranges}},
                   [&] {
                       kesto::checks::register_table("DrillRanges");
                       KESTO::API::drill_thresholds thresholds;
@@ -37,22 +37,17 @@ KESTO_HANDLER(drill_check)
                   });
 }
 
-// Accepts the board-drill parameters and checks their types; the board-drill
-// analysis is not started from here, and the cache is left alone.
+// Accepts the board-drill parameters; the board-drill analysis is not started
+// from here, and the cache is left alone. The switches ("single", "cross",
+// "via2pth", ...) are not used, so they are not read: a value of any type is
+// accepted for them.
 KESTO_HANDLER(board_drill_check)
 {
     std::string job, step, erf;
     std::vector<std::string> layers;
-    bool single = false, cross = false, board = false, affected = false, via = false, via2via = false,
-         via2pth = false, via2npth = false, via2rout = false, pth = false, pth2pth = false, pth2npth = false,
-         pth2rout = false, npth = false, npth2npth = false, npth2rout = false, npth2rout_ = false;
     int compensated_rout = 0;
-    return handle("drill_check", request, Form::Elements,
-                  {{"job", job}, {"step", step}, {"layers", layers}, {"erf", erf}, {"single", single},
-                   {"cross", cross}, {"board", board}, {"affected", affected}, {"via", via}, {"via2via", via2via},
-                   {"via2pth", via2pth}, {"via2npth", via2npth}, {"via2rout", via2rout}, {"pth", pth},
-                   {"pth2pth", pth2pth}, {"pth2npth", pth2npth}, {"pth2rout", pth2rout}, {"npth", npth},
-                   {"npth2npth", npth2npth}, {"npth2rout", npth2rout}, {"npth2rout_", npth2rout_},
+    return handle("drill_check", request, Form::ElementsLogged,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"erf", erf},
                    {"compensated_rout", compensated_rout}},
                   [] { return kesto::adaptor::pass(); });
 }

@@ -90,7 +90,7 @@ KESTO_HANDLER(add_text)
     Target t;
     std::string symbol, font, text;
     double xsize = 0, ysize = 0, width = 0, x = 0, y = 0;
-    int orient = 0, version = 1;
+    int orient = 0, version = 0;
     return add(__func__, request, t, symbol,
                {{"job", t.job}, {"step", t.step}, {"layer", t.layer}, {"symbol", symbol}, {"fontname", font},
                 {"text", text}, {"xsize", xsize}, {"ysize", ysize}, {"linewidth", width}, {"location_x", x},

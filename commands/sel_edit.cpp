@@ -84,7 +84,7 @@ KESTO_HANDLER(sel_transform)
     int mode = 0;
     bool rotate = false, scale = false, mirror_x = false, mirror_y = false, duplicate = false;
     KESTO::API::point datum;
-    double angle = 0, xscale = 1, yscale = 1, xoffset = 0, yoffset = 0, point_x = 0, point_y = 0;
+    double angle = 0, xscale = 0, yscale = 0, xoffset = 0, yoffset = 0, point_x = 0, point_y = 0;
     return handle(__func__, request, Form::Elements,
                   {{"job", job}, {"step", step}, {"layer", layer}, {"mode", mode}, {"rotate", rotate},
                    {"scale", scale}, {"mirror_X", mirror_x}, {"mirror_Y", mirror_y}, {"duplicate", duplicate},
@@ -313,7 +313,7 @@ KESTO_HANDLER(change_text)
 {
     std::string job, step, text, font;
     Strings layers;
-    int x_size = 0, y_size = 0, width = 0, polarity = -1, mirror = -1, angle = 0;
+    int x_size = 0, y_size = 0, width = 0, polarity = 0, mirror = 0, angle = 0; // -1 keeps
     return handle(__func__, request, Form::Elements,
                   {{"job", job}, {"step", step}, {"layers", layers}, {"text", text}, {"font", font},
                    {"x_size", x_size}, {"y_size", y_size}, {"width", width}, {"polarity", polarity},
@@ -334,7 +334,7 @@ KESTO_HANDLER(sel_fill)
     std::string job, step;
     Strings layers;
     std::string symbol;
-    int solid_type = 1, type = 0, origin_type = 0;
+    int solid_type = 0, type = 0, origin_type = 0;
     double min_brush = 0, outline_width = 0;
     bool use_arcs = false, break_partial = false, cut_primitive = false, outline = false, outline_invert = false;
     return handle(__func__, request, Form::Elements,

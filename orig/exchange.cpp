@@ -1,9 +1,13 @@
 // File identification, translation and export.
 #include "adaptor/handler.h"
+#include "adaptor/open_job.h"
 #include "engine/model/text.h"
 #include "adaptor/records_json.h"
 #include "engine/api/display.h"
+#include "engine/api/eps.h"
 #include "engine/api/exchange.h"
+#include "engine/api/gds.h"
+#include "engine/api/jobs.h"
 #include "engine/api/units.h"
 #include "engine/store/store.h"
 
@@ -189,14 +193,6 @@ void tool_order_of(const Json::Value& v, kesto::excellon::WriteOptions& options)
     }
 }
 
-// Layer exports name no job; the job is the only one open.
-std::string the_open_job()
-{
-    const std::vector<std::string> jobs = kesto::store::job_names();
-    if (jobs.size() != 1)
-        throw std::invalid_argument(jobs.empty() ? "no job is open" : "several jobs are open: name one under \"job\"");
-    return jobs.front();
-}
 
 kesto::Coord to_engine(double working) { return KESTO::API::from_working_unit(working); }
 
@@ -319,10 +315,10 @@ KESTO_HANDLER(get_drill_showtype)
 KESTO_HANDLER(drill2file)
 {
     std::string job, step, layer, path;
-    bool metric = true;
+    bool metric = false;
     Json::Value unit, zeroes, order;
-    int left = 3, right = 3;
-    double x_scale = 1, y_scale = 1, x_anchor = 0, y_anchor = 0;
+    int left = 0, right = 0;
+    double x_scale = 0, y_scale = 0, x_anchor = 0, y_anchor = 0;
     return handle(__func__, request, Form::MembersParse,
                   {{"job", job}, {"step", step}, {"layer", layer}, {"path", path}, {"isMetric", metric},
                    {"unit", unit}, {"zeroes", zeroes}, {"number_format_l", left}, {"number_format_r", right},
@@ -331,11 +327,18 @@ KESTO_HANDLER(drill2file)
                   [&] {
                       kesto::excellon::WriteOptions options;
                       options.inch = !metric;
-                      options.integer_digits = left;
-                      options.decimal_digits = right;
+                      // No number format given: the usual one of the unit; no
+                      // scale given: no film compensation.
+                      if (left != 0 || right != 0) {
+                          options.integer_digits = left;
+                          options.decimal_digits = right;
+                      } else if (options.inch) {
+                          options.integer_digits = 2;
+                          options.decimal_digits = 4;
+                      }
                       options.zeroes_omitted = zeroes_of(zeroes, options.zeroes_omitted);
-                      options.x_scale = x_scale;
-                      options.y_scale = y_scale;
+                      options.x_scale = x_scale == 0 ? 1 : x_scale;
+                      options.y_scale = y_scale == 0 ? 1 : y_scale;
                       options.anchor = kesto::Point{to_engine(x_anchor), to_engine(y_anchor)};
                       tool_order_of(order, options);
                       std::vector<translate_report> reports;
@@ -355,7 +358,7 @@ KESTO_HANDLER(layer_export)
     std::string job, step, layer, filename;
     int type = 0, left = 0, right = 0, num1 = 0, num2 = 0, mirror_direction = 0, gds_dbu = 0;
     bool reverse = false, mirror = false, rotate = false, scale = false, profile_top = false, cut_profile = false;
-    double resize = 0, angle = 0, scaling_x = 1, scaling_y = 1, mirror_x = 0, mirror_y = 0, rotate_x = 0,
+    double resize = 0, angle = 0, scaling_x = 0, scaling_y = 0, mirror_x = 0, mirror_y = 0, rotate_x = 0,
            rotate_y = 0, scale_x = 0, scale_y = 0;
     Json::Value zeros, unit, coordinates, zeros_omitted;
     std::vector<std::vector<KESTO::API::lPoint>> cut_polygon;
@@ -417,24 +420,100 @@ KESTO_HANDLER(layer_export)
         });
 }
 
+
+// The file's polygons join the layer; what could not be read is the error text.
+KESTO_HANDLER(add_gds)
+{
+    std::string job, step, layer, path;
+    return handle(__func__, request, Form::MembersParse,
+                  {{"job", job}, {"step", step}, {"layer", layer}, {"filepath", path}}, [&] {
+                      std::vector<std::string> notes;
+                      const bool ok = KESTO::API::add_gds(job, step, layer, path, notes);
+                      for (const std::string& note : notes) {
+                          if (ok)
+                              LOG(WARNING) << "add_gds: " << note;
+                          else
+                              LOG(ERROR) << "add_gds: " << note;
+                      }
+                      return ok ? pass() : error();
+                  });
+}
+
 namespace {
 
-// Formats the engine does not read: the answer is the error text, with a
-// record that says why.
-char* not_read(const char* command, const char* what, const char* request)
+Json::Value eps_reply(bool result, const KESTO::API::EPS_INFO& info)
 {
-    return handle(command, request, Form::MembersParse, {}, [&] {
-        LOG(ERROR) << command << ": " << what << " files are not read by this engine";
-        return error();
-    });
+    Json::Value paras(Json::objectValue);
+    paras["result"] = result;
+    paras["rules"] = Json::Value(Json::arrayValue);
+    for (const std::string& rule : info.rules) paras["rules"].append(rule);
+    paras["name"] = info.name;
+    if (!result) paras["reason"] = info.reason;
+    return paras;
+}
+
+// The job the file goes into is made first; a name that cannot be made is
+// the error text.
+void create_eps_job(const std::string& job)
+{
+    if (!KESTO::API::create_job(job)) {
+        LOG(ERROR) << "Create_job failed";
+        throw std::invalid_argument("job " + job + " cannot be created");
+    }
 }
 
 } // namespace
 
-KESTO_HANDLER(add_gds) { return not_read(__func__, "GDSII", request); }
-KESTO_HANDLER(open_eps) { return not_read(__func__, "EPS", request); }
-KESTO_HANDLER(open_eps_matrix) { return not_read(__func__, "EPS", request); }
-KESTO_HANDLER(identify_eps) { return not_read(__func__, "EPS", request); }
+KESTO_HANDLER(open_eps)
+{
+    std::string job, path;
+    return handle(__func__, request, Form::MembersParse, {{"job", job}, {"path", path}}, [&] {
+        create_eps_job(job);
+        KESTO::API::EPS_INFO info;
+        const bool ok = KESTO::API::open_eps(job, path, info);
+        return reply_json("OPEN_EPS", eps_reply(ok, info));
+    });
+}
+
+// "matrix" names the layers the artwork would go to; nothing is read to use it.
+KESTO_HANDLER(open_eps_matrix)
+{
+    std::string job, path;
+    Json::Value matrix;
+    return handle(__func__, request, Form::MembersParse, {{"job", job}, {"path", path}, {"matrix", matrix}}, [&] {
+        create_eps_job(job);
+        KESTO::API::EPS_INFO info;
+        const bool ok = KESTO::API::open_eps(job, path, info);
+        if (!ok) LOG(ERROR) << "Open_eps API failed";
+        return reply_json("OPEN_EPS_MATRIX", eps_reply(ok, info));
+    });
+}
+
+KESTO_HANDLER(identify_eps)
+{
+    std::string job, path;
+    return handle(__func__, request, Form::MembersParse, {{"job", job}, {"path", path}}, [&] {
+        create_eps_job(job);
+        KESTO::API::EPS_INFO info;
+        KESTO::API::eps_steps steps;
+        const bool ok = KESTO::API::identify_eps(job, path, info, steps);
+        Json::Value paras = eps_reply(ok, info);
+        paras["step_info"] = Json::Value(Json::arrayValue);
+        for (const auto& [step, layers] : steps) {
+            Json::Value entry(Json::objectValue);
+            entry["step"] = step;
+            entry["layer_info"] = Json::Value(Json::arrayValue);
+            for (const auto& [layer, count] : layers) {
+                Json::Value l(Json::objectValue);
+                l["layer"] = layer;
+                l["features"] = count;
+                entry["layer_info"].append(l);
+            }
+            paras["step_info"].append(entry);
+        }
+        return reply_json("IDENTIFY_EPS", paras);
+    });
+}
 KESTO_HANDLER(save_eps)
 {
     return handle(__func__, request, Form::MembersParse, {}, [&] {

@@ -1,5 +1,6 @@
 // Feature builders, clipping, reshaping and feature changes.
 #include "adaptor/handler.h"
+#include "adaptor/open_job.h"
 #include "engine/api/clickbox.h"
 #include "engine/api/jobs.h"
 #include "engine/api/selection.h"
@@ -70,7 +71,7 @@ KESTO_HANDLER(GreateTextString)
 {
     double x = 0, y = 0, xsize = 0, ysize = 0, width = 0;
     std::string font, text;
-    int polarity = 0, orient = 0, version = 1;
+    int polarity = 0, orient = 0, version = 0;
     return handle(__func__, request, Form::Members,
                   {{"location_x", x}, {"location_y", y}, {"fontname", font}, {"text", text}, {"polarity", polarity},
                    {"orient", orient}, {"xsize", xsize}, {"ysize", ysize}, {"linewidth", width}, {"version", version}},
@@ -134,6 +135,7 @@ KESTO_HANDLER(reshape_line_to_pad)
     return handle(__func__, request, Form::Members,
                   {{"scope", para.scope}, {"affected_node", para.affected_node}, {"step", para.step}, {"layer", layer}},
                   [&] {
+                      para.job = the_open_job();
                       para.layers = {layer};
                       para.sel_type = sel_type_of(para.scope);
                       KESTO::API::reshape_line_to_pad(para);
@@ -146,7 +148,7 @@ KESTO_HANDLER(reshape_line_to_pad_new)
     std::string step;
     Strings layers;
     return handle(__func__, request, Form::Members, {{"step", step}, {"layers", layers}}, [&] {
-        KESTO::API::reshape_line_to_pad("", step, layers);
+        KESTO::API::reshape_line_to_pad(the_open_job(), step, layers);
         return pass();
     });
 }
@@ -160,6 +162,7 @@ KESTO_HANDLER(reshape_substitute)
                    {"extra_params", para.extra_params}, {"mode", para.mode}, {"symbol", para.symbol_name},
                    {"scope", para.scope}},
                   [&] {
+                      para.job = the_open_job();
                       para.layers = {layer};
                       para.sel_type = sel_type_of(para.scope);
                       KESTO::API::reshape_substitute(para);
@@ -172,7 +175,7 @@ KESTO_HANDLER(reshape_pad_to_line)
     std::string step;
     Strings layers;
     return handle(__func__, request, Form::Members, {{"step", step}, {"layers", layers}}, [&] {
-        KESTO::API::reshape_pad_to_line("", step, layers);
+        KESTO::API::reshape_pad_to_line(the_open_job(), step, layers);
         return pass();
     });
 }
@@ -250,7 +253,7 @@ KESTO_HANDLER(change_texts)
     std::string job, step, text, font;
     Strings layers;
     double xsize = 0, ysize = 0, width = 0, angle = 0;
-    int polarity = -1, mirror = -1;
+    int polarity = 0, mirror = 0; // -1 keeps: the host says so
     return handle(__func__, request, Form::Members,
                   {{"jobname", job}, {"stepname", step}, {"layernames", layers}, {"text", text}, {"fontname", font},
                    {"xsize", xsize}, {"ysize", ysize}, {"linewidth", width}, {"polarity", polarity},
@@ -270,7 +273,7 @@ KESTO_HANDLER(change_feature_symbols)
     int count = 0;
     return handle(__func__, request, Form::Members,
                   {{"step", step}, {"symbol", symbol}, {"layers", layers}, {"pad_angle", pad_angle}}, [&] {
-                      KESTO::API::change_feature_symbols("", step, layers, symbol, pad_angle, count);
+                      KESTO::API::change_feature_symbols(the_open_job(), step, layers, symbol, pad_angle, count);
                       return pass();
                   });
 }
@@ -285,6 +288,7 @@ KESTO_HANDLER(resize_Global)
                    {"extra_params", para.extra_params}, {"scope", para.scope}, {"feature_size", para.feature_size},
                    {"error_size", para.error_size}},
                   [&] {
+                      para.job = the_open_job();
                       para.layers = {layer};
                       para.sel_type = sel_type_of(para.scope);
                       para.size = para.feature_size;
@@ -299,7 +303,7 @@ KESTO_HANDLER(resize_Polyline)
     std::string job, step;
     Strings layers;
     double size = 0;
-    bool selected = true;
+    bool selected = false;
     return handle(__func__, request, Form::Members,
                   {{"jobname", job}, {"stepname", step}, {"layernames", layers}, {"size", size},
                    {"is_selected", selected}},
@@ -347,7 +351,7 @@ KESTO_HANDLER(clip_area_use_manual)
     std::string job, step;
     Strings layers;
     std::vector<KESTO::API::point> points;
-    bool inside = true, contour = false;
+    bool inside = false, contour = false;
     double margin = 0;
     int types = 0;
     return handle(__func__, request, Form::Members,

@@ -136,7 +136,7 @@ KESTO_HANDLER(use_solid_fill_contours)
 {
     std::string job, step;
     std::vector<std::string> layers;
-    bool solid_type = true, use_arcs = false;
+    bool solid_type = false, use_arcs = false;
     double min_brush = 0;
     return handle(__func__, request, Form::Members,
                   {{"jobname", job}, {"stepname", step}, {"layernames", layers}, {"solid_type", solid_type},

@@ -1,5 +1,6 @@
 // Point and polygon selection, highlight and feature queries.
 #include "adaptor/handler.h"
+#include "adaptor/open_job.h"
 #include "adaptor/records_json.h"
 #include "engine/api/edit.h"
 #include "engine/api/features.h"
@@ -117,7 +118,9 @@ namespace {
 using KESTO::API::featureInfo;
 using KESTO::API::Points;
 
-// The keys of the clicked-area commands.
+// The keys of the clicked-area commands: all read "job", "step", "layer" and
+// "selectpolygon"; each reads only those of the others it uses, so a member
+// it does not use is ignored whatever its type.
 struct Area {
     std::string job, step, layer;
     double margin = 0;
@@ -126,84 +129,93 @@ struct Area {
     featureInfo pattern;
 };
 
+enum AreaKeys : unsigned { kPoints = 0, kMargin = 1, kClear = 2, kPattern = 4 };
+
 template <class Operation>
-char* on_area(const char* name, const char* request, Operation&& operation)
+char* on_area(const char* name, const char* request, unsigned keys, Operation&& operation)
 {
     Area a;
-    return handle(name, request, Form::MembersParse,
-                  {{"job", a.job}, {"step", a.step}, {"layer", a.layer}, {"margin", a.margin}, {"clear", a.clear},
-                   {"selectpolygon", a.points}, {"featureMes", a.pattern}},
-                  [&] {
-                      operation(a);
-                      return pass();
-                  });
+    auto run = [&] {
+        operation(a);
+        return pass();
+    };
+    const Key job{"job", a.job}, step{"step", a.step}, layer{"layer", a.layer}, points{"selectpolygon", a.points},
+        margin{"margin", a.margin}, clear{"clear", a.clear}, pattern{"featureMes", a.pattern};
+    switch (keys) {
+    case kPoints: return handle(name, request, Form::MembersParse, {job, step, layer, points}, run);
+    case kPoints | kPattern: return handle(name, request, Form::MembersParse, {job, step, layer, points, pattern}, run);
+    case kMargin | kPattern:
+        return handle(name, request, Form::MembersParse, {job, step, layer, points, margin, pattern}, run);
+    default:
+        return handle(name, request, Form::MembersParse, {job, step, layer, points, margin, clear, pattern}, run);
+    }
 }
 
 } // namespace
 
 KESTO_HANDLER(select_multi_features)
 {
-    return on_area(__func__, request, [](Area& a) {
+    return on_area(__func__, request, kMargin | kClear | kPattern, [](Area& a) {
         KESTO::API::select_multi_features(a.job, a.step, a.layer, a.points, a.pattern, a.margin, a.clear, true);
     });
 }
 
 KESTO_HANDLER(select_Features)
 {
-    return on_area(__func__, request, [](Area& a) {
+    return on_area(__func__, request, kMargin | kClear | kPattern, [](Area& a) {
         KESTO::API::select_features(a.job, a.step, a.layer, a.points, a.pattern, a.margin, a.clear);
     });
 }
 
 KESTO_HANDLER(unselect_multi_features)
 {
-    return on_area(__func__, request, [](Area& a) {
+    return on_area(__func__, request, kMargin | kClear | kPattern, [](Area& a) {
         KESTO::API::unselect_multi_features(a.job, a.step, a.layer, a.points, a.pattern, a.margin, a.clear);
     });
 }
 
 KESTO_HANDLER(unselect_Features)
 {
-    return on_area(__func__, request, [](Area& a) {
+    return on_area(__func__, request, kMargin | kPattern, [](Area& a) {
         KESTO::API::unselect_features(a.job, a.step, a.layer, a.points, a.pattern, a.margin);
     });
 }
 
 KESTO_HANDLER(highlight_Features)
 {
-    return on_area(__func__, request, [](Area& a) {
+    return on_area(__func__, request, kMargin | kPattern, [](Area& a) {
         KESTO::API::highlight_features(a.job, a.step, a.layer, a.points, a.pattern, a.margin, true, false);
     });
 }
 
 KESTO_HANDLER(highlight_multi_features)
 {
-    return on_area(__func__, request, [](Area& a) {
+    return on_area(__func__, request, kMargin | kPattern, [](Area& a) {
         KESTO::API::highlight_multi_features(a.job, a.step, a.layer, a.points, a.pattern, a.margin, true, false);
     });
 }
 
 KESTO_HANDLER(clear_clicked_feature_status)
 {
-    return on_area(__func__, request,
+    return on_area(__func__, request, kPoints,
                    [](Area& a) { KESTO::API::clear_clicked_feature_status(a.job, a.step, a.layer, a.points); });
 }
 
 KESTO_HANDLER(select_polyline)
 {
-    return on_area(__func__, request, [](Area& a) { KESTO::API::select_polyline(a.job, a.step, a.layer, a.points); });
+    return on_area(__func__, request, kPoints, [](Area& a) { KESTO::API::select_polyline(a.job, a.step, a.layer, a.points); });
 }
 
 KESTO_HANDLER(unselect_polyline)
 {
-    return on_area(__func__, request, [](Area& a) { KESTO::API::unselect_polyline(a.job, a.step, a.layer, a.points); });
+    return on_area(__func__, request, kPoints, [](Area& a) { KESTO::API::unselect_polyline(a.job, a.step, a.layer, a.points); });
 }
 
 // The query answers stay in the engine's out values: hosts read data with
 // is_Selected, get_selected_feature_infos or get_select_param.
 KESTO_HANDLER(get_feature_info)
 {
-    return on_area(__func__, request, [](Area& a) {
+    return on_area(__func__, request, kPoints | kPattern, [](Area& a) {
         KESTO::API::get_feature_info(a.job, a.step, a.layer, a.points, a.pattern, KESTO::API::kTypeAll);
     });
 }
@@ -232,7 +244,7 @@ KESTO_HANDLER(get_feature_dis_point)
                    {"featureIndex2", index2}},
                   [&] {
                       double x1 = 0, y1 = 0, x2 = 0, y2 = 0;
-                      KESTO::API::get_feature_dis_point("", step, layer1, index1, layer2, index2, x1, y1, x2, y2);
+                      KESTO::API::get_feature_dis_point(the_open_job(), step, layer1, index1, layer2, index2, x1, y1, x2, y2);
                       return pass();
                   });
 }

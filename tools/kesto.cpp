@@ -92,7 +92,12 @@ bool start(const std::string& config_dir)
         std::cerr << "kesto: the library could not start (init returned false; is config.json valid JSON?)\n";
         return false;
     }
-    if (g_quiet) google::SetStderrLogging(google::GLOG_FATAL);
+    if (g_quiet) {
+        google::SetStderrLogging(google::GLOG_FATAL);
+        // With an empty "log_path" the library writes no log files, and glog,
+        // never set up, sends every record to standard error: quiet drops them.
+        if (!google::IsGoogleLoggingInitialized()) FLAGS_minloglevel = google::GLOG_FATAL;
+    }
     init_log(0);
     init_func_map();
     init_orig_func_map();

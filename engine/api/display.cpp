@@ -110,9 +110,21 @@ bool draw(const std::string& job_name, const std::string& step_name, const std::
         }
         layer = &flat;
     }
-    const auto shapes = kesto::render::layer_shapes(*layer, kesto::geom::context_of(*job),
-                                                    kesto::render::visible_box(canvas), pick);
-    kesto::render::draw_layer(canvas, shapes, colour, negative);
+    // The display switches: widths, texts, and negative data outlined.
+    const show_param& param = display().param;
+    kesto::render::DrawStyle style;
+    style.widths = param.display_widths != 0;
+    style.texts = param.display_text != 0;
+    const kesto::geom::OutlineContext context = kesto::geom::context_of(*job);
+    const kesto::Box window = kesto::render::visible_box(canvas);
+    const auto shapes = kesto::render::layer_shapes(*layer, context, window, pick, style);
+    std::vector<kesto::render::Shape> marked;
+    if (param.negative_data)
+        marked = kesto::render::layer_shapes(
+            *layer, context, window,
+            [&](const kesto::Feature& f, size_t i) { return f.polarity == kesto::Polarity::Negative && (!pick || pick(f, i)); },
+            style);
+    kesto::render::draw_layer(canvas, shapes, colour, negative, marked);
     return true;
 }
 
@@ -162,7 +174,7 @@ bool draw_profile(const std::string& job_name, const std::string& step_name)
         LOG(ERROR) << "draw_profile: no step \"" << step_name << "\" of an open job \"" << job_name << "\", or no canvas";
         return false;
     }
-    if (!step->has_profile) return true;
+    if (!step->has_profile || !display().param.profile) return true; // the profile switch is off
     kesto::render::draw_outline(display().canvas, kesto::geom::surface_outline(step->profile), drawing_colour(), 2.0);
     return true;
 }

@@ -25,7 +25,7 @@ struct OpPara {
     double radius = 0;       // working unit
     int mode = 0;
     std::string symbol_name;
-    int dcode = -1;
+    int dcode = 0;           // substitute: the new pads' D-code; 0 keeps each feature's
     int polarity = 2;        // 0 positive, 1 negative, 2 invert
     std::string para;
     std::string affected_node;

@@ -109,6 +109,8 @@ std::string pick(const std::string& job, const std::string& step, const std::str
     if (clear || options.is_clear) {
         if (how == Mark::Highlight) kesto::edit::clear_highlight(*v.layer);
         if (how == Mark::Select || how == Mark::Unselect) kesto::edit::clear_selection(*v.layer);
+    } else if (how == Mark::Select && options.sels == 0) {
+        kesto::edit::clear_selection(*v.layer); // what is caught replaces the selection
     }
     const size_t n = mark(*v.layer, caught(v, points, margin, pattern, all), how);
     const char* verb = how == Mark::Select      ? " selected"

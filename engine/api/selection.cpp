@@ -6,9 +6,17 @@ namespace KESTO {
 namespace API {
 namespace {
 
+// Until the host sets the selection options, a click adds to the selection.
+Selection adding()
+{
+    Selection s;
+    s.sels = 1;
+    return s;
+}
+
 struct SelectionState {
     select_info filter;
-    Selection options;
+    Selection options = adding();
 };
 
 SelectionState& state()

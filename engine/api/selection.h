@@ -38,7 +38,7 @@ struct select_info {
 
 // Options of a selection operation.
 struct Selection {
-    int sels = 0;            // 0 replace, 1 add to the selection
+    int sels = 0;            // selecting: 0 replaces the layer's selection, 1 adds to it
     bool is_standard = true;
     bool is_clear = false;   // clear the selection first
     bool all_layers = false;

@@ -1,6 +1,9 @@
 // The pair walk of near_pairs; included by capsules.h.
 #pragma once
 #include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <utility>
 
 namespace kesto::drc {
 
@@ -43,14 +46,35 @@ void near_pairs(const std::vector<Capsule>& caps, Coord reach, bool cross_groups
         for (std::size_t q = above; q < s.cells.size() && s.cells[q].key <= hi; ++q) visit_cells(c, s.cells[q]);
     }
 
-    // Long capsules: against the small ones in the cells their box reaches,
-    // then against each other.
+    // Long capsules: against the small ones in the cells their band reaches
+    // (the cells near the centre segment, not every cell of a diagonal
+    // slot's box), then against each other.
     for (std::uint32_t l : s.large) {
         const auto& b = s.boxes[l];
         const Coord half = s.size / 2 + 1;
         const std::uint64_t k0 = s.cell_key(b.xmin - half, b.ymin - half);
         const std::uint64_t k1 = s.cell_key(b.xmax + half, b.ymax + half);
         const std::uint64_t x0 = k0 & 0xffffffffu, x1 = k1 & 0xffffffffu;
+        // A small capsule whose box meets this one's has its centre within
+        // `e` of the centre segment (box inflation plus a whole cell).
+        const Capsule& c = caps[l];
+        const Coord e = (b.xmax - b.xmin) - std::llabs(c.a.x - c.b.x) + s.size + 1;
+        const double ax = double(c.a.x), ay = double(c.a.y), dx = double(c.b.x - c.a.x), dy = double(c.b.y - c.a.y);
+        // The cell columns of row y that lie within e of the segment.
+        auto band = [&](std::uint64_t y, std::uint64_t& from, std::uint64_t& to) {
+            const double lo = double(s.oy) + double(y) * double(s.size) - double(e);
+            const double hi = double(s.oy) + double(y + 1) * double(s.size) + double(e);
+            double t0 = 0, t1 = 1;
+            if (dy != 0) {
+                t0 = std::clamp((lo - ay) / dy, 0.0, 1.0);
+                t1 = std::clamp((hi - ay) / dy, 0.0, 1.0);
+                if (t0 > t1) std::swap(t0, t1);
+            }
+            const double xa = ax + dx * t0, xb = ax + dx * t1;
+            const Coord xmin = Coord(std::floor(std::min(xa, xb))) - e, xmax = Coord(std::ceil(std::max(xa, xb))) + e;
+            from = std::max<std::uint64_t>(x0, s.cell_key(xmin, s.oy) & 0xffffffffu);
+            to = std::min<std::uint64_t>(x1, s.cell_key(xmax, s.oy) & 0xffffffffu);
+        };
         // A box spanning more rows than there are cells (absurd coordinates
         // in a damaged file) is matched against every cell instead.
         if ((k1 >> 32) - (k0 >> 32) >= s.cells.size()) {
@@ -62,7 +86,10 @@ void near_pairs(const std::vector<Capsule>& caps, Coord reach, bool cross_groups
             continue;
         }
         for (std::uint64_t y = k0 >> 32; y <= (k1 >> 32); ++y) {
-            const std::uint64_t first = (y << 32) | x0, last = (y << 32) | x1;
+            std::uint64_t from = x0, to = x1;
+            band(y, from, to);
+            if (from > to) continue;
+            const std::uint64_t first = (y << 32) | from, last = (y << 32) | to;
             auto it = std::lower_bound(s.cells.begin(), s.cells.end(), first,
                                        [](const PairSearch::Cell& c, std::uint64_t k) { return c.key < k; });
             for (; it != s.cells.end() && it->key <= last; ++it)

@@ -283,11 +283,11 @@ struct Analysis {
     }
 
     // Nets need copper: on a step without copper layers close plated holes
-    // stay under "Close Holes".
+    // stay under "Close Holes", and no nets are built.
     void board_nets_of_step()
     {
-        nets = board_nets(job, step);
-        if (!nets->copper.empty()) return;
+        if (!copper_rows().empty()) nets = board_nets(job, step);
+        if (nets && !nets->copper.empty()) return;
         nets = nullptr;
         out.notes.push_back("step " + step.name + " has no copper layer; close holes are not sorted by net");
     }

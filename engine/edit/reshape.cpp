@@ -689,7 +689,7 @@ size_t substitute(Layer& layer, const std::vector<bool>& picked, const Symbol& s
         Feature pad = like(f, FeatureKind::Pad);
         pad.a = at;
         pad.symbol = index;
-        if (dcode >= 0) pad.dcode = dcode;
+        if (dcode > 0) pad.dcode = dcode; // 0: no D-code given, keep the feature's
         l.features.push_back(pad);
         return true;
     });

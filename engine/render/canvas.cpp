@@ -44,6 +44,28 @@ void add_paths(cairo_t* cr, const ClipperLib::Paths& paths)
     }
 }
 
+// Open paths in world units, stroked one device pixel wide with round ends,
+// so a path of one point still lights a pixel.
+void stroke_hairlines(cairo_t* cr, const ClipperLib::Paths& lines)
+{
+    cairo_new_path(cr);
+    for (const auto& line : lines) {
+        if (line.empty()) continue;
+        cairo_move_to(cr, static_cast<double>(line[0].X), static_cast<double>(line[0].Y));
+        if (line.size() == 1)
+            cairo_line_to(cr, static_cast<double>(line[0].X), static_cast<double>(line[0].Y));
+        for (size_t i = 1; i < line.size(); ++i)
+            cairo_line_to(cr, static_cast<double>(line[i].X), static_cast<double>(line[i].Y));
+    }
+    cairo_save(cr);
+    cairo_identity_matrix(cr);
+    cairo_set_line_width(cr, 1.0);
+    cairo_set_line_cap(cr, CAIRO_LINE_CAP_ROUND);
+    cairo_set_line_join(cr, CAIRO_LINE_JOIN_ROUND);
+    cairo_stroke(cr);
+    cairo_restore(cr);
+}
+
 } // namespace
 
 Canvas make_canvas(int width, int height, Colour background)
@@ -95,7 +117,8 @@ void clear(Canvas& canvas)
     cairo_paint(cr.get());
 }
 
-void draw_layer(Canvas& canvas, const std::vector<Shape>& shapes, Colour colour, bool negative_layer)
+void draw_layer(Canvas& canvas, const std::vector<Shape>& shapes, Colour colour, bool negative_layer,
+                const std::vector<Shape>& marked)
 {
     if (!valid(canvas)) return;
     auto mask = image(canvas.width, canvas.height, CAIRO_FORMAT_A8);
@@ -121,11 +144,31 @@ void draw_layer(Canvas& canvas, const std::vector<Shape>& shapes, Colour colour,
             const bool expose = shapes[i].dark != negative_layer;
             cairo_new_path(cr.get());
             size_t j = i;
-            for (; j < shapes.size() && (shapes[j].dark != negative_layer) == expose; ++j)
+            bool hairlines = false;
+            for (; j < shapes.size() && (shapes[j].dark != negative_layer) == expose; ++j) {
                 add_paths(cr.get(), shapes[j].paths);
+                hairlines = hairlines || !shapes[j].hairlines.empty();
+            }
             cairo_set_operator(cr.get(), expose ? CAIRO_OPERATOR_OVER : CAIRO_OPERATOR_CLEAR);
             cairo_fill(cr.get());
+            if (hairlines) {
+                ClipperLib::Paths lines;
+                for (size_t k = i; k < j; ++k) lines.insert(lines.end(), shapes[k].hairlines.begin(), shapes[k].hairlines.end());
+                stroke_hairlines(cr.get(), lines);
+            }
             i = j;
+        }
+        if (!marked.empty()) {
+            cairo_set_operator(cr.get(), CAIRO_OPERATOR_OVER);
+            ClipperLib::Paths lines;
+            for (const Shape& s : marked) {
+                for (auto path : s.paths) {
+                    if (!path.empty()) path.push_back(path.front()); // closed
+                    lines.push_back(std::move(path));
+                }
+                lines.insert(lines.end(), s.hairlines.begin(), s.hairlines.end());
+            }
+            stroke_hairlines(cr.get(), lines);
         }
     }
     Context cr = context(canvas.surface);

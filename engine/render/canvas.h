@@ -24,10 +24,13 @@ struct Colour {
 };
 
 // One exposure: closed paths in nanometres, outers counter-clockwise and
-// holes clockwise (as Clipper returns them), filled with the non-zero rule.
+// holes clockwise (as Clipper returns them), filled with the non-zero rule;
+// and open hairlines, stroked one pixel wide whatever the zoom (what has no
+// width of its own but must still be seen). A hairline of one point is a dot.
 struct Shape {
     ClipperLib::Paths paths;
     bool dark = true;
+    ClipperLib::Paths hairlines;
 };
 
 struct Canvas {
@@ -54,8 +57,10 @@ void zoom_to_resolution(Canvas& canvas, Point origin, double pixels_per_inch);
 void clear(Canvas& canvas);
 
 // Draws one layer's exposures, in order, in `colour`. A negative layer
-// inverts the exposure (dark where nothing was drawn).
-void draw_layer(Canvas& canvas, const std::vector<Shape>& shapes, Colour colour, bool negative_layer = false);
+// inverts the exposure (dark where nothing was drawn). `marked` shapes are
+// outlined one pixel wide on top, whatever they exposed.
+void draw_layer(Canvas& canvas, const std::vector<Shape>& shapes, Colour colour, bool negative_layer = false,
+                const std::vector<Shape>& marked = {});
 
 // Outlines only, one pixel wide, e.g. a step profile or a selection.
 void draw_outline(Canvas& canvas, const ClipperLib::Paths& paths, Colour colour, double width_px = 1.0);

@@ -88,12 +88,49 @@ TEST(Handler, RunsTheBodyWithDefaultsOnBadTextAndCatchesEverything)
         });
     };
     EXPECT_EQ(run("not json", Form::Elements), pass());
-    EXPECT_EQ(job, "untouched");
+    EXPECT_EQ(job, "") << "bad text leaves every key at its empty value";
     EXPECT_EQ(run(R"({"paras":[{"job":"throw"}]})", Form::Elements), error());
     EXPECT_EQ(run(R"({"paras":{"job":"j"}})", Form::Elements), error()) << "an object is no array";
     EXPECT_EQ(run(R"({"paras":{"job":"j"}})", Form::Members), pass());
     EXPECT_EQ(run("not json", Form::Members), error()) << "the second table refuses bad text";
+    EXPECT_EQ(run("", Form::ElementsLogged), error()) << "so do the checks";
     EXPECT_EQ(calls, 3);
+}
+
+// A key the request never names is empty, 0, 0.0 or false, whatever the
+// handler's variable held before, call after call; only a fallback declared
+// with the key differs.
+TEST(Handler, KeysThatNeverOccurTakeTheirEmptyValueOrDeclaredFallback)
+{
+    int dcode = -1;
+    double scale = 1;
+    bool inside = true, nets = false;
+    std::string text = "kept";
+    std::vector<int> order{3};
+    auto run = [&](const char* request, Form form) {
+        return handle("probe", request, form,
+                      {{"dcode", dcode}, {"scale", scale}, {"inside", inside}, {"text", text}, {"order", order},
+                       {"nets", nets, true}},
+                      [] { return pass(); });
+    };
+    for (Form form : {Form::Elements, Form::ElementsLogged}) {
+        ASSERT_EQ(run(R"({"paras":[{"other":1}]})", form), pass());
+        EXPECT_EQ(dcode, 0);
+        EXPECT_EQ(scale, 0.0);
+        EXPECT_FALSE(inside);
+        EXPECT_EQ(text, "");
+        EXPECT_TRUE(order.empty());
+        EXPECT_TRUE(nets) << "the declared fallback";
+        ASSERT_EQ(run(R"({"paras":[{"dcode":12,"nets":false,"text":"t"}]})", form), pass());
+        EXPECT_EQ(dcode, 12);
+        EXPECT_FALSE(nets);
+    }
+    // A second call does not inherit the first one's values.
+    ASSERT_EQ(run(R"({"paras":{"scale":2}})", Form::Members), pass());
+    EXPECT_EQ(dcode, 0);
+    EXPECT_EQ(text, "");
+    EXPECT_EQ(scale, 2.0);
+    EXPECT_TRUE(nets);
 }
 
 TEST(Reply, JsonRepliesAreCompactAndOutliveTheCall)

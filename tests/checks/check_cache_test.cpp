@@ -77,11 +77,15 @@ TEST(DrillCheck, AnUnknownJobGivesAnEmptyReportAndEmptiesTheDrillMember)
     EXPECT_TRUE(common_cache::instance()->getDrillResult().empty());
 }
 
-TEST(DrillCheck, BoardDrillCheckAnswersPassForWellTypedParameters)
+TEST(DrillCheck, BoardDrillCheckChecksOnlyTheValuesItKeeps)
 {
     const std::string error = init_func_map(); // hosts have always had the error text here
     const std::string pass = board_drill_check(R"({"paras":[{"job":"j","single":true,"npth2rout_":false}]})");
     EXPECT_NE(pass, error);
-    EXPECT_EQ(board_drill_check(R"({"paras":[{"single":"yes"}]})"), error);
+    // The switches are not used, so their type does not matter.
+    EXPECT_EQ(board_drill_check(R"({"paras":[{"single":"yes","via2pth":[1],"npth2rout_":{}}]})"), pass);
+    EXPECT_EQ(board_drill_check(R"({"paras":[{"compensated_rout":"two"}]})"), error);
+    EXPECT_EQ(board_drill_check(R"({"paras":[{"layers":[[1]]}]})"), error);
+    EXPECT_EQ(board_drill_check("{\"paras\":["), error) << "text that does not parse";
     EXPECT_EQ(drill_check(R"({"paras":[{"hole_size":[1]}]})"), error);
 }

@@ -3,9 +3,11 @@
 
 #include "engine/drc/capsules.h"
 #include "engine/drc/drill_analysis.h"
+#include "engine/drc/nets.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <set>
 
@@ -319,4 +321,50 @@ TEST(DrcCapsules, LongPathAmongTinyHoles)
         if (capsule_gap(caps[i], caps[j]).gap <= 5) ++met;
     });
     EXPECT_EQ(met, 1000u);
+}
+
+// A slot laid diagonally across a 200 x 200 mm field of holes, its centre
+// line 0.354 mm from the nearest hole centres (a gap of 0.104 mm): the search
+// offers it only the holes along its way (its box holds all 40,000), and
+// every hole within reach is met, as a brute-force pass over all holes says.
+TEST(DrcCapsules, DiagonalSlotMeetsOnlyTheHolesAlongIt)
+{
+    std::vector<Capsule> caps{{{0, 500000}, {199000000, 199500000}, 100000, 1}};
+    for (Coord i = 0; i < 200; ++i)
+        for (Coord j = 0; j < 200; ++j) caps.push_back({{i * 1000000, j * 1000000}, {i * 1000000, j * 1000000}, 150000, 0});
+    for (const Coord reach : {Coord(0), Coord(150000), Coord(700000)}) {
+        std::set<std::uint32_t> expected, found;
+        for (std::uint32_t k = 1; k < caps.size(); ++k)
+            if (capsule_gap(caps[0], caps[k]).gap <= reach) expected.insert(k);
+        std::size_t offered = 0;
+        near_pairs(caps, reach, true, [&](std::uint32_t i, std::uint32_t j) {
+            ASSERT_EQ(i, 0u);
+            ++offered;
+            if (capsule_gap(caps[i], caps[j]).gap <= reach) found.insert(j);
+        });
+        EXPECT_EQ(found, expected) << "reach " << reach;
+        if (reach > 0) EXPECT_GE(expected.size(), 199u) << "the holes beside the diagonal, 0.104 mm away";
+        EXPECT_LT(offered, 200u * 12) << "a band along the slot, not its box, at reach " << reach;
+    }
+}
+
+// Board nets sort close holes by copper; a step without copper has none, and
+// the check neither builds nor keeps them there.
+TEST(DrcDrillSpacing, NoCopperNoBoardNets)
+{
+    JobBuilder b("nocopper");
+    Layer& drill = b.layer("drill", "DRILL");
+    const int r300 = JobBuilder::round(drill, 300);
+    JobBuilder::pad(drill, r300, 0, 0);
+    JobBuilder::pad(drill, r300, 400, 0);
+    DrillOptions o = all_tests();
+    o.board_nets = true;
+    const LevelLimits limits{{api::CloseHoles, {um(50), um(100), um(200)}}};
+    const DrillAnalysis a = analyse_drill(b.job, b.job.steps["pcb"], {"drill"}, o, limits);
+    EXPECT_EQ(kept_board_nets("nocopper", "pcb"), nullptr);
+    ASSERT_EQ(findings(a, "drill", api::CloseHoles).size(), 1u) << "0.1 mm apart, under Close Holes";
+    EXPECT_EQ(findings(a, "drill", api::CloseHoles)[0].measure_value, um(100));
+    EXPECT_NE(std::find_if(a.notes.begin(), a.notes.end(),
+                           [](const std::string& n) { return n.find("no copper layer; close holes") != std::string::npos; }),
+              a.notes.end());
 }

@@ -42,6 +42,20 @@ TEST(Kesto, RunSendsEachLineThroughProcess)
     EXPECT_NE(piped.out.find("bad\n"), std::string::npos) << piped.out;
 }
 
+// With no log files ("log_path" empty) the records would all go to standard
+// error; --quiet keeps them off it, and only the replies are printed.
+TEST(Kesto, QuietMeansQuietWithoutLogFiles)
+{
+    TempDir dir;
+    write_file(dir / "config.json", R"({"log_path":"","gmsg_pass":"fine","gmsg_error":"bad"})");
+    const std::string script = "{\"func\":\"SET_CONFIG_PATH\",\"paras\":{\"path\":\"x\"}}\n{\"func\":\"LAYER_EXPORT\",\"paras\":{}}\n";
+    const Outcome loud = kesto("--config " + dir.path() + " run", script);
+    EXPECT_NE(loud.out.find("set_config_path"), std::string::npos) << "records reach standard error: " << loud.out;
+    const Outcome quiet = kesto("--quiet --config " + dir.path() + " run", script);
+    EXPECT_EQ(quiet.status, 0);
+    EXPECT_EQ(quiet.out, "fine\nbad\n");
+}
+
 TEST(Kesto, CallReachesAnyExportByName)
 {
     TempDir dir;
