@@ -29,5 +29,8 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/kestoConfigVersion.cmake
 install(FILES ${CMAKE_BINARY_DIR}/kestoConfig.cmake ${CMAKE_BINARY_DIR}/kestoConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kesto)
 
+# The pkg-config file finds the prefix from where it lies, so the installed
+# tree can be moved (or installed with --prefix) and still works.
+file(RELATIVE_PATH KESTO_PC_TO_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 configure_file(${CMAKE_SOURCE_DIR}/cmake/kesto.pc.in ${CMAKE_BINARY_DIR}/kesto.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/kesto.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
