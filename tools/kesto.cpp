@@ -5,6 +5,9 @@
 //   kesto commands                         list the joint command table
 //   kesto [--config DIR] demo              the project's demonstration job
 //   --quiet                                no copy of the log on standard error
+//
+// On a terminal the host draws the progress of long commands on standard
+// error (the library's KESTO_PROGRESS_FD lines); piped, it stays silent.
 #include "adaptor/exports.h"
 
 #include <cairo.h>
@@ -15,6 +18,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdint>
@@ -23,6 +27,7 @@
 #include <fstream>
 #include <iostream>
 #include <map>
+#include <thread>
 #include <string>
 #include <vector>
 
@@ -201,6 +206,32 @@ std::string demo_file()
     return std::string(KESTO_SOURCE_DIR) + "/examples/demo.jsonl";
 }
 
+// Reads the library's progress lines from a pipe and draws a bar on the
+// terminal; the bar is wiped when the operation ends.
+void show_progress_on_terminal()
+{
+    if (g_quiet || !isatty(2) || std::getenv("KESTO_PROGRESS_FD")) return;
+    int ends[2];
+    if (pipe(ends) != 0) return;
+    setenv("KESTO_PROGRESS_FD", std::to_string(ends[1]).c_str(), 1);
+    std::thread([fd = ends[0]] {
+        FILE* in = fdopen(fd, "r");
+        if (!in) return;
+        char line[128];
+        while (std::fgets(line, sizeof line, in)) {
+            double done = 0, total = 0;
+            if (std::sscanf(line, "progress %lf %lf", &done, &total) == 2 && total > 0) {
+                const int width = 30, filled = int(width * std::min(1.0, done / total));
+                std::fprintf(stderr, "\r\033[K  [%s%s] %3.0f%%", std::string(filled, '#').c_str(),
+                             std::string(width - filled, '.').c_str(), 100 * std::min(1.0, done / total));
+            } else {
+                std::fprintf(stderr, "\r\033[K");
+            }
+            std::fflush(stderr);
+        }
+    }).detach();
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -220,6 +251,7 @@ int main(int argc, char** argv)
     }
     if (args.empty()) return usage();
     const std::string verb = args[0];
+    show_progress_on_terminal();
 
     if (verb == "commands") return list_commands();
     if (verb == "run" || verb == "demo") {
