@@ -2,6 +2,7 @@
 // attribute edits of the selected features.
 #include "adaptor/handler.h"
 #include "adaptor/records_json.h"
+#include "engine/api/classify.h"
 #include "engine/api/copper.h"
 #include "engine/api/edit.h"
 #include "engine/api/layer_roles.h"
@@ -113,5 +114,24 @@ KESTO_HANDLER(get_smd_bga_with_one_drill)
                       paras["drill"] = used;
                       paras["pads"] = std::move(list);
                       return reply_json("GET_SMD_BGA_WITH_ONE_DRILL", paras);
+                  });
+}
+
+KESTO_HANDLER(auto_classify_attribute)
+{
+    std::string job, step, layer;
+    double via_max = 0.5;
+    return handle(__func__, request, Form::Members,
+                  {{"job", job}, {"step", step}, {"layer", layer}, {"via_max", via_max}}, [&] {
+                      KESTO::API::classified c;
+                      if (!KESTO::API::auto_classify_attribute(job, step, layer, via_max, c))
+                          throw std::runtime_error("the pads of " + layer + " could not be classified");
+                      Json::Value paras(Json::objectValue);
+                      paras["layer"] = layer;
+                      paras["smd"] = c.smd;
+                      paras["via"] = c.via;
+                      paras["toeprint"] = c.toeprint;
+                      paras["fiducial"] = c.fiducial;
+                      return reply_json("AUTO_CLASSIFY_ATTRIBUTE", paras);
                   });
 }

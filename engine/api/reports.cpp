@@ -86,6 +86,12 @@ std::vector<geom::IntPoint> hull_of(std::vector<geom::IntPoint> pts)
     return h;
 }
 
+// The exact extent of a feature: the index's boxes are a little generous.
+Box outline_box(const Layer& layer, const Feature& f, const geom::OutlineContext& context)
+{
+    return geom::box_of(geom::feature_outline(layer, f, context));
+}
+
 // Distance from a point to the nearest edge of an outline.
 double edge_distance(const geom::Paths& outline, double x, double y)
 {
@@ -117,7 +123,7 @@ bool features_report(const std::string& job, const std::string& step, const std:
             ++e.kinds[kind_name(f.kind)];
             if (f.kind != FeatureKind::Surface && f.kind != FeatureKind::Text && f.kind != FeatureKind::Barcode)
                 if (const Symbol* s = symbol_of(*layer, f)) ++e.symbols[s->name];
-            box.add(geom::feature_box(*layer, f, *at.context));
+            box.add(outline_box(*layer, f, *at.context));
         }
         e.box = to_extent(box);
         out.push_back(std::move(e));
@@ -136,7 +142,7 @@ bool features_box(const std::string& job, const std::string& step, const std::ve
         const Layer* layer = board::layer(at, name, op);
         if (!layer) return false;
         for (const Feature& f : layer->features)
-            if (!selected_only || f.selected) box.add(geom::feature_box(*layer, f, *at.context));
+            if (!selected_only || f.selected) box.add(outline_box(*layer, f, *at.context));
     }
     out = to_extent(box);
     return true;
@@ -195,7 +201,7 @@ bool features_centres(const std::string& job, const std::string& step, const std
             break;
         }
         case FeatureKind::Surface: {
-            const Box b = geom::feature_box(*layer, f, *at.context);
+            const Box b = outline_box(*layer, f, *at.context);
             x = (double(b.xmin) + double(b.xmax)) / 2;
             y = (double(b.ymin) + double(b.ymax)) / 2;
             break;
@@ -422,7 +428,7 @@ bool get_min_tolerance(const std::string& job, const std::string& step, const st
             (s->family == SymbolFamily::Round || s->family == SymbolFamily::Square))
             min_line = std::min(min_line, s->p[0]);
         if (f.kind == FeatureKind::Pad) {
-            const Box b = geom::symbol_box(*s, *v.context);
+            const Box b = geom::box_of(geom::symbol_outline(*s, *v.context));
             if (!b.empty() && b.xmax > b.xmin) min_pad = std::min(min_pad, double(std::min(b.xmax - b.xmin, b.ymax - b.ymin)));
         }
     }

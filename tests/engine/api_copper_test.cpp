@@ -243,7 +243,7 @@ TEST(ApiCopper, SampleJobAgreesWithARasterCount)
     for (const char* name : {"layer-1", "layer-2"}) {
         const Layer& layer = held.steps[step].layers[name];
         const Box extent = geom::layer_box(layer, context);
-        Raster raster(extent, 20 * kNmPerMicron);
+        Raster raster(extent, 40 * kNmPerMicron);
         for (const Feature& f : layer.features)
             raster.paint(geom::feature_outline(layer, f, context), f.polarity == Polarity::Positive);
         copper_figures figures;

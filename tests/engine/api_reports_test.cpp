@@ -1,9 +1,11 @@
 // Reports and measures on small boards whose figures are worked out by hand.
 #include "drc_jobs.h"
+#include "engine/api/classify.h"
 #include "engine/api/layer_roles.h"
 #include "engine/api/profile.h"
 #include "engine/api/reports.h"
 #include "engine/api/units.h"
+#include "engine/edit/layer_edit.h"
 #include "engine/geometry/outline.h"
 #include "engine/store/store.h"
 
@@ -51,6 +53,9 @@ Job measured_board()
     return b.job;
 }
 
+// Extents come from outlines: round edges are chords within a micron.
+constexpr double kChord = 0.001;
+
 Layer& top_of(const std::string& job) { return store::find_job(job)->steps["pcb"].layers["top"]; }
 
 } // namespace
@@ -65,10 +70,10 @@ TEST(ApiReports, CountsExtentsAndCentresOfAHandDrawnLayer)
     EXPECT_EQ(report[0].total, 4);
     EXPECT_EQ(report[0].kinds, (std::map<std::string, int>{{"line", 1}, {"pad", 3}}));
     EXPECT_EQ(report[0].symbols, (std::map<std::string, int>{{"r1000", 2}, {"r200", 1}, {"rect2000x1000", 1}}));
-    EXPECT_DOUBLE_EQ(report[0].box.xmin, 1.5);
-    EXPECT_DOUBLE_EQ(report[0].box.xmax, 25.5);
-    EXPECT_DOUBLE_EQ(report[0].box.ymin, 1.5);
-    EXPECT_DOUBLE_EQ(report[0].box.ymax, 5.5);
+    EXPECT_NEAR(report[0].box.xmin, 1.5, kChord);
+    EXPECT_NEAR(report[0].box.xmax, 25.5, kChord);
+    EXPECT_NEAR(report[0].box.ymin, 1.5, kChord);
+    EXPECT_NEAR(report[0].box.ymax, 5.5, kChord);
 
     // Only the rectangle and the track selected.
     top_of("measures").features[1].selected = top_of("measures").features[2].selected = true;
@@ -76,9 +81,9 @@ TEST(ApiReports, CountsExtentsAndCentresOfAHandDrawnLayer)
     EXPECT_EQ(report[0].total, 2);
     KESTO::API::extent box;
     ASSERT_TRUE(KESTO::API::features_box("measures", "pcb", {"top"}, true, box));
-    EXPECT_DOUBLE_EQ(box.xmin, 5);
-    EXPECT_DOUBLE_EQ(box.xmax, 14.1);
-    EXPECT_DOUBLE_EQ(box.ymax, 2.5);
+    EXPECT_NEAR(box.xmin, 5, kChord);
+    EXPECT_NEAR(box.xmax, 14.1, kChord);
+    EXPECT_NEAR(box.ymax, 2.5, kChord);
 
     std::vector<KESTO::API::feature_centre> centres;
     ASSERT_TRUE(KESTO::API::features_centres("measures", "pcb", "top", centres));
@@ -245,7 +250,8 @@ TEST(ApiReports, PanelFrameBetweenTheBoards)
     EXPECT_EQ(geom::locate({um(55000), um(50000)}, filled), geom::Where::Inside);
     // A 1 mm margin round every board, on a new layer.
     ASSERT_TRUE(KESTO::API::create_layer_between_profile("panel_job", "panel", "FRAME2", 1, area));
-    EXPECT_NEAR(area, 8000 - 7 * (22 * 12 - (4 - 3.14159265358979) ), 0.01);
+    // Round corners of the grown boards: chords within a micron of 2 pi mm of arc each.
+    EXPECT_NEAR(area, 8000 - 7 * (22 * 12 - (4 - 3.14159265358979)), 7 * 2 * 3.1416 * 0.001);
     EXPECT_FALSE(KESTO::API::create_layer_between_profile("panel_job", "pcb", "frame", 0, area));
 }
 
@@ -307,4 +313,30 @@ TEST(ApiReports, ViaInSmdPadsAndFeaturesUnderAPoint)
     EXPECT_TRUE(found.empty());
     ASSERT_TRUE(KESTO::API::features_at_point("measures", "pcb", {"top"}, 2.6, 2, 0.11, found));
     EXPECT_EQ(found.size(), 1u);
+}
+
+TEST(ApiReports, PadRolesFromHolesAndNeighbours)
+{
+    KESTO::API::set_working_unit(Units::Mm);
+    Job job = measured_board();
+    Layer& top = job.steps["pcb"].layers["top"];
+    Layer& drill = job.steps["pcb"].layers["drill"];
+    JobBuilder::pad(top, JobBuilder::symbol(top, SymbolFamily::Square, 500, 500, "s500"), 12000, 6000);
+    JobBuilder::pad(top, JobBuilder::round(top, 600), 12000, 2900); // 0.5 mm from the track: not alone
+    JobBuilder::pad(top, JobBuilder::round(top, 2000), 16000, 5000);
+    JobBuilder::pad(drill, JobBuilder::round(drill, 1000), 16000, 5000);
+    store::add_job(std::move(job));
+    KESTO::API::classified c;
+    ASSERT_TRUE(KESTO::API::auto_classify_attribute("measures", "pcb", "top", 0.5, c));
+    EXPECT_EQ(c.via, 2);      // the disc and the rectangle, 0.4 mm holes
+    EXPECT_EQ(c.toeprint, 1); // the 2 mm pad round its 1 mm hole
+    EXPECT_EQ(c.fiducial, 1); // the lone 1 mm disc outside the profile
+    EXPECT_EQ(c.smd, 2);
+    const Layer& done = top_of("measures");
+    EXPECT_EQ(edit::attributes_of(done, done.features[3]).at(".pad_usage"), "g_fiducial");
+    EXPECT_EQ(edit::attributes_of(done, done.features[5]).count(".smd"), 1u);
+    EXPECT_EQ(edit::attributes_of(done, done.features[0]).at(".pad_usage"), "via");
+    EXPECT_TRUE(store::undo(*store::find_job("measures"), "pcb"));
+    EXPECT_TRUE(edit::attributes_of(top_of("measures"), top_of("measures").features[0]).empty());
+    EXPECT_FALSE(KESTO::API::auto_classify_attribute("measures", "pcb", "drill", 0.5, c));
 }
