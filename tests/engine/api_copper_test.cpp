@@ -196,18 +196,33 @@ struct Raster {
         const Box ob = geom::box_of(outline);
         if (ob.empty()) return;
         const int r0 = std::max(0, int((ob.ymin - box.ymin) / pitch)), r1 = std::min(h - 1, int((ob.ymax - box.ymin) / pitch) + 1);
+        // Edges by their lowest y; a row meets only the edges active across it.
+        struct Edge {
+            double x1, y1, x2, y2, lo, hi;
+        };
+        std::vector<Edge> edges;
+        for (const geom::Path& p : outline)
+            for (size_t i = 0; i < p.size(); ++i) {
+                const auto& a = p[i];
+                const auto& b = p[(i + 1) % p.size()];
+                if (a.Y == b.Y) continue;
+                edges.push_back({double(a.X), double(a.Y), double(b.X), double(b.Y), double(std::min(a.Y, b.Y)),
+                                 double(std::max(a.Y, b.Y))});
+            }
+        std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.lo < b.lo; });
+        std::vector<const Edge*> active;
+        size_t next = 0;
         std::vector<std::pair<double, int>> cross;
         for (int r = r0; r <= r1; ++r) {
             const double y = double(box.ymin) + (r + 0.5) * double(pitch);
+            while (next < edges.size() && edges[next].lo <= y) active.push_back(&edges[next++]);
+            active.erase(std::remove_if(active.begin(), active.end(), [&](const Edge* e) { return e->hi <= y; }),
+                         active.end());
             cross.clear();
-            for (const geom::Path& p : outline)
-                for (size_t i = 0; i < p.size(); ++i) {
-                    const auto& a = p[i];
-                    const auto& b = p[(i + 1) % p.size()];
-                    if ((double(a.Y) <= y) == (double(b.Y) <= y)) continue;
-                    const double x = double(a.X) + (y - double(a.Y)) * double(b.X - a.X) / double(b.Y - a.Y);
-                    cross.emplace_back(x, b.Y > a.Y ? 1 : -1);
-                }
+            for (const Edge* e : active) {
+                const double x = e->x1 + (y - e->y1) * (e->x2 - e->x1) / (e->y2 - e->y1);
+                cross.emplace_back(x, e->y2 > e->y1 ? 1 : -1);
+            }
             std::sort(cross.begin(), cross.end());
             int winding = 0;
             for (size_t k = 0; k + 1 < cross.size(); ++k) {
