@@ -4,6 +4,7 @@
 //   kesto [--config DIR] call NAME JSON    call one export by name
 //   kesto commands                         list the joint command table
 //   kesto [--config DIR] demo              the project's demonstration job
+//   kesto [--config DIR] db ...            administer the job database (db_admin.cpp)
 //   --quiet                                no copy of the log on standard error
 #include "adaptor/exports.h"
 
@@ -26,6 +27,8 @@
 #include <string>
 #include <vector>
 
+int db_admin(const std::string& config_dir, const std::vector<std::string>& args);
+
 namespace {
 
 int usage()
@@ -33,6 +36,7 @@ int usage()
     std::cerr << "usage: kesto [--config DIR] run [FILE]\n"
                  "       kesto [--config DIR] call NAME JSON\n"
                  "       kesto [--config DIR] demo\n"
+                 "       kesto [--config DIR] db add-user NAME | set-password NAME | jobs\n"
                  "       kesto commands\n"
                  "  --config DIR  read ./config.json from DIR (the library's working directory)\n"
                  "  --quiet       keep the library's log records off standard error\n";
@@ -217,6 +221,7 @@ int main(int argc, char** argv)
     const std::string verb = args[0];
 
     if (verb == "commands") return list_commands();
+    if (verb == "db") return db_admin(config_dir, std::vector<std::string>(args.begin() + 1, args.end()));
     if (verb == "run" || verb == "demo") {
         std::string file = verb == "demo" ? demo_file() : (args.size() > 1 ? args[1] : "-");
         std::ifstream in;
