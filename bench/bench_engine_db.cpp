@@ -5,6 +5,7 @@
 #include "engine/config/configuration.h"
 #include "engine/db/jobs.h"
 #include "engine/db/users.h"
+#include "engine/formats/odb/job_io.h"
 
 #include <benchmark/benchmark.h>
 #include <boost/filesystem.hpp>
@@ -60,6 +61,31 @@ void BM_LoadSample(benchmark::State& state)
     }
 }
 BENCHMARK(BM_LoadSample)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The two halves of a store and a load without the database: the job into
+// one archive in memory, and back.
+void BM_PackSample(benchmark::State& state)
+{
+    kesto::Job job;
+    std::string error, bytes;
+    kesto::odb::read_job(kSample, job, error);
+    for (auto _ : state) kesto::odb::pack_job(job, "sample_design", bytes, error);
+    state.counters["archive_bytes"] = static_cast<double>(bytes.size());
+}
+BENCHMARK(BM_PackSample)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_ReadPackedSample(benchmark::State& state)
+{
+    kesto::Job job;
+    std::string error, bytes;
+    kesto::odb::read_job(kSample, job, error);
+    kesto::odb::pack_job(job, "sample_design", bytes, error);
+    for (auto _ : state) {
+        kesto::Job again;
+        kesto::odb::read_job_archive(bytes, again, error);
+    }
+}
+BENCHMARK(BM_ReadPackedSample)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 } // namespace
 

@@ -31,7 +31,7 @@ bool parse_attribute_defs(std::string_view text, std::map<std::string, Attribute
 // failed; the old job is then untouched.
 bool save_job(const Job& job, const std::string& target, std::string& error);
 
-// The whole job as one gzip-compressed tar archive in memory, its files in
+// The whole job as one zstd-compressed tar archive in memory, its files in
 // the folder `top` (at the archive's top when empty), as save_job writes them.
 bool pack_job(const Job& job, const std::string& top, std::string& bytes, std::string& error);
 

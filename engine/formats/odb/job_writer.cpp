@@ -328,11 +328,11 @@ bool pack_job(const Job& job, const std::string& top, std::string& bytes, std::s
         static_cast<std::string*>(out)->append(static_cast<const char*>(data), size);
         return static_cast<la_ssize_t>(size);
     };
-    // Fast compression: features files shrink about fivefold at level 1, and
-    // the archive is written on every store.
+    // zstd at level 1: the archive is written on every store, and it packs
+    // features text smaller than gzip and faster.
     if (archive_write_set_format_pax_restricted(a.get()) != ARCHIVE_OK ||
-        archive_write_add_filter_gzip(a.get()) != ARCHIVE_OK ||
-        archive_write_set_filter_option(a.get(), "gzip", "compression-level", "1") != ARCHIVE_OK ||
+        archive_write_add_filter_zstd(a.get()) != ARCHIVE_OK ||
+        archive_write_set_filter_option(a.get(), "zstd", "compression-level", "1") != ARCHIVE_OK ||
         archive_write_set_bytes_in_last_block(a.get(), 1) != ARCHIVE_OK ||
         archive_write_open(a.get(), &bytes, nullptr, append, nullptr) != ARCHIVE_OK) {
         error = std::string("cannot start the archive: ") + (archive_error_string(a.get()) ? archive_error_string(a.get()) : "");
