@@ -4,6 +4,7 @@
 //   kesto [--config DIR] call NAME JSON    call one export by name
 //   kesto commands                         list the joint command table
 //   kesto [--config DIR] demo              the project's demonstration job
+//   kesto [--config DIR] db ...            administer the job database (db_admin.cpp)
 //   --quiet                                no copy of the log on standard error
 //
 // On a terminal the host draws the progress of long commands on standard
@@ -31,6 +32,8 @@
 #include <string>
 #include <vector>
 
+int db_admin(const std::string& config_dir, const std::vector<std::string>& args);
+
 namespace {
 
 int usage()
@@ -38,6 +41,7 @@ int usage()
     std::cerr << "usage: kesto [--config DIR] run [FILE]\n"
                  "       kesto [--config DIR] call NAME JSON\n"
                  "       kesto [--config DIR] demo\n"
+                 "       kesto [--config DIR] db add-user NAME | set-password NAME | jobs\n"
                  "       kesto commands\n"
                  "  --config DIR  read ./config.json from DIR (the library's working directory)\n"
                  "  --quiet       keep the library's log records off standard error\n";
@@ -254,6 +258,7 @@ int main(int argc, char** argv)
     show_progress_on_terminal();
 
     if (verb == "commands") return list_commands();
+    if (verb == "db") return db_admin(config_dir, std::vector<std::string>(args.begin() + 1, args.end()));
     if (verb == "run" || verb == "demo") {
         std::string file = verb == "demo" ? demo_file() : (args.size() > 1 ? args[1] : "-");
         std::ifstream in;

@@ -57,6 +57,8 @@ bool configuration::load(const std::string& path)
     error_ = intern(text_of("gmsg_error", kDefaultError));
     job_library_ = text_of("job_library", kDefaultJobLibrary);
     resource_path_ = text_of("resource_path", "");
+    jobdb_folder_ = text_of("jobdb_folder", "./jobdb");
+    jobdb_connection_ = text_of("jobdb_connection", "");
     loaded = true;
     defaults_only = false;
     ready = log_path_handed_out_;

@@ -18,6 +18,10 @@ public:
     char* get_gmsg_error() const { return error_; }
     const std::string& job_library() const { return job_library_; }
     const std::string& resource_path() const { return resource_path_; }
+    // The job database: a PostgreSQL connection string, or when empty a
+    // SQLite file in the folder.
+    const std::string& jobdb_folder() const { return jobdb_folder_; }
+    const std::string& jobdb_connection() const { return jobdb_connection_; }
 
     // The byte flags hosts read directly; their order is part of the interface.
     bool loaded = false;          // the last load succeeded
@@ -31,6 +35,8 @@ private:
     std::string log_path_;
     std::string job_library_;
     std::string resource_path_;
+    std::string jobdb_folder_ = "./jobdb";
+    std::string jobdb_connection_;
     char* pass_;
     char* error_;
     bool log_path_handed_out_ = false;

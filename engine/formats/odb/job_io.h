@@ -31,4 +31,12 @@ bool parse_attribute_defs(std::string_view text, std::map<std::string, Attribute
 // failed; the old job is then untouched.
 bool save_job(const Job& job, const std::string& target, std::string& error);
 
+// The whole job as one zstd-compressed tar archive in memory, its files in
+// the folder `top` (at the archive's top when empty), as save_job writes them.
+bool pack_job(const Job& job, const std::string& top, std::string& bytes, std::string& error);
+
+// Reads a job from the bytes of an archive held in memory, as read_job reads
+// an archive file.
+bool read_job_archive(const std::string& bytes, Job& job, std::string& error);
+
 } // namespace kesto::odb

@@ -70,12 +70,17 @@ bool read_entry_data(archive* a, std::string& bytes, std::string& error)
     }
 }
 
-bool walk_archive(const std::string& location, const FileSink& sink, std::string& error)
+// `location` names the archive in messages; `memory`, when given, holds its
+// bytes, else it is read from the file.
+bool walk_archive(const std::string& location, const FileSink& sink, std::string& error,
+                  const std::string* memory = nullptr)
 {
     ArchivePtr a(archive_read_new(), archive_read_free);
     archive_read_support_filter_all(a.get());
     archive_read_support_format_all(a.get());
-    if (archive_read_open_filename(a.get(), location.c_str(), 65536) != ARCHIVE_OK) {
+    const int opened = memory ? archive_read_open_memory(a.get(), memory->data(), memory->size())
+                              : archive_read_open_filename(a.get(), location.c_str(), 65536);
+    if (opened != ARCHIVE_OK) {
         error = std::string("cannot open the archive: ") + (archive_error_string(a.get()) ? archive_error_string(a.get()) : "");
         return false;
     }
@@ -512,6 +517,20 @@ bool read_job(const std::string& location, Job& job, std::string& error)
     }
     const bool walked = is_archive(location) ? walk_archive(location, sink, error) : walk_directory(location, sink, error);
     if (!walked) {
+        if (!file_error.empty()) error = file_error;
+        return false;
+    }
+    return reader.finish(error);
+}
+
+bool read_job_archive(const std::string& bytes, Job& job, std::string& error)
+{
+    JobReader reader(job);
+    std::string file_error;
+    const FileSink sink = [&](const std::string& path, std::string&& data) {
+        return reader.file(path, std::move(data), file_error);
+    };
+    if (!walk_archive("stored archive", sink, error, &bytes)) {
         if (!file_error.empty()) error = file_error;
         return false;
     }

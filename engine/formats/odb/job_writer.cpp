@@ -4,13 +4,18 @@
 #include "engine/formats/odb/structured.h"
 #include "engine/formats/odb/symbols.h"
 
+#include <archive.h>
+#include <archive_entry.h>
 #include <boost/filesystem.hpp>
 #include <glog/logging.h>
 
 #include <algorithm>
+#include <functional>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
+#include <memory>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -205,43 +210,44 @@ std::string profile_text(const Step& step, Units units, const TextAttributes& te
     return write_features_file(layer, texts);
 }
 
-bool write_files(const Job& job, JobWriter& out)
+// Hands every file of the job, by its path inside the job, to `put`.
+bool write_files(const Job& job, const std::function<bool(const std::string&, const std::string&)>& put)
 {
     const TextAttributes texts = text_attributes(job);
     StructuredText info;
     for (const auto& [key, value] : job.info) info.fields.emplace_back(key, value);
-    if (!out.put("matrix/matrix", matrix_text(job)) || !out.put("misc/info", write_structured(info)) ||
-        !out.put("misc/attrlist", attrlist_text(job.attributes)))
+    if (!put("matrix/matrix", matrix_text(job)) || !put("misc/info", write_structured(info)) ||
+        !put("misc/attrlist", attrlist_text(job.attributes)))
         return false;
     for (const auto& [path, bytes] : job.files)
-        if (!out.put(path, bytes)) return false;
+        if (!put(path, bytes)) return false;
     for (const auto& [name, step] : job.steps) {
         if (name.empty()) continue;
         const std::string dir = "steps/" + name + "/";
-        if (!out.put(dir + "stephdr", stephdr_text(step, job.units)) ||
-            !out.put(dir + "attrlist", attrlist_text(step.attributes)) ||
-            (step.has_profile && !out.put(dir + "profile", profile_text(step, job.units, texts))))
+        if (!put(dir + "stephdr", stephdr_text(step, job.units)) ||
+            !put(dir + "attrlist", attrlist_text(step.attributes)) ||
+            (step.has_profile && !put(dir + "profile", profile_text(step, job.units, texts))))
             return false;
         for (const auto& [path, bytes] : step.files)
-            if (!out.put(dir + path, bytes)) return false;
+            if (!put(dir + path, bytes)) return false;
         for (const auto& [lname, layer] : step.layers) {
             if (lname.empty()) continue;
             const std::string ldir = dir + "layers/" + lname + "/";
-            if (!out.put(ldir + "features", write_features_file(layer, texts)) ||
-                (!layer.attributes.empty() && !out.put(ldir + "attrlist", attrlist_text(layer.attributes))) ||
-                ((!layer.tools.empty() || !layer.tools_header.empty()) && !out.put(ldir + "tools", tools_text(layer, job.units))))
+            if (!put(ldir + "features", write_features_file(layer, texts)) ||
+                (!layer.attributes.empty() && !put(ldir + "attrlist", attrlist_text(layer.attributes))) ||
+                ((!layer.tools.empty() || !layer.tools_header.empty()) && !put(ldir + "tools", tools_text(layer, job.units))))
                 return false;
             for (const auto& [path, bytes] : layer.files)
-                if (!out.put(ldir + path, bytes)) return false;
+                if (!put(ldir + path, bytes)) return false;
         }
     }
     for (const auto& [name, user] : job.symbols) {
         const std::string dir = "symbols/" + name + "/";
-        if (!out.put(dir + "features", write_features_file(user.features, texts)) ||
-            (!user.attributes.empty() && !out.put(dir + "attrlist", attrlist_text(user.attributes))))
+        if (!put(dir + "features", write_features_file(user.features, texts)) ||
+            (!user.attributes.empty() && !put(dir + "attrlist", attrlist_text(user.attributes))))
             return false;
     }
-    return out.sync_all();
+    return true;
 }
 
 // File systems without an exchanging rename: the old job steps aside, the new
@@ -290,7 +296,8 @@ bool save_job(const Job& job, const std::string& target_text, std::string& error
     }
     const std::string fresh = pattern;
     JobWriter writer(fresh);
-    if (!write_files(job, writer)) {
+    if (!write_files(job, [&](const std::string& path, const std::string& bytes) { return writer.put(path, bytes); }) ||
+        !writer.sync_all()) {
         error = writer.error();
         fs::remove_all(fresh, ec);
         return false;
@@ -310,6 +317,53 @@ bool save_job(const Job& job, const std::string& target_text, std::string& error
     sync_path(parent.string(), O_RDONLY | O_DIRECTORY);
     fs::remove_all(fresh, ec);
     if (ec) LOG(WARNING) << "the previous copy of the job stays in " << fresh << ": " << ec.message();
+    return true;
+}
+
+bool pack_job(const Job& job, const std::string& top, std::string& bytes, std::string& error)
+{
+    bytes.clear();
+    std::unique_ptr<archive, int (*)(archive*)> a(archive_write_new(), archive_write_free);
+    auto append = [](archive*, void* out, const void* data, size_t size) -> la_ssize_t {
+        static_cast<std::string*>(out)->append(static_cast<const char*>(data), size);
+        return static_cast<la_ssize_t>(size);
+    };
+    // zstd at level 1: the archive is written on every store, and it packs
+    // features text smaller than gzip and faster.
+    if (archive_write_set_format_pax_restricted(a.get()) != ARCHIVE_OK ||
+        archive_write_add_filter_zstd(a.get()) != ARCHIVE_OK ||
+        archive_write_set_filter_option(a.get(), "zstd", "compression-level", "1") != ARCHIVE_OK ||
+        archive_write_set_bytes_in_last_block(a.get(), 1) != ARCHIVE_OK ||
+        archive_write_open(a.get(), &bytes, nullptr, append, nullptr) != ARCHIVE_OK) {
+        error = std::string("cannot start the archive: ") + (archive_error_string(a.get()) ? archive_error_string(a.get()) : "");
+        return false;
+    }
+    const std::string prefix = top.empty() ? std::string() : top + "/";
+    const std::time_t now = std::time(nullptr);
+    std::unique_ptr<archive_entry, void (*)(archive_entry*)> entry(archive_entry_new(), archive_entry_free);
+    const bool written = write_files(job, [&](const std::string& path, const std::string& data) {
+        if (!safe_relative(path)) {
+            error = path + ": not a path inside the job";
+            return false;
+        }
+        archive_entry_clear(entry.get());
+        archive_entry_set_pathname(entry.get(), (prefix + path).c_str());
+        archive_entry_set_filetype(entry.get(), AE_IFREG);
+        archive_entry_set_perm(entry.get(), 0644);
+        archive_entry_set_size(entry.get(), static_cast<la_int64_t>(data.size()));
+        archive_entry_set_mtime(entry.get(), now, 0);
+        if (archive_write_header(a.get(), entry.get()) != ARCHIVE_OK ||
+            (!data.empty() && archive_write_data(a.get(), data.data(), data.size()) != static_cast<la_ssize_t>(data.size()))) {
+            error = path + ": " + (archive_error_string(a.get()) ? archive_error_string(a.get()) : "cannot be archived");
+            return false;
+        }
+        return true;
+    });
+    if (!written) return false;
+    if (archive_write_close(a.get()) != ARCHIVE_OK) {
+        error = std::string("cannot finish the archive: ") + (archive_error_string(a.get()) ? archive_error_string(a.get()) : "");
+        return false;
+    }
     return true;
 }
 
