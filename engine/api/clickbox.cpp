@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 namespace KESTO {
 namespace API {
@@ -70,14 +71,22 @@ void replace_by_chain(const LayerView& v, size_t i, const std::vector<Point>& ve
     layer.features[i].b = vertices[1];
     layer.features.insert(layer.features.begin() + static_cast<long>(i) + 1, tail.begin(), tail.end());
     kesto::select::forget(layer);
-    v.job->changed = true;
 }
 
-// The named layer, remembered for undo before the edit that follows.
-bool view_of(const std::string& job, const std::string& step, const std::string& layer, LayerView& v)
+// The layers a click edits, recorded for undo as one edit before it changes them.
+struct Clicked {
+    std::vector<LayerView> views;
+    std::optional<kesto::store::Edit> record;
+    void finish(size_t changed) { record->finish(changed); }
+};
+
+bool open_clicked(const std::string& job, const std::string& step, const std::vector<std::string>& layers, Clicked& c)
 {
-    if (!kesto::select::view(job, step, layer, v)) return false;
-    kesto::store::remember(*v.job, step, {layer});
+    c.views.resize(layers.size());
+    for (size_t i = 0; i < layers.size(); ++i)
+        if (!kesto::select::view(job, step, layers[i], c.views[i])) return false;
+    if (layers.empty()) return false;
+    c.record.emplace(*c.views.front().job, step, layers);
     return true;
 }
 
@@ -86,10 +95,10 @@ bool view_of(const std::string& job, const std::string& step, const std::string&
 bool delete_clicked_features(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
                              const Points& clickbox, int type_mask)
 {
-    bool any = false;
-    for (const auto& name : layers) {
-        LayerView v;
-        if (!view_of(job, step, name, v)) return false;
+    Clicked c;
+    if (!open_clicked(job, step, layers, c)) return false;
+    size_t any = 0;
+    for (LayerView& v : c.views) {
         std::vector<bool> removed(v.layer->features.size());
         for (size_t i : picked(v, clickbox, type_mask)) removed[i] = true;
         size_t k = 0;
@@ -97,54 +106,59 @@ bool delete_clicked_features(const std::string& job, const std::string& step, co
         features.erase(std::remove_if(features.begin(), features.end(), [&](const Feature&) { return removed[k++]; }),
                        features.end());
         kesto::select::erased(*v.layer, removed);
-        if (std::find(removed.begin(), removed.end(), true) != removed.end()) any = v.job->changed = true;
+        any += static_cast<size_t>(std::count(removed.begin(), removed.end(), true));
     }
-    return any;
+    c.finish(any);
+    return any > 0;
 }
 
 bool change_line(const std::string& job, const std::string& step, const std::string& layer, int position,
                  double start_x, double start_y, double end_x, double end_y)
 {
-    LayerView v;
-    if (!view_of(job, step, layer, v)) return false;
+    Clicked c;
+    if (!open_clicked(job, step, {layer}, c)) return false;
+    LayerView& v = c.views.front();
     if (position < 0 || static_cast<size_t>(position) >= v.layer->features.size() ||
         v.layer->features[static_cast<size_t>(position)].kind != FeatureKind::Line) {
         LOG(ERROR) << "change_line: no line at position " << position << " of " << layer;
+        c.finish(0);
         return false;
     }
     Feature& f = v.layer->features[static_cast<size_t>(position)];
     f.a = Point{from_working_unit(start_x), from_working_unit(start_y)};
     f.b = Point{from_working_unit(end_x), from_working_unit(end_y)};
     kesto::select::moved(*v.job, *v.layer, {static_cast<size_t>(position)});
-    v.job->changed = true;
+    c.finish(1);
     return true;
 }
 
 bool change_clicked_features_polarity(const std::string& job, const std::string& step,
                                       const std::vector<std::string>& layers, int position)
 {
-    bool any = false;
-    for (const auto& name : layers) {
-        LayerView v;
-        if (!view_of(job, step, name, v)) return false;
+    Clicked c;
+    if (!open_clicked(job, step, layers, c)) return false;
+    size_t any = 0;
+    for (LayerView& v : c.views) {
         if (position < 0 || static_cast<size_t>(position) >= v.layer->features.size()) continue;
         Feature& f = v.layer->features[static_cast<size_t>(position)];
         f.polarity = f.polarity == kesto::Polarity::Positive ? kesto::Polarity::Negative : kesto::Polarity::Positive;
-        any = v.job->changed = true;
+        ++any;
     }
-    return any;
+    c.finish(any);
+    return any > 0;
 }
 
 bool break_line(const std::string& job, const std::string& step, const std::string& layer, const Points& points)
 {
-    LayerView v;
-    if (!view_of(job, step, layer, v)) return false;
+    Clicked c;
+    if (!open_clicked(job, step, {layer}, c)) return false;
+    LayerView& v = c.views.front();
     const long i = picked_line(v, points);
-    if (i < 0) return false;
+    if (i < 0) return c.finish(0), false;
     const Feature& line = v.layer->features[static_cast<size_t>(i)];
     const double dx = double(line.b.x - line.a.x), dy = double(line.b.y - line.a.y);
     const double length2 = dx * dx + dy * dy;
-    if (length2 == 0) return false;
+    if (length2 == 0) return c.finish(0), false;
     // The break points are where the given points fall on the line, in order along it.
     std::vector<double> at;
     for (size_t k = 1; k < points.size(); ++k) {
@@ -155,33 +169,38 @@ bool break_line(const std::string& job, const std::string& step, const std::stri
     at.erase(std::unique(at.begin(), at.end()), at.end());
     if (at.empty()) {
         LOG(ERROR) << "break_feature: no break point falls inside the line";
+        c.finish(0);
         return false;
     }
     std::vector<Point> vertices = {line.a};
     for (double t : at) vertices.push_back(Point{line.a.x + std::llround(t * dx), line.a.y + std::llround(t * dy)});
     vertices.push_back(line.b);
     replace_by_chain(v, static_cast<size_t>(i), vertices);
+    c.finish(1);
     return true;
 }
 
 bool reroute_line(const std::string& job, const std::string& step, const std::string& layer, const Points& points)
 {
-    LayerView v;
-    if (!view_of(job, step, layer, v)) return false;
+    Clicked c;
+    if (!open_clicked(job, step, {layer}, c)) return false;
+    LayerView& v = c.views.front();
     const long i = picked_line(v, points);
-    if (i < 0 || points.size() < 2) return false;
+    if (i < 0 || points.size() < 2) return c.finish(0), false;
     const Feature& line = v.layer->features[static_cast<size_t>(i)];
     std::vector<Point> vertices = {line.a};
     for (size_t k = 1; k < points.size(); ++k) vertices.push_back(Point{points[k].ix, points[k].iy});
     vertices.push_back(line.b);
     replace_by_chain(v, static_cast<size_t>(i), vertices);
+    c.finish(1);
     return true;
 }
 
 bool move_triplet(const std::string& job, const std::string& step, const std::string& layer, const Points& points)
 {
-    LayerView v;
-    if (points.size() < 2 || !view_of(job, step, layer, v)) return false;
+    Clicked c;
+    if (points.size() < 2 || !open_clicked(job, step, {layer}, c)) return false;
+    LayerView& v = c.views.front();
     const Point joint{points[0].ix, points[0].iy}, to{points[1].ix, points[1].iy};
     // The ends that meet at the joint: the joint itself within half a line width.
     std::vector<size_t> moved;
@@ -197,10 +216,11 @@ bool move_triplet(const std::string& job, const std::string& step, const std::st
     }
     if (moved.empty()) {
         LOG(ERROR) << "move_triplet: no line ends at (" << joint.x << ", " << joint.y << ")";
+        c.finish(0);
         return false;
     }
     kesto::select::moved(*v.job, *v.layer, moved);
-    v.job->changed = true;
+    c.finish(moved.size());
     return true;
 }
 

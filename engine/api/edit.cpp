@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <optional>
 
 namespace KESTO {
 namespace API {
@@ -25,6 +26,7 @@ using kesto::Layer;
 using kesto::Step;
 
 // The open job, its step and the named layers; logs what it cannot find.
+// Selection changes and reading go through it; edits go through Edited.
 struct Target {
     Job* job = nullptr;
     Step* step = nullptr;
@@ -55,17 +57,43 @@ bool resolve(const std::string& job_name, const std::string& step_name, const st
     return true;
 }
 
+using Keeps = kesto::store::Edit::Keeps;
+
+// Whether any of the named layers has a selected feature (false when a name
+// does not resolve; the edit then reports it).
+bool any_selected(const std::string& job, const std::string& step, const std::vector<std::string>& layers)
+{
+    Job* j = kesto::store::find_job(job);
+    Step* s = j ? kesto::store::find_step(*j, step) : nullptr;
+    if (!s) return false;
+    for (const std::string& name : layers) {
+        const Layer* l = kesto::store::find_layer(*j, *s, name);
+        if (l && kesto::edit::count_selected(*l) > 0) return true;
+    }
+    return false;
+}
+
+// The layers of one edit, recorded for undo as they are opened: every
+// operation here that changes features reaches its layers this way.
+struct Edited : Target {
+    std::optional<kesto::store::Edit> record;
+    void finish(size_t changed) { record->finish(changed); }
+};
+
+bool open_edit(const std::string& job, const std::string& step, const std::vector<std::string>& layers, Edited& out,
+               Keeps keeps = Keeps::Layers)
+{
+    if (!resolve(job, step, layers, out)) return false;
+    out.record.emplace(*out.job, step, layers, keeps);
+    return true;
+}
+
 Layer* one_layer(const std::string& job, const std::string& step, const std::string& layer, Job** owner = nullptr)
 {
     Target t;
     if (!resolve(job, step, {layer}, t)) return nullptr;
     if (owner) *owner = t.job;
     return t.layers.front();
-}
-
-void mark_changed(Job& job, size_t changed)
-{
-    if (changed) job.changed = true;
 }
 
 // How an edit changes a layer, for undo: anything (the whole layer is kept),
@@ -80,14 +108,14 @@ template <class Edit>
 bool on_layers(const std::string& job, const std::string& step, const std::vector<std::string>& layers, int sel_type,
                Edit&& edit, bool keeps_index = false, Touches touches = Touches::Layer)
 {
-    Target t;
-    if (!resolve(job, step, layers, t)) return false;
-    // An edit of nothing need not be remembered.
-    const bool anything = sel_type == 1 || std::any_of(t.layers.begin(), t.layers.end(), [](const Layer* l) {
-                              return kesto::edit::count_selected(*l) > 0;
-                          });
-    if (anything && touches == Touches::Selection && sel_type != 1) kesto::store::remember_selected(*t.job, step, layers);
-    else if (anything) kesto::store::remember(*t.job, step, layers);
+    // Nothing selected: nothing to change, and no layer copied for undo.
+    if (sel_type != 1 && !any_selected(job, step, layers)) {
+        Target none;
+        return resolve(job, step, layers, none);
+    }
+    Edited t;
+    const Keeps keeps = touches == Touches::Selection && sel_type != 1 ? Keeps::Selection : Keeps::Layers;
+    if (!open_edit(job, step, layers, t, keeps)) return false;
     size_t changed = 0;
     for (Layer* layer : t.layers) {
         std::vector<bool> kept;
@@ -102,11 +130,48 @@ bool on_layers(const std::string& job, const std::string& step, const std::vecto
         if (sel_type == 1)
             for (size_t i = 0; i < kept.size() && i < layer->features.size(); ++i) layer->features[i].selected = kept[i];
     }
-    mark_changed(*t.job, changed);
+    t.finish(changed);
     return true;
 }
 
 kesto::Point from_working(double x, double y) { return kesto::Point{from_working_unit(x), from_working_unit(y)}; }
+
+std::vector<bool> picked_of(const Layer& layer, bool all)
+{
+    std::vector<bool> picked(layer.features.size(), all);
+    if (!all)
+        for (size_t i = 0; i < layer.features.size(); ++i) picked[i] = layer.features[i].selected;
+    return picked;
+}
+
+// A symbol the host names, read in the working unit, or one of the job's own.
+bool symbol_named(const Job& job, const std::string& name, kesto::Symbol& out)
+{
+    out = kesto::odb::parse_symbol_name(name, working_unit());
+    if (out.family == kesto::SymbolFamily::Unknown && job.symbols.count(name)) out.family = kesto::SymbolFamily::User;
+    return out.family != kesto::SymbolFamily::Unknown;
+}
+
+// A width change in the working unit as nanometres.
+double delta_of(double working) { return double(from_working_unit(working)); }
+
+// Copies and moves that resize: the picked features grow by `resize`
+// (working unit) of width, as a global resize would grow them.
+void resize_picked(Layer& layer, const std::vector<bool>& picked, double resize)
+{
+    if (resize == 0) return;
+    const auto n = kesto::edit::resize_features(layer, picked, delta_of(resize), false);
+    if (n.skipped) LOG(WARNING) << n.skipped << " features could not take a size changed by " << resize;
+    kesto::select::forget(layer);
+}
+
+// The same for the features from position `first` on (the copies just made).
+void resize_from(Layer& layer, size_t first, double resize)
+{
+    std::vector<bool> picked(layer.features.size(), false);
+    for (size_t i = first; i < picked.size(); ++i) picked[i] = true;
+    resize_picked(layer, picked, resize);
+}
 
 
 // Sets the selected or highlighted flag of the features the filter passes.
@@ -223,51 +288,53 @@ void copy_features_to_otherLayer(const std::string& job, const std::string& step
                                  bool invert, int dx, double dy, double mirror, double resize, double rotation,
                                  double x_anchor, double y_anchor)
 {
-    if (resize != 0) {
-        LOG(ERROR) << "copy_features_to_otherLayer: resizing copies is not supported yet";
-        return;
-    }
-    Target src, dst;
-    if (!resolve(job, step, src_layers, src) || !resolve(job, step, dst_layers, dst)) return;
+    Target src;
+    Edited dst;
+    if (!resolve(job, step, src_layers, src) || !open_edit(job, step, dst_layers, dst)) return;
     const auto p = anchored(mirror != 0, rotation, x_anchor, y_anchor, dx, static_cast<int>(dy));
-    kesto::store::remember(*src.job, step, dst_layers);
     size_t changed = 0;
     for (Layer* to : dst.layers)
-        for (Layer* from : src.layers) changed += copy_indexed(*src.job, *from, *to, p, invert);
-    mark_changed(*src.job, changed);
+        for (Layer* from : src.layers) {
+            const size_t first = to->features.size();
+            changed += copy_indexed(*src.job, *from, *to, p, invert);
+            resize_from(*to, first, resize);
+        }
+    dst.finish(changed);
 }
 
 bool move_other_layer(const std::string& src_job, const std::string& src_step, const std::vector<std::string>& src_layers,
                       const std::string& dst_job, const std::string& dst_step, const std::string& dst_layer, bool invert,
                       int dx, int dy, int mirror, double resize, double rotation, double x_anchor, double y_anchor)
 {
-    if (resize != 0) {
-        LOG(ERROR) << "move_other_layer: resizing is not supported yet";
-        return false;
-    }
-    Target src, dst;
-    if (!resolve(src_job, src_step, src_layers, src) || !resolve(dst_job, dst_step, {dst_layer}, dst)) return false;
-    const auto p = anchored(mirror != 0, rotation, x_anchor, y_anchor, dx, dy);
+    Target found;
+    if (!resolve(dst_job, dst_step, {dst_layer}, found)) return false;
+    // Within one step the move is one edit of every layer it touches; across
+    // steps or jobs each side keeps its own record.
+    const bool one_step = found.job == kesto::store::find_job(src_job) && dst_step == src_step;
     std::vector<std::string> touched = src_layers;
-    touched.push_back(dst_layer);
-    if (src.job == dst.job && src_step == dst_step) {
-        kesto::store::remember(*src.job, src_step, touched);
-    } else {
-        kesto::store::remember(*src.job, src_step, src_layers);
-        kesto::store::remember(*dst.job, dst_step, {dst_layer});
-    }
+    if (one_step) touched.push_back(dst_layer);
+    Edited src, dst;
+    if (!open_edit(src_job, src_step, touched, src) || (!one_step && !open_edit(dst_job, dst_step, {dst_layer}, dst)))
+        return false;
+    Layer* to = found.layers.front();
+    src.layers.resize(src_layers.size());
+    const auto p = anchored(mirror != 0, rotation, x_anchor, y_anchor, dx, dy);
     size_t moved = 0;
     for (Layer* from : src.layers) {
-        if (from == dst.layers.front()) {
+        if (from == to) {
+            std::vector<bool> picked = picked_of(*from, false);
             moved += place_indexed(*src.job, *from, p);
             if (invert) kesto::edit::set_polarity_selected(*from, kesto::edit::PolarityChange::Invert);
+            resize_picked(*from, picked, resize);
             continue;
         }
-        moved += copy_indexed(*dst.job, *from, *dst.layers.front(), p, invert);
+        const size_t first = to->features.size();
+        moved += copy_indexed(*found.job, *from, *to, p, invert);
+        resize_from(*to, first, resize);
         delete_indexed(*from);
     }
-    mark_changed(*src.job, moved);
-    mark_changed(*dst.job, moved);
+    src.finish(moved);
+    if (dst.record) dst.finish(moved);
     return true;
 }
 
@@ -275,19 +342,19 @@ bool transform(const std::string& job, const std::string& step, const std::strin
                bool scale, bool mirror_x, bool mirror_y, bool duplicate, point datum, double angle, double xscale,
                double yscale, double xoffset, double yoffset, double point_x, double point_y)
 {
-    Job* owner = nullptr;
-    Layer* l = one_layer(job, step, layer, &owner);
-    if (!l) return false;
-    kesto::store::remember_selected(*owner, step, {layer});
+    if (scale && (xscale == 0 || yscale == 0)) {
+        LOG(ERROR) << "transform: a scale of 0 would collapse the features";
+        return false;
+    }
+    Edited t;
+    if (!open_edit(job, step, {layer}, t, Keeps::Selection)) return false;
+    Job* owner = t.job;
+    Layer* l = t.layers.front();
     kesto::edit::Placement p;
     p.origin = mode == 0 ? kesto::store::find_step(*owner, step)->datum : from_working(point_x, point_y);
     if (mode == 0 && (datum.ix != 0 || datum.iy != 0)) p.origin = kesto::Point{datum.ix, datum.iy};
     if (rotate) p.angle = angle;
     if (scale) {
-        if (xscale == 0 || yscale == 0) {
-            LOG(ERROR) << "transform: a scale of 0 would collapse the features";
-            return false;
-        }
         p.scale_x = xscale;
         p.scale_y = yscale;
     }
@@ -299,7 +366,7 @@ bool transform(const std::string& job, const std::string& step, const std::strin
     }
     p.offset = from_working(xoffset, yoffset);
     const size_t n = duplicate ? copy_indexed(*owner, *l, *l, p, false) : place_indexed(*owner, *l, p);
-    mark_changed(*owner, n);
+    t.finish(n);
     return true;
 }
 
@@ -382,14 +449,6 @@ void select_feature_by_id(const std::string& job, const std::string& step, const
 
 namespace {
 
-std::vector<bool> picked_of(const Layer& layer, bool all)
-{
-    std::vector<bool> picked(layer.features.size(), all);
-    if (!all)
-        for (size_t i = 0; i < layer.features.size(); ++i) picked[i] = layer.features[i].selected;
-    return picked;
-}
-
 // Runs `edit(job, layer, picked)` on each named layer, with the selected
 // features picked (or every feature when `all`), and answers whether the
 // names resolved.
@@ -401,24 +460,29 @@ std::string job_or_only_open(const std::string& job)
     return open.size() == 1 ? open.front() : job;
 }
 
-bool resolve_any(const std::string& job, const std::string& step, const std::vector<std::string>& layers, Target& t)
+bool open_edit_any(const std::string& job, const std::string& step, const std::vector<std::string>& layers, Edited& t)
 {
-    return resolve(job_or_only_open(job), step, layers, t);
+    return open_edit(job_or_only_open(job), step, layers, t);
 }
 
 template <class Edit>
 bool on_picked(const std::string& job, const std::string& step, const std::vector<std::string>& layers, bool all,
                Edit&& edit)
 {
-    Target t;
-    if (!resolve_any(job, step, layers, t)) return false;
+    // Nothing selected: nothing to change, and no layer copied for undo.
+    if (!all && !any_selected(job_or_only_open(job), step, layers)) {
+        Target none;
+        return resolve(job_or_only_open(job), step, layers, none);
+    }
+    Edited t;
+    if (!open_edit_any(job, step, layers, t)) return false;
     size_t changed = 0;
     for (Layer* layer : t.layers) {
         const size_t n = edit(*t.job, *layer, picked_of(*layer, all));
         if (n) kesto::select::forget(*layer);
         changed += n;
     }
-    mark_changed(*t.job, changed);
+    t.finish(changed);
     return true;
 }
 
@@ -489,13 +553,13 @@ void change_feature_symbols(const std::string& job, const std::string& step, con
         LOG(ERROR) << "change_feature_symbols: no symbol named";
         return;
     }
-    on_picked(job, step, layers, false, [&](Job& owner, Layer& l, const std::vector<bool>& picked) {
-        kesto::Symbol s = kesto::odb::parse_symbol_name(symbol, l.units);
-        if (s.family == kesto::SymbolFamily::Unknown && owner.symbols.count(symbol)) s.family = kesto::SymbolFamily::User;
-        if (s.family == kesto::SymbolFamily::Unknown) {
-            LOG(ERROR) << "change_feature_symbols: \"" << symbol << "\" is neither a standard nor a user symbol";
-            return size_t{0};
-        }
+    const Job* owner = kesto::store::find_job(job_or_only_open(job));
+    kesto::Symbol s;
+    if (owner && !symbol_named(*owner, symbol, s)) {
+        LOG(ERROR) << "change_feature_symbols: \"" << symbol << "\" is neither a standard nor a user symbol";
+        return;
+    }
+    on_picked(job, step, layers, false, [&](Job&, Layer& l, const std::vector<bool>& picked) {
         const size_t n = kesto::edit::change_symbols(l, picked, s, keep_angle);
         count += static_cast<int>(n);
         return n;
@@ -597,8 +661,8 @@ bool reshape_contourize(const std::string& job, const std::string& step, const s
     how.clean = clear_mode == 1   ? kesto::edit::HoleClean::BothSides
                 : clear_mode == 2 ? kesto::edit::HoleClean::Area
                                   : kesto::edit::HoleClean::EitherSide;
-    Target t;
-    if (!resolve_any(job, step, layers, t)) return false;
+    Edited t;
+    if (!open_edit_any(job, step, layers, t)) return false;
     if (progress) {
         int total = 0;
         for (Layer* l : t.layers) total += static_cast<int>(kesto::edit::count_selected(*l));
@@ -617,34 +681,33 @@ bool reshape_contourize(const std::string& job, const std::string& step, const s
         if (n) kesto::select::forget(*l);
         made += n;
     }
-    mark_changed(*t.job, made);
+    t.finish(made);
     return !(progress && progress->cancel.load());
 }
 
 bool reshape_substitute(const Op::OpPara& para)
 {
-    Target t;
-    if (!resolve_any(para.job, para.step, para.layers, t)) return false;
     if (para.symbol_name.empty()) {
         LOG(ERROR) << "reshape_substitute: no symbol named";
         return false;
     }
+    const Job* owner = kesto::store::find_job(job_or_only_open(para.job));
+    kesto::Symbol s;
+    if (owner && !symbol_named(*owner, para.symbol_name, s)) {
+        LOG(ERROR) << "reshape_substitute: \"" << para.symbol_name << "\" is no symbol";
+        return false;
+    }
+    Edited t;
+    if (!open_edit_any(para.job, para.step, para.layers, t)) return false;
     const auto context = kesto::geom::context_of(*t.job);
     size_t changed = 0;
     for (Layer* l : t.layers) {
-        kesto::Symbol s = kesto::odb::parse_symbol_name(para.symbol_name, l->units);
-        if (s.family == kesto::SymbolFamily::Unknown && t.job->symbols.count(para.symbol_name))
-            s.family = kesto::SymbolFamily::User;
-        if (s.family == kesto::SymbolFamily::Unknown) {
-            LOG(ERROR) << "reshape_substitute: \"" << para.symbol_name << "\" is no symbol";
-            return false;
-        }
         const size_t n = kesto::edit::substitute(*l, picked_of(*l, para.sel_type == 1), s, nm_of(para.size),
                                                  para.dcode, context);
         if (n) kesto::select::forget(*l);
         changed += n;
     }
-    mark_changed(*t.job, changed);
+    t.finish(changed);
     return true;
 }
 
@@ -673,12 +736,13 @@ bool change_text(const std::string& job, const std::string& step, const std::vec
 bool negative_layer_to_positive(const std::string& job, const std::string& step,
                                 const std::vector<std::string>& layers)
 {
-    Target t;
-    if (!resolve_any(job, step, layers, t)) return false;
+    Edited t;
+    if (!open_edit_any(job, step, layers, t)) return false;
     const auto context = kesto::geom::context_of(*t.job);
+    size_t changed = 0;
     for (size_t i = 0; i < layers.size(); ++i) {
         Layer& l = *t.layers[i];
-        auto* row = const_cast<kesto::MatrixRow*>(kesto::store::find_row(*t.job, layers[i]));
+        kesto::MatrixRow* row = kesto::store::find_row(*t.job, layers[i]);
         const bool negative_row = row && row->polarity == "NEGATIVE";
         const bool has_negative = std::any_of(l.features.begin(), l.features.end(), [](const kesto::Feature& f) {
             return f.polarity == kesto::Polarity::Negative;
@@ -689,6 +753,7 @@ bool negative_layer_to_positive(const std::string& job, const std::string& step,
             if (!t.step->has_profile) {
                 LOG(ERROR) << "negative_layer_to_positive: step \"" << step << "\" has no profile to invert \""
                            << layers[i] << "\" in";
+                t.finish(changed);
                 return false;
             }
             image = kesto::geom::subtract(kesto::geom::surface_outline(t.step->profile), image);
@@ -705,18 +770,20 @@ bool negative_layer_to_positive(const std::string& job, const std::string& step,
             l.features.push_back(model);
         }
         kesto::select::forget(l);
-        t.job->changed = true;
+        ++changed;
     }
+    t.finish(changed);
     return true;
 }
 
 namespace {
 
-bool clip_layers(Target& t, kesto::geom::Paths area, bool inside, bool cut, double margin, int types)
+bool clip_layers(Edited& t, kesto::geom::Paths area, bool inside, bool cut, double margin, int types)
 {
     if (margin != 0) area = kesto::geom::offset(area, nm_of(margin));
     if (area.empty()) {
         LOG(ERROR) << "clip area: the area is empty";
+        t.finish(0);
         return false;
     }
     const auto context = kesto::geom::context_of(*t.job);
@@ -729,7 +796,7 @@ bool clip_layers(Target& t, kesto::geom::Paths area, bool inside, bool cut, doub
         if (n) kesto::select::forget(*l);
         changed += n;
     }
-    mark_changed(*t.job, changed);
+    t.finish(changed);
     return true;
 }
 
@@ -739,24 +806,25 @@ bool clip_area_use_manual(const std::string& job, const std::string& step, const
                           const std::vector<point>& points, bool clipinside, bool clipcontour, double margin,
                           int featuretype)
 {
-    Target t;
-    if (!resolve(job, step, layers, t)) return false;
     kesto::geom::Path polygon;
     for (const point& p : points) polygon.push_back({p.ix, p.iy});
     if (polygon.size() < 3) {
         LOG(ERROR) << "clip_area_use_manual: the area needs three points or more";
         return false;
     }
+    Edited t;
+    if (!open_edit(job, step, layers, t)) return false;
     return clip_layers(t, kesto::geom::unite({polygon}), clipinside, clipcontour, margin, featuretype);
 }
 
 bool clip_area_use_profile(const std::string& job, const std::string& step, const std::string& layer, bool clipinside,
                            bool clipcontour, double margin, int featuretype)
 {
-    Target t;
-    if (!resolve(job, step, {layer}, t)) return false;
+    Edited t;
+    if (!open_edit(job, step, {layer}, t)) return false;
     if (!t.step->has_profile) {
         LOG(ERROR) << "clip_area_use_profile: step \"" << step << "\" has no profile";
+        t.finish(0);
         return false;
     }
     return clip_layers(t, kesto::geom::surface_outline(t.step->profile), clipinside, clipcontour, margin, featuretype);
@@ -765,8 +833,9 @@ bool clip_area_use_profile(const std::string& job, const std::string& step, cons
 bool clip_area_use_reference(const std::string& job, const std::string& step, const std::string& work_layer,
                              const std::string& reference_layer, double margin, bool clipcontour, int featuretype)
 {
-    Target t, reference;
-    if (!resolve(job, step, {work_layer}, t) || !resolve(job, step, {reference_layer}, reference)) return false;
+    Target reference;
+    Edited t;
+    if (!resolve(job, step, {reference_layer}, reference) || !open_edit(job, step, {work_layer}, t)) return false;
     const auto area = kesto::geom::layer_outline(*reference.layers.front(), kesto::geom::context_of(*t.job));
     return clip_layers(t, area, true, clipcontour, margin, featuretype);
 }
@@ -811,20 +880,23 @@ bool use_pattern_fill_contours(const std::string& job, const std::string& step, 
                                bool cut_primitive, int origin_type, bool outline, double outline_width,
                                bool outline_invert)
 {
-    Target t;
-    if (!resolve_any(job, step, layers, t)) return false;
-    const auto& context = kesto::geom::context_of(*t.job);
+    const Job* owner = kesto::store::find_job(job_or_only_open(job));
+    if (!owner) {
+        LOG(ERROR) << "job \"" << job << "\" is not open";
+        return false;
+    }
+    kesto::edit::PatternFill how;
+    const auto& context = kesto::geom::context_of(*owner);
+    const bool known = symbol_named(*owner, symbol, how.symbol);
+    const kesto::Box size = kesto::geom::symbol_box(how.symbol, context);
+    if (!known || size.empty()) {
+        LOG(ERROR) << "use_pattern_fill_contours: \"" << symbol << "\" is no symbol to fill with";
+        return false;
+    }
+    Edited t;
+    if (!open_edit_any(job, step, layers, t)) return false;
     size_t changed = 0;
     for (Layer* l : t.layers) {
-        kesto::edit::PatternFill how;
-        how.symbol = kesto::odb::parse_symbol_name(symbol, l->units);
-        if (how.symbol.family == kesto::SymbolFamily::Unknown && t.job->symbols.count(symbol))
-            how.symbol.family = kesto::SymbolFamily::User;
-        const kesto::Box size = kesto::geom::symbol_box(how.symbol, context);
-        if (how.symbol.family == kesto::SymbolFamily::Unknown || size.empty()) {
-            LOG(ERROR) << "use_pattern_fill_contours: \"" << symbol << "\" is no symbol to fill with";
-            return false;
-        }
         how.dx = dx > 0 ? nm_of(dx) : double(size.xmax - size.xmin);
         how.dy = dy > 0 ? nm_of(dy) : double(size.ymax - size.ymin);
         how.origin = t.step->datum;
@@ -837,15 +909,15 @@ bool use_pattern_fill_contours(const std::string& job, const std::string& step, 
         if (n) kesto::select::forget(*l);
         changed += n;
     }
-    mark_changed(*t.job, changed);
+    t.finish(changed);
     return true;
 }
 
 bool change_lines(const std::string& job, const std::string& step, const std::string& layer,
                   const std::vector<int>& positions, const std::vector<point>& starts, const std::vector<point>& ends)
 {
-    Target t;
-    if (!resolve(job, step, {layer}, t)) return false;
+    Edited t;
+    if (!open_edit(job, step, {layer}, t)) return false;
     Layer& l = *t.layers.front();
     std::vector<size_t> moved;
     for (size_t k = 0; k < positions.size() && k < starts.size() && k < ends.size(); ++k) {
@@ -857,21 +929,22 @@ bool change_lines(const std::string& job, const std::string& step, const std::st
         f.b = kesto::Point{ends[k].ix, ends[k].iy};
         moved.push_back(static_cast<size_t>(at));
     }
+    t.finish(moved.size());
     if (moved.empty()) return false;
     kesto::select::moved(*t.job, l, moved);
-    t.job->changed = true;
     return true;
 }
 
 bool change_arc(const std::string& job, const std::string& step, const std::string& layer, int position, point start,
                 point end, point centre, bool cw, bool delete_arc)
 {
-    Target t;
-    if (!resolve(job, step, {layer}, t)) return false;
+    Edited t;
+    if (!open_edit(job, step, {layer}, t)) return false;
     Layer& l = *t.layers.front();
     if (position < 0 || static_cast<size_t>(position) >= l.features.size() ||
         l.features[static_cast<size_t>(position)].kind != kesto::FeatureKind::Arc) {
         LOG(ERROR) << "change_arc: no arc at " << position << " of layer \"" << layer << "\"";
+        t.finish(0);
         return false;
     }
     const size_t at = static_cast<size_t>(position);
@@ -888,7 +961,7 @@ bool change_arc(const std::string& job, const std::string& step, const std::stri
         f.cw = cw;
         kesto::select::moved(*t.job, l, {at});
     }
-    t.job->changed = true;
+    t.finish(1);
     return true;
 }
 

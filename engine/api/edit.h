@@ -47,13 +47,14 @@ void copy_features_in_samelayer(const std::string& job, const std::string& step,
 // Copies the selected features of the source layers to each destination
 // layer: inverted when `invert`, mirrored in X about the anchor when
 // `mirror`, turned clockwise by `rotation` degrees about the anchor, then
-// offset (engine units). `resize` (working unit) is not supported yet and must be 0.
+// offset (engine units). The copies grow by `resize` (working unit) of width,
+// as a global resize grows features.
 void copy_features_to_otherLayer(const std::string& job, const std::string& step,
                                  const std::vector<std::string>& src_layers, const std::vector<std::string>& dst_layers,
                                  bool invert, int dx, double dy, double mirror, double resize, double rotation,
                                  double x_anchor, double y_anchor);
 // Moves the selected features of the source layers into one layer of
-// another (or the same) job and step.
+// another (or the same) job and step, grown by `resize` (working unit).
 bool move_other_layer(const std::string& src_job, const std::string& src_step, const std::vector<std::string>& src_layers,
                       const std::string& dst_job, const std::string& dst_step, const std::string& dst_layer, bool invert,
                       int dx, int dy, int mirror, double resize, double rotation, double x_anchor, double y_anchor);

@@ -181,10 +181,24 @@ Box2 feature_box(const Layer& layer, const Feature& f)
         b.add(f.b);
         Coord r = e[0] / 2;
         if (f.kind == FeatureKind::Arc) {
-            // The whole circle bounds the arc; good enough for a marker.
-            const Coord rad = Coord(std::hypot(double(f.a.x - f.c.x), double(f.a.y - f.c.y)));
-            b.add(Point{f.c.x - rad, f.c.y - rad});
-            b.add(Point{f.c.x + rad, f.c.y + rad});
+            // Besides its ends, an arc reaches out where it crosses the axes
+            // through its centre. Measured counter-clockwise from where it
+            // starts that way (its end when it runs clockwise); equal ends
+            // make a whole circle.
+            const double rad = std::hypot(double(f.a.x - f.c.x), double(f.a.y - f.c.y));
+            double from = std::atan2(double(f.a.y - f.c.y), double(f.a.x - f.c.x));
+            double to = std::atan2(double(f.b.y - f.c.y), double(f.b.x - f.c.x));
+            if (f.cw) std::swap(from, to);
+            double sweep = to - from;
+            while (sweep <= 0) sweep += 2 * kPi;
+            for (int k = 0; k < 4; ++k) {
+                double past = k * kPi / 2 - from;
+                while (past < 0) past += 2 * kPi;
+                while (past >= 2 * kPi) past -= 2 * kPi;
+                if (past <= sweep)
+                    b.add(Point{f.c.x + Coord(std::llround(rad * std::cos(k * kPi / 2))),
+                                f.c.y + Coord(std::llround(rad * std::sin(k * kPi / 2)))});
+            }
         }
         return {b.xmin - r, b.ymin - r, b.xmax + r, b.ymax + r};
     }

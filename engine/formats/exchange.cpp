@@ -43,7 +43,7 @@ bool slurp(const std::string& path, std::string& text)
 kesto::MatrixRow new_row(const Job& job, const std::string& name, const file_Parameters& p, const Layer& read)
 {
     kesto::MatrixRow row;
-    row.name = name;
+    row.name = kesto::store::layer_name(name);
     for (const auto& r : job.rows) row.row = std::max(row.row, r.row);
     ++row.row;
     row.context = "BOARD";
@@ -227,12 +227,15 @@ bool set_drill_info(const std::string& job, const std::string& step, const std::
 {
     Target t = find(job, step, layer, nullptr);
     if (!t.layer) return false;
+    // A bad row refuses the whole table before anything changes.
+    for (const drill_tools_info& row : rows)
+        if (row.eToolType < 0 || row.eToolType > 2 || row.iHoleSize < 0 || row.iFinishSize < 0) return false;
+    kesto::store::Edit record(*t.job, step, {layer});
     Layer& l = *t.layer;
     kesto::formats::LayerBuilder builder(l);
     const char* types[] = {"PLATED", "NON_PLATED", "VIA"};
     std::vector<kesto::DrillTool> updated;
     for (const drill_tools_info& row : rows) {
-        if (row.eToolType < 0 || row.eToolType > 2 || row.iHoleSize < 0 || row.iFinishSize < 0) return false;
         kesto::DrillTool tool;
         for (const kesto::DrillTool& old : l.tools)
             if (old.number == row.iToolIdx) tool = old;
@@ -258,7 +261,7 @@ bool set_drill_info(const std::string& job, const std::string& step, const std::
         updated.push_back(tool);
     }
     l.tools = std::move(updated);
-    t.job->changed = true;
+    record.finish(1);
     return true;
 }
 

@@ -1,5 +1,7 @@
 #include "engine/store/store.h"
 
+#include "engine/model/text.h"
+
 #include <glog/logging.h>
 
 #include <map>
@@ -53,20 +55,36 @@ Step* find_step(Job& job, const std::string& name)
     return it == job.steps.end() ? nullptr : &it->second;
 }
 
+std::string layer_name(const std::string& name) { return lower(name); }
+
 const MatrixRow* find_row(const Job& job, const std::string& layer)
 {
+    if (layer.empty()) return nullptr;
     for (const MatrixRow& row : job.rows)
         if (row.name == layer) return &row;
+    // Rows read from elsewhere may carry capitals; compare without case.
+    const std::string wanted = lower(layer);
+    for (const MatrixRow& row : job.rows)
+        if (!row.name.empty() && lower(row.name) == wanted) return &row;
     return nullptr;
+}
+
+MatrixRow* find_row(Job& job, const std::string& layer)
+{
+    return const_cast<MatrixRow*>(find_row(static_cast<const Job&>(job), layer));
 }
 
 Layer* find_layer(Job& job, Step& step, const std::string& name)
 {
-    if (name.empty() || !find_row(job, name)) return nullptr;
-    return &step.layers[name];
+    const MatrixRow* row = find_row(job, name);
+    return row ? &step.layers[row->name] : nullptr;
 }
 
 namespace {
+
+// A whole-layer record keeps its matrix row's polarity among the kept layer's
+// attributes under this name, which no attribute list can hold.
+const std::string kRowPolarity = "\x01row polarity";
 
 // The newest record goes last; the oldest goes beyond kUndoDepth.
 void keep(Job& job, UndoRecord record)
@@ -77,25 +95,30 @@ void keep(Job& job, UndoRecord record)
 
 } // namespace
 
-void remember(Job& job, const std::string& step_name, const std::vector<std::string>& layers)
+bool remember(Job& job, const std::string& step_name, const std::vector<std::string>& layers)
 {
     Step* step = find_step(job, step_name);
-    if (!step) return;
-    UndoRecord record{step_name, {}};
+    if (!step) return false;
+    UndoRecord record{step_name, {}, {}};
     for (const std::string& name : layers)
-        if (Layer* layer = find_layer(job, *step, name)) record.layers[name] = *layer;
+        if (const MatrixRow* row = find_row(job, name)) {
+            Layer& kept = record.layers[row->name] = *find_layer(job, *step, row->name);
+            kept.attributes[kRowPolarity] = row->polarity;
+        }
     keep(job, std::move(record));
+    return true;
 }
 
-void remember_selected(Job& job, const std::string& step_name, const std::vector<std::string>& layers)
+bool remember_selected(Job& job, const std::string& step_name, const std::vector<std::string>& layers)
 {
     Step* step = find_step(job, step_name);
-    if (!step) return;
+    if (!step) return false;
     UndoRecord record{step_name, {}, {}};
     for (const std::string& name : layers) {
-        const Layer* layer = find_layer(job, *step, name);
-        if (!layer) continue;
-        FeatureDelta& delta = record.deltas[name];
+        const MatrixRow* row = find_row(job, name);
+        if (!row) continue;
+        const Layer* layer = find_layer(job, *step, row->name);
+        FeatureDelta& delta = record.deltas[row->name];
         delta.features = layer->features.size();
         delta.surfaces = layer->surfaces.size();
         delta.texts = layer->texts.size();
@@ -109,6 +132,7 @@ void remember_selected(Job& job, const std::string& step_name, const std::vector
         }
     }
     keep(job, std::move(record));
+    return true;
 }
 
 namespace {
@@ -137,9 +161,16 @@ bool undo(Job& job, const std::string& step_name)
         if (it->step != step_name) continue;
         Step* step = find_step(job, step_name);
         if (step)
-            for (auto& [name, layer] : it->layers)
+            for (auto& [name, layer] : it->layers) {
+                MatrixRow* row = find_row(job, name);
                 // A layer deleted from the matrix since stays deleted.
-                if (find_row(job, name)) step->layers[name] = std::move(layer);
+                if (!row) continue;
+                if (auto kept = layer.attributes.find(kRowPolarity); kept != layer.attributes.end()) {
+                    row->polarity = kept->second;
+                    layer.attributes.erase(kept);
+                }
+                step->layers[name] = std::move(layer);
+            }
         if (step)
             for (auto& [name, delta] : it->deltas)
                 if (Layer* layer = find_layer(job, *step, name)) put_back(*layer, delta);
@@ -149,6 +180,20 @@ bool undo(Job& job, const std::string& step_name)
         return step != nullptr;
     }
     return false;
+}
+
+Edit::Edit(Job& job, const std::string& step, const std::vector<std::string>& layers, Keeps keeps) : job_(&job)
+{
+    recorded_ = keeps == Keeps::Selection ? remember_selected(job, step, layers) : remember(job, step, layers);
+    depth_ = job.undo.size();
+}
+
+void Edit::finish(std::size_t changed)
+{
+    // Dropped only while it is still the newest record.
+    if (changed == 0 && recorded_ && job_->undo.size() == depth_) job_->undo.pop_back();
+    recorded_ = false;
+    if (changed) job_->changed = true;
 }
 
 namespace {

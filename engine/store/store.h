@@ -22,19 +22,43 @@ std::vector<std::string> job_names();
 std::uint64_t generation();
 
 Step* find_step(Job& job, const std::string& name);
+// Layer names are lower case, as ODB++ keeps them: a layer is found whatever
+// the case the host writes, and a new layer takes the lower-case name.
+std::string layer_name(const std::string& name);
 // The layer's features in a step, or nullptr when the matrix has no such row.
 Layer* find_layer(Job& job, Step& step, const std::string& name);
 const MatrixRow* find_row(const Job& job, const std::string& layer);
+MatrixRow* find_row(Job& job, const std::string& layer);
 
 // The undo history. A command that changes features records the layers it is
 // about to change (before changing them); undo puts back the latest record of
 // that step. The oldest records go beyond kUndoDepth. Matrix changes are not
-// recorded.
-void remember(Job& job, const std::string& step, const std::vector<std::string>& layers);
+// recorded, except the polarity of the layers named. False when the step is
+// not there (nothing recorded).
+bool remember(Job& job, const std::string& step, const std::vector<std::string>& layers);
 // The same for an edit that changes only the selected features of the layers
 // and may append features after the last: only those are kept.
-void remember_selected(Job& job, const std::string& step, const std::vector<std::string>& layers);
+bool remember_selected(Job& job, const std::string& step, const std::vector<std::string>& layers);
 bool undo(Job& job, const std::string& step);
+
+// One feature edit of named layers of a step. Opening it records those layers
+// for undo (whole, or only their selected features) before anything changes,
+// so every edit that reaches its layers through one is undoable. An edit that
+// finishes having changed nothing leaves no record behind.
+class Edit {
+public:
+    enum class Keeps { Layers, Selection };
+    Edit(Job& job, const std::string& step, const std::vector<std::string>& layers, Keeps keeps = Keeps::Layers);
+    Edit(const Edit&) = delete;
+    Edit& operator=(const Edit&) = delete;
+    // `changed` features (or anything above 0): the record stays; 0 drops it.
+    void finish(std::size_t changed);
+
+private:
+    Job* job_;
+    std::size_t depth_ = 0; // the history's size with this edit's record
+    bool recorded_ = false;
+};
 
 // The unit of real-valued coordinates crossing the API: mm unless a unit
 // command chose inch.

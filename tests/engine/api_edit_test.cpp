@@ -195,11 +195,127 @@ TEST_F(ApiEdit, EditsOfTheSelectionUndoFromWhatTheyTouched)
     api::delete_selected_features("board", "pcb", {"top"}); // a whole-layer record between
     EXPECT_TRUE(api::transform("board", "pcb", "top", 1, true, false, false, false, false, {}, 90, 1, 1, 0, 0, 0, 0));
 
-    EXPECT_TRUE(api::Undo("board", "pcb"));
+    // The transform found nothing selected and left no record: one undo
+    // takes back the delete.
     EXPECT_TRUE(api::Undo("board", "pcb"));
     EXPECT_EQ(snapshot(), copied);
     EXPECT_TRUE(api::Undo("board", "pcb"));
     EXPECT_EQ(snapshot(), moved);
     EXPECT_TRUE(api::Undo("board", "pcb"));
     EXPECT_EQ(snapshot(), original);
+}
+
+// Symbol names are read in the working unit, whatever unit the layer's file
+// is written in (this layer is inch): microns in a mm session, mils in an
+// inch one.
+TEST_F(ApiEdit, SymbolNamesAreReadInTheWorkingUnit)
+{
+    Layer& top = layer("top");
+    ASSERT_EQ(top.units, Units::Inch);
+    api::select_feature_by_id("board", "pcb", "top", {0});
+    int count = 0;
+    api::change_feature_symbols("board", "pcb", {"top"}, "r77", false, count);
+    ASSERT_EQ(count, 1);
+    EXPECT_DOUBLE_EQ(top.symbols[size_t(top.features[0].symbol)].p[0], 77000);
+
+    // A 2 mm square surface is substituted by an "s2000" pad: 2 mm, not 2000 mils.
+    top.surfaces.push_back(Surface{{Contour{true, {10000000, 0}, {Segment{{12000000, 0}}, Segment{{12000000, 2000000}},
+                                                                   Segment{{10000000, 2000000}}, Segment{{10000000, 0}}}}}});
+    Feature surface;
+    surface.kind = FeatureKind::Surface;
+    surface.body = 0;
+    top.features.push_back(surface);
+    api::clear_selected_features("board", "pcb", "top");
+    api::select_feature_by_id("board", "pcb", "top", {4});
+    KESTO::Op::OpPara para;
+    para.job = "board";
+    para.step = "pcb";
+    para.layers = {"top"};
+    para.symbol_name = "s2000";
+    para.size = 0.01;
+    EXPECT_TRUE(api::reshape_substitute(para));
+    int squares = 0;
+    for (const Feature& f : top.features)
+        squares += f.kind == FeatureKind::Pad && f.a == Point{11000000, 1000000} &&
+                   top.symbols[size_t(f.symbol)].p[0] == 2000000;
+    EXPECT_EQ(squares, 1);
+
+    api::clear_selected_features("board", "pcb", "top");
+    api::select_feature_by_id("board", "pcb", "top", {0});
+    api::set_show_para([] {
+        api::show_param p;
+        p.Units = 1;
+        return p;
+    }());
+    api::change_feature_symbols("board", "pcb", {"top"}, "r10", false, count);
+    EXPECT_DOUBLE_EQ(top.symbols[size_t(top.features[0].symbol)].p[0], 254000);
+}
+
+// A pattern fill of a 1 mm square with r250 pads edge to edge: pads of
+// 0.25 mm, all of them inside the square (the layer's file is inch).
+TEST_F(ApiEdit, PatternFillPlacesPadsOfTheNamedSize)
+{
+    Layer& top = layer("top");
+    top.surfaces.push_back(Surface{{Contour{true, {10000000, 0}, {Segment{{11000000, 0}}, Segment{{11000000, 1000000}},
+                                                                   Segment{{10000000, 1000000}}, Segment{{10000000, 0}}}}}});
+    Feature surface;
+    surface.kind = FeatureKind::Surface;
+    surface.body = 0;
+    top.features.push_back(surface);
+    api::select_feature_by_id("board", "pcb", "top", {4});
+    ASSERT_TRUE(api::use_pattern_fill_contours("board", "pcb", {"top"}, "r250", 0, 0, false, false, 1, false, 0, false));
+    int pads = 0;
+    for (const Feature& f : top.features) {
+        if (f.kind != FeatureKind::Pad || f.a.x < 9000000) continue;
+        ++pads;
+        EXPECT_DOUBLE_EQ(top.symbols[size_t(f.symbol)].p[0], 250000);
+        EXPECT_GE(f.a.x - 125000, 10000000);
+        EXPECT_LE(f.a.x + 125000, 11000000);
+        EXPECT_GE(f.a.y - 125000, 0);
+        EXPECT_LE(f.a.y + 125000, 1000000);
+    }
+    // The grid runs through the lower left corner every 0.25 mm: centres at
+    // 0, 0.25 ... 1 mm; whole pads fit at 0.25, 0.5 and 0.75 only.
+    EXPECT_EQ(pads, 9);
+}
+
+// Copies and moves to another layer grow by the width asked for, as a global
+// resize would: an r100 pad with 0.1 mm more is an r200 pad.
+TEST_F(ApiEdit, CopiesAndMovesToOtherLayersResize)
+{
+    api::select_feature_by_id("board", "pcb", "top", {0});
+    api::copy_features_to_otherLayer("board", "pcb", {"top"}, {"bot"}, false, 0, 0, 0, 0.1, 0, 0, 0);
+    const Layer& bot = layer("bot");
+    ASSERT_EQ(bot.features.size(), 1u);
+    EXPECT_DOUBLE_EQ(bot.symbols[size_t(bot.features[0].symbol)].p[0], 200000);
+    EXPECT_DOUBLE_EQ(layer("top").symbols[size_t(layer("top").features[0].symbol)].p[0], 100000);
+
+    EXPECT_TRUE(api::move_other_layer("board", "pcb", {"top"}, "board", "pcb", "bot", false, 0, 0, 0, -0.05, 0, 0, 0));
+    ASSERT_EQ(bot.features.size(), 2u);
+    EXPECT_DOUBLE_EQ(bot.symbols[size_t(bot.features[1].symbol)].p[0], 50000);
+    EXPECT_EQ(layer("top").features.size(), 3u);
+    // Moved within its own layer, the feature is resized in place.
+    api::select_feature_by_id("board", "pcb", "top", {0});
+    EXPECT_TRUE(api::move_other_layer("board", "pcb", {"top"}, "board", "pcb", "top", false, 0, 0, 0, 0.1, 0, 0, 0));
+    EXPECT_DOUBLE_EQ(layer("top").symbols[size_t(layer("top").features[0].symbol)].p[0], 300000);
+}
+
+// Layer names are lower case; the host may write them in any case, and a
+// layer made with capitals takes the lower-case name.
+TEST_F(ApiEdit, LayersAreFoundWhateverTheCase)
+{
+    api::select_feature_by_id("board", "pcb", "TOP", {1});
+    EXPECT_EQ(edit::count_selected(layer("top")), 1u);
+    api::move_same_layer("board", "pcb", {"Top"}, 10, 0);
+    EXPECT_EQ(layer("top").features[1].a, (Point{1000010, 0}));
+    ASSERT_TRUE(api::Undo("board", "pcb"));
+    EXPECT_EQ(layer("top").features[1].a, (Point{1000000, 0}));
+
+    ASSERT_TRUE(api::create_new_layer("board", "pcb", "cpA", 3));
+    Job& job = *store::find_job("board");
+    ASSERT_NE(store::find_row(job, "CPA"), nullptr);
+    EXPECT_EQ(store::find_row(job, "CPA")->name, "cpa");
+    api::copy_features_to_otherLayer("board", "pcb", {"TOP"}, {"CpA"}, false, 0, 0, 0, 0, 0, 0, 0);
+    EXPECT_EQ(store::find_layer(job, job.steps["pcb"], "cPa")->features.size(), 1u);
+    EXPECT_EQ(job.steps["pcb"].layers.count("cpA"), 0u) << "no second layer under the host's spelling";
 }

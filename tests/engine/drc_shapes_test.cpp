@@ -119,3 +119,34 @@ TEST(DrcShapes, ViaInAPlaneClearanceIsAnExtraHole)
     ASSERT_EQ(extra.size(), 1u);
     EXPECT_NEAR(extra[0].geometry[0], 5.0, 1e-9);
 }
+
+// A marker's box holds the arc it marks and no more: the ends, plus the
+// points where the arc crosses the axes through its centre, grown by half
+// the pen.
+TEST(DrcShapes, ArcBoxesHoldOnlyTheSweptPart)
+{
+    Layer l;
+    const auto pen = JobBuilder::round(l, 200);
+    auto box_of = [&](Point a, Point b, bool cw) {
+        Feature arc;
+        arc.kind = FeatureKind::Arc;
+        arc.symbol = pen;
+        arc.a = a;
+        arc.b = b;
+        arc.c = at(0, 0);
+        arc.cw = cw;
+        const Box2 box = feature_box(l, arc);
+        return std::vector<Coord>{box.xmin, box.ymin, box.xmax, box.ymax};
+    };
+    using Box = std::vector<Coord>;
+    // The upper half circle of radius 1 mm: 2.2 x 1.2 mm.
+    EXPECT_EQ(box_of(at(-1000, 0), at(1000, 0), true), (Box{um(-1100), um(-100), um(1100), um(1100)}));
+    // The same ends the other way round: the lower half.
+    EXPECT_EQ(box_of(at(-1000, 0), at(1000, 0), false), (Box{um(-1100), um(-1100), um(1100), um(100)}));
+    // A quarter in the first quadrant, counter-clockwise, and its clockwise
+    // complement, three quarters round.
+    EXPECT_EQ(box_of(at(1000, 0), at(0, 1000), false), (Box{um(-100), um(-100), um(1100), um(1100)}));
+    EXPECT_EQ(box_of(at(1000, 0), at(0, 1000), true), (Box{um(-1100), um(-1100), um(1100), um(1100)}));
+    // Equal ends: the whole circle.
+    EXPECT_EQ(box_of(at(0, 1000), at(0, 1000), true), (Box{um(-1100), um(-1100), um(1100), um(1100)}));
+}

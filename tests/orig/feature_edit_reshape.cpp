@@ -144,3 +144,24 @@ TEST(FeatureEditReshape, LinesAndArcsChangedByPosition)
         EXPECT_EQ(call(R"({"func":"CHANGE_ARC","paras":{"featureID":"x"}})"), "ERROR");
     });
 }
+
+// A host's undo after a second-table edit takes back that edit, not the pad
+// added before it.
+TEST(FeatureEditReshape, UndoTakesBackTheReshapeNotThePadsBeforeIt)
+{
+    TempDir dir;
+    in_fresh_process(dir.path(), [] {
+        board_with_pads();
+        const Json::Value before = selected();
+        ASSERT_EQ(before.size(), 3u);
+        EXPECT_EQ(call(R"({"func":"RESHAPE_PAD_TO_OUTLINE","paras":{"jobname":"board","stepname":"pcb",
+                          "layernames":["TOP"]}})"),
+                  "OK");
+        EXPECT_NE(selected(), before);
+        EXPECT_EQ(call(R"({"func":"UNDO","paras":{"jobname":"board","stepname":"pcb"}})"), "OK");
+        EXPECT_EQ(selected(), before);
+        EXPECT_EQ(call(R"({"func":"UNDO","paras":{"jobname":"board","stepname":"pcb"}})"), "OK");
+        call(R"({"func":"COUNTER_ELECTION","paras":[{"job":"board","step":"pcb","layer":"top"}]})");
+        EXPECT_EQ(selected().size(), 2u) << "the next undo takes back the last pad";
+    });
+}

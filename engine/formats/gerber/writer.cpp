@@ -67,7 +67,8 @@ public:
         for (auto& [name, value] : options_.file_attributes)
             if (!layer.attributes.count(name)) attribute("TF", name, value);
         for (auto& [name, value] : layer.attributes) {
-            if (name == ".GenerationSoftware") continue;
+            // UNITS is the unit of the layer's attribute list, no attribute.
+            if (name == ".GenerationSoftware" || name == "UNITS") continue;
             if (name == ".image_name") out_ += "%IN" + plain(value) + "*%\n";
             else if (name == ".layer_name") out_ += "%LN" + plain(value) + "*%\n";
             else if (name == ".image_polarity") out_ += value == "negative" ? "%IPNEG*%\n" : "";

@@ -1,6 +1,7 @@
 #include "engine/formats/odb/features.h"
 
 #include "engine/formats/odb/symbols.h"
+#include "engine/model/text.h"
 
 #include <algorithm>
 #include <charconv>
@@ -675,23 +676,53 @@ bool read_features_file(std::string_view text, Layer& layer, Units default_units
     return true;
 }
 
-void resolve_attribute_texts(Layer& layer, const TextAttributes& text_attributes)
+namespace {
+
+// The option lists of the layer's attribute names (null where none).
+std::vector<const std::vector<std::string>*> options_of(const Layer& layer, const OptionLists& options)
+{
+    std::vector<const std::vector<std::string>*> out(layer.attribute_names.size(), nullptr);
+    for (size_t i = 0; i < out.size(); ++i)
+        if (auto it = options.find(layer.attribute_names[i]); it != options.end()) out[i] = &it->second;
+    return out;
+}
+
+// An option as we hold it: its name, from its number or its name in any case.
+void option_name(std::string& value, const std::vector<std::string>& list)
+{
+    std::uint32_t index = 0;
+    if (read_int(std::string_view(value), index)) {
+        if (index < list.size()) value = list[index];
+        return;
+    }
+    const std::string wanted = lower(value);
+    for (const std::string& name : list)
+        if (lower(name) == wanted) value = name;
+}
+
+} // namespace
+
+void resolve_attribute_texts(Layer& layer, const TextAttributes& text_attributes, const OptionLists& options)
 {
     std::vector<char> is_text(layer.attribute_names.size());
     for (size_t i = 0; i < is_text.size(); ++i) is_text[i] = text_attributes.count(layer.attribute_names[i]) > 0;
+    const auto lists = options_of(layer, options);
     for (auto& set : layer.attribute_sets)
         for (AttributeValue& v : set) {
             std::uint32_t index = 0;
             if (v.name < is_text.size() && is_text[v.name] && read_int(std::string_view(v.value), index) &&
                 index < layer.attribute_texts.size())
                 v.value = layer.attribute_texts[index];
+            else if (v.name < lists.size() && lists[v.name] && !v.value.empty())
+                option_name(v.value, *lists[v.name]);
         }
     layer.attribute_texts.clear();
     layer.attribute_texts.shrink_to_fit();
 }
 
-std::string write_features_file(const Layer& layer, const TextAttributes& text_attributes)
+std::string write_features_file(const Layer& layer, const TextAttributes& text_attributes, const OptionLists& options)
 {
+    const auto lists = options_of(layer, options);
     // Every set is rendered once; text values go to the &n table.
     std::vector<char> is_text(layer.attribute_names.size());
     for (size_t i = 0; i < is_text.size(); ++i) is_text[i] = text_attributes.count(layer.attribute_names[i]) > 0;
@@ -703,11 +734,17 @@ std::string write_features_file(const Layer& layer, const TextAttributes& text_a
         for (const AttributeValue& v : layer.attribute_sets[s]) {
             if (!out.empty()) out += ',';
             append_int(out, v.name);
-            if (v.name < is_text.size() && is_text[v.name]) {
+            if (v.name < is_text.size() && is_text[v.name] && !v.value.empty()) {
                 auto [it, added] = text_index.emplace(v.value, texts.size());
                 if (added) texts.push_back(v.value);
                 out += '=';
                 append_int(out, static_cast<long long>(it->second));
+            } else if (v.name < lists.size() && lists[v.name] && !v.value.empty()) {
+                const auto& list = *lists[v.name];
+                const auto at = std::find(list.begin(), list.end(), v.value);
+                out += '=';
+                if (at == list.end()) out += v.value;
+                else append_int(out, static_cast<long long>(at - list.begin()));
             } else if (!v.value.empty()) {
                 (out += '=') += v.value;
             }

@@ -10,7 +10,9 @@
 #pragma once
 #include "engine/model/model.h"
 
+#include <map>
 #include <set>
+#include <vector>
 #include <string>
 #include <string_view>
 
@@ -19,6 +21,9 @@ namespace kesto::odb {
 // The names of attributes whose values are texts: in files they are written as
 // numbers of the &n table.
 using TextAttributes = std::set<std::string>;
+// The options of option attributes, in order: files write an option by its
+// number in this list (or, in some jobs, by its name); we hold its name.
+using OptionLists = std::map<std::string, std::vector<std::string>>;
 
 // Appends the feature(s) of one record to `layer`, coordinates in `units`.
 // A surface record may span lines ("S P 0\nOB ...\nOS ...\nOE\nSE"). False with
@@ -35,10 +40,14 @@ std::string write_feature_record(const Layer& layer, const Feature& feature, Uni
 // False with `error` as "line N: what" when any line does not parse.
 bool read_features_file(std::string_view text, Layer& layer, Units default_units, std::string& error);
 
-// Replaces the values of text attributes by their texts and drops the table.
-void resolve_attribute_texts(Layer& layer, const TextAttributes& text_attributes);
+// Replaces the values of text attributes by their texts and drops the table;
+// option values (numbers or names) become the option's name.
+void resolve_attribute_texts(Layer& layer, const TextAttributes& text_attributes, const OptionLists& options = {});
 
-// The whole features file of a layer, in layer.units.
-std::string write_features_file(const Layer& layer, const TextAttributes& text_attributes);
+// The whole features file of a layer, in layer.units. Text values go to the
+// &n table (an empty one is written as a valueless attribute); options named
+// in `options` are written by number.
+std::string write_features_file(const Layer& layer, const TextAttributes& text_attributes,
+                                const OptionLists& options = {});
 
 } // namespace kesto::odb

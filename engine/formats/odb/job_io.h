@@ -21,6 +21,9 @@ bool read_job(const std::string& location, Job& job, std::string& error);
 
 // The attributes whose values a job's features files write as &n texts.
 TextAttributes text_attributes(const Job& job);
+// The option lists of a job's option attributes: its own definitions, then
+// the system's feature options (.drill, .pad_usage, ...) it does not define.
+OptionLists option_lists(const Job& job);
 
 // Reads attribute definitions (the sysattr/userattr format) into `defs`.
 bool parse_attribute_defs(std::string_view text, std::map<std::string, AttributeDef>& defs, std::string& error);

@@ -460,12 +460,13 @@ bool JobReader::finish(std::string& error)
         step(col.name);
     }
     const TextAttributes texts = text_attributes(job_);
+    const OptionLists options = option_lists(job_);
     for (auto& [name, s] : job_.steps) {
         for (const MatrixRow& row : job_.rows)
             if (!s.layers.count(row.name)) s.layers[row.name].units = job_.units;
-        for (auto& [lname, layer] : s.layers) resolve_attribute_texts(layer, texts);
+        for (auto& [lname, layer] : s.layers) resolve_attribute_texts(layer, texts, options);
     }
-    for (auto& [name, user] : job_.symbols) resolve_attribute_texts(user.features, texts);
+    for (auto& [name, user] : job_.symbols) resolve_attribute_texts(user.features, texts, options);
     resolve_user_symbols(job_);
     return true;
 }
@@ -498,9 +499,35 @@ TextAttributes text_attributes(const Job& job)
     for (const auto& [name, def] : job.attribute_defs)
         if (def.kind == "TEXT") names.insert(name);
     // The system's own text attributes, unless the job defines them otherwise.
-    for (const char* name : {".string", ".geometry", ".comment", ".net_name", ".nomenclature", ".string_font"})
+    for (const char* name : {".string", ".geometry", ".comment", ".net_name", ".string_font"})
         if (!job.attribute_defs.count(name)) names.insert(name);
     return names;
+}
+
+OptionLists option_lists(const Job& job)
+{
+    OptionLists lists = {
+        {".drill", {"plated", "non_plated", "via"}},
+        {".pad_usage", {"toeprint", "via", "g_fiducial", "l_fiducial", "tooling_hole", "bond_finger"}},
+        {".plated_type", {"standard", "press_fit"}},
+        {".via_type", {"drilled", "laser", "photo"}},
+    };
+    for (const auto& [name, def] : job.attribute_defs) {
+        if (def.kind != "OPTION") {
+            lists.erase(name);
+            continue;
+        }
+        auto it = def.fields.find("OPTIONS");
+        std::vector<std::string>& list = lists[name];
+        list.clear();
+        std::string_view rest = it == def.fields.end() ? std::string_view() : std::string_view(it->second);
+        while (!rest.empty()) {
+            const size_t semi = rest.find(';');
+            list.emplace_back(rest.substr(0, semi));
+            rest = semi == std::string_view::npos ? std::string_view() : rest.substr(semi + 1);
+        }
+    }
+    return lists;
 }
 
 bool read_job(const std::string& location, Job& job, std::string& error)

@@ -17,6 +17,7 @@
 #include <ctime>
 #include <memory>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace fs = boost::filesystem;
@@ -102,8 +103,11 @@ private:
 
 std::string attrlist_text(const std::map<std::string, std::string>& attributes)
 {
+    // UNITS is no attribute but the unit of the values that follow: it leads.
     StructuredText text;
-    for (const auto& [key, value] : attributes) text.fields.emplace_back(key, value);
+    if (auto units = attributes.find("UNITS"); units != attributes.end()) text.fields.emplace_back(units->first, units->second);
+    for (const auto& [key, value] : attributes)
+        if (key != "UNITS") text.fields.emplace_back(key, value);
     return write_structured(text, "=");
 }
 
@@ -199,6 +203,37 @@ std::string tools_text(const Layer& layer, Units job_units)
     return write_structured(text);
 }
 
+// Attributes the features carry that the job does not define (a host set
+// them) are written as text attributes, with a definition added to
+// misc/userattr: any reader then takes a value holding a comma whole. The
+// definitions to add; `texts` gains their names.
+std::string undefined_attribute_defs(const Job& job, TextAttributes& texts, const OptionLists& options)
+{
+    std::set<std::string> names;
+    auto scan = [&](const Layer& layer) {
+        std::vector<char> valued(layer.attribute_names.size());
+        for (const auto& set : layer.attribute_sets)
+            for (const AttributeValue& v : set)
+                if (v.name < valued.size() && !v.value.empty()) valued[v.name] = 1;
+        for (size_t i = 0; i < valued.size(); ++i) {
+            const std::string& name = layer.attribute_names[i];
+            if (valued[i] && !name.empty() && name[0] != '.' && !job.attribute_defs.count(name) && !texts.count(name) &&
+                !options.count(name))
+                names.insert(name);
+        }
+    };
+    for (const auto& [sname, step] : job.steps)
+        for (const auto& [lname, layer] : step.layers) scan(layer);
+    for (const auto& [name, user] : job.symbols) scan(user.features);
+    std::string out;
+    for (const std::string& name : names) {
+        texts.insert(name);
+        out += "TEXT {\n    NAME=" + name + "\n    PROMPT=" + name +
+               "\n    ENTITY=feature\n    MIN_LEN=0\n    MAX_LEN=1000\n}\n\n";
+    }
+    return out;
+}
+
 std::string profile_text(const Step& step, Units units, const TextAttributes& texts)
 {
     Layer layer;
@@ -213,14 +248,18 @@ std::string profile_text(const Step& step, Units units, const TextAttributes& te
 // Hands every file of the job, by its path inside the job, to `put`.
 bool write_files(const Job& job, const std::function<bool(const std::string&, const std::string&)>& put)
 {
-    const TextAttributes texts = text_attributes(job);
+    TextAttributes texts = text_attributes(job);
+    const OptionLists options = option_lists(job);
+    const std::string added_defs = undefined_attribute_defs(job, texts, options);
     StructuredText info;
     for (const auto& [key, value] : job.info) info.fields.emplace_back(key, value);
     if (!put("matrix/matrix", matrix_text(job)) || !put("misc/info", write_structured(info)) ||
         !put("misc/attrlist", attrlist_text(job.attributes)))
         return false;
     for (const auto& [path, bytes] : job.files)
-        if (!put(path, bytes)) return false;
+        if (!put(path, path == "misc/userattr" ? bytes + (bytes.empty() || bytes.back() == '\n' ? "" : "\n") + added_defs : bytes))
+            return false;
+    if (!added_defs.empty() && !job.files.count("misc/userattr") && !put("misc/userattr", added_defs)) return false;
     for (const auto& [name, step] : job.steps) {
         if (name.empty()) continue;
         const std::string dir = "steps/" + name + "/";
@@ -233,7 +272,7 @@ bool write_files(const Job& job, const std::function<bool(const std::string&, co
         for (const auto& [lname, layer] : step.layers) {
             if (lname.empty()) continue;
             const std::string ldir = dir + "layers/" + lname + "/";
-            if (!put(ldir + "features", write_features_file(layer, texts)) ||
+            if (!put(ldir + "features", write_features_file(layer, texts, options)) ||
                 (!layer.attributes.empty() && !put(ldir + "attrlist", attrlist_text(layer.attributes))) ||
                 ((!layer.tools.empty() || !layer.tools_header.empty()) && !put(ldir + "tools", tools_text(layer, job.units))))
                 return false;
@@ -243,7 +282,7 @@ bool write_files(const Job& job, const std::function<bool(const std::string&, co
     }
     for (const auto& [name, user] : job.symbols) {
         const std::string dir = "symbols/" + name + "/";
-        if (!put(dir + "features", write_features_file(user.features, texts)) ||
+        if (!put(dir + "features", write_features_file(user.features, texts, options)) ||
             (!user.attributes.empty() && !put(dir + "attrlist", attrlist_text(user.attributes))))
             return false;
     }
@@ -295,6 +334,11 @@ bool save_job(const Job& job, const std::string& target_text, std::string& error
         return false;
     }
     const std::string fresh = pattern;
+    // The temporary folder is private; the job takes the mode any new folder
+    // would, so that others read a shared job library as the umask allows.
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    ::chmod(fresh.c_str(), 0777 & ~mask);
     JobWriter writer(fresh);
     if (!write_files(job, [&](const std::string& path, const std::string& bytes) { return writer.put(path, bytes); }) ||
         !writer.sync_all()) {
