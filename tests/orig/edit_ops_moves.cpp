@@ -123,7 +123,7 @@ TEST(EditOpsMoves, LayerAndStepCopiesSurviveSaveAndReopen)
                           "dst_step":"pcb","mode":1,"invert":true,"src_layer":"top","dst_layer":"neg"}})"),
                   "OK");
         EXPECT_EQ(matrix_of("board"), "col pcb\ncol panel\n1 top MISC SIGNAL\n2 bot MISC SIGNAL\n3 neg MISC SIGNAL\n");
-        // Appending doubles it; replacing brings it back to the two pads.
+        // Appending doubles it.
         call(R"({"func":"COPY_LAYER_FEATURES","paras":{"src_job":"board","src_step":"pcb","dst_job":"board",
                  "dst_step":"pcb","mode":0,"src_layer":"top","dst_layer":"neg"}})");
         EXPECT_EQ(pads("neg"), "1.000,0.000 5.000,0.000 1.000,0.000 5.000,0.000");
