@@ -3,7 +3,7 @@
 // step-and-repeat nest.
 #include "engine/api/edit_ops.h"
 #include "engine/edit/compare.h"
-#include "engine/edit/step_ops.h"
+#include "engine/edit/step_repeat.h"
 #include "engine/edit/transform.h"
 #include "engine/formats/odb/job_io.h"
 #include "engine/geometry/outline.h"
@@ -63,7 +63,7 @@ void BM_FlattenNestOfSampleLayer(benchmark::State& state)
     for (auto _ : state) {
         Layer out;
         std::string error;
-        edit::flatten_layer(job, job.steps.at("frame"), "layer-1", out, error);
+        edit::flattened_layer(job, job.steps.at("frame"), "layer-1", out, error);
         count = out.features.size();
         benchmark::DoNotOptimize(count);
     }

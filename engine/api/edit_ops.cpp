@@ -9,7 +9,7 @@
 #include "engine/formats/odb/features.h"
 #include "engine/formats/odb/symbols.h"
 #include "engine/edit/layer_edit.h"
-#include "engine/edit/step_ops.h"
+#include "engine/edit/step_repeat.h"
 #include "engine/geometry/outline.h"
 #include "engine/render/canvas.h"
 #include "engine/render/layer_shapes.h"
@@ -281,7 +281,7 @@ bool flatten_step(const std::string& job, const std::string& step, const std::st
     }
     Layer flat;
     std::string error;
-    if (!kesto::edit::flatten_layer(*j, *s, flatten_layer, flat, error)) {
+    if (!kesto::edit::flattened_layer(*j, *s, flatten_layer, flat, error)) {
         LOG(ERROR) << "flatten_step: " << error;
         return false;
     }
@@ -434,7 +434,7 @@ bool image_of(const std::string& job, const std::string& step, const std::string
     if (nested && !w.step->repeats.empty()) {
         Layer flat;
         std::string error;
-        if (!kesto::edit::flatten_layer(*w.job, *w.step, kesto::store::find_row(*w.job, layer)->name, flat, error)) {
+        if (!kesto::edit::flattened_layer(*w.job, *w.step, kesto::store::find_row(*w.job, layer)->name, flat, error)) {
             LOG(ERROR) << "layer compare: " << error;
             return false;
         }
