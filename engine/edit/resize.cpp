@@ -157,7 +157,10 @@ ResizeCount resize_features(Layer& layer, const std::vector<bool>& picked, doubl
             f.symbol = to;
             ++count.resized;
         } else if (f.kind == FeatureKind::Surface && f.body < layer.surfaces.size()) {
-            const geom::Paths grown = geom::offset(geom::surface_outline(layer.surfaces[f.body]), delta / 2, join);
+            // The chord error follows the growth (a micron per millimetre), so
+            // every corner gets the same number of points whatever the size.
+            const double chord = std::max(geom::kMaxChordError, std::fabs(delta / 2) * 1e-3);
+            const geom::Paths grown = geom::offset(geom::surface_outline(layer.surfaces[f.body]), delta / 2, join, chord);
             if (grown.empty()) {
                 ++count.skipped;
                 continue;

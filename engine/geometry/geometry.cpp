@@ -175,10 +175,10 @@ Paths clip_to_box(const Paths& outline, const Box& box)
     return out;
 }
 
-Paths offset(const Paths& outline, double delta, Join join)
+Paths offset(const Paths& outline, double delta, Join join, double chord_error)
 {
     ClipperLib::ClipperOffset grower;
-    grower.ArcTolerance = kMaxChordError;
+    grower.ArcTolerance = chord_error;
     ClipperLib::JoinType type = join == Join::Round    ? ClipperLib::jtRound
                                 : join == Join::Square ? ClipperLib::jtSquare
                                                        : ClipperLib::jtMiter;
