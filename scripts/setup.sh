@@ -10,6 +10,7 @@ packages=(
   libpolyclipping-dev libcairo2-dev libarchive-dev libsqlite3-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   gerbv
+  clang libclang-rt-14-dev
 )
 
 missing=()
