@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 jobs="${KESTO_JOBS:-$(nproc)}"
 launcher=()
 command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
-cmake -S . -B build-sanitize -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" \
+cmake -S . -B build-sanitize -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-gline-tables-only -O1" \
   -DCMAKE_CXX_COMPILER=clang++ "${launcher[@]}" \
   -DKESTO_SANITIZE=ON -DKESTO_FUZZ=ON -DKESTO_BENCH=OFF \
   -DKESTO_TEST_FOLDERS="adaptor;engine;hostile" >/dev/null

@@ -6,6 +6,7 @@
 #include "engine/edit/reshape.h"
 #include "engine/edit/resize.h"
 #include "engine/formats/odb/symbols.h"
+#include "engine/geometry/grow.h"
 #include "engine/geometry/outline.h"
 #include "engine/select/filter.h"
 #include "engine/select/workspace.h"
@@ -732,9 +733,7 @@ kesto::geom::Paths grown_area(const kesto::geom::Paths& area, double margin, con
                  {extent.xmin - pad, extent.ymax + pad}}};
     }
     if (margin <= -reach) return {};
-    // A micron of chord error per millimetre of margin bounds the points per corner.
-    return kesto::geom::offset(area, margin, kesto::geom::Join::Round,
-                               std::max(kesto::geom::kMaxChordError, std::fabs(margin) * 1e-3));
+    return kesto::geom::grow(area, margin);
 }
 
 bool clip_layers(Target& t, kesto::geom::Paths area, bool inside, bool cut, double margin, int types)

@@ -38,7 +38,7 @@ std::string number(double value)
 // holds before it becomes text.
 std::string length(double value)
 {
-    check_working_length(value);
+    from_working_unit(value); // throws beyond the limit
     return number(value);
 }
 

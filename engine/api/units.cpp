@@ -17,15 +17,13 @@ double to_working_unit(long long nm)
     return static_cast<double>(nm) / (working_unit_is_inch() ? kesto::kNmPerInch : kesto::kNmPerMm);
 }
 
-// Every real length a host sends becomes nanometres here (or is checked here
-// before it becomes feature text), so this is where values beyond what the
-// engine holds are refused.
+// Every real length a host sends becomes nanometres here (or passes through
+// here before it becomes feature text), so this is where values beyond what
+// the engine holds are refused (std::out_of_range).
 long long from_working_unit(double value)
 {
     return kesto::checked_length(value * (working_unit_is_inch() ? kesto::kNmPerInch : kesto::kNmPerMm));
 }
-
-void check_working_length(double value) { from_working_unit(value); }
 
 } // namespace API
 } // namespace KESTO

@@ -2,6 +2,7 @@
 
 #include "engine/edit/layer_edit.h"
 #include "engine/formats/odb/symbols.h"
+#include "engine/geometry/grow.h"
 
 #include <algorithm>
 #include <cmath>
@@ -157,10 +158,7 @@ ResizeCount resize_features(Layer& layer, const std::vector<bool>& picked, doubl
             f.symbol = to;
             ++count.resized;
         } else if (f.kind == FeatureKind::Surface && f.body < layer.surfaces.size()) {
-            // The chord error follows the growth (a micron per millimetre), so
-            // every corner gets the same number of points whatever the size.
-            const double chord = std::max(geom::kMaxChordError, std::fabs(delta / 2) * 1e-3);
-            const geom::Paths grown = geom::offset(geom::surface_outline(layer.surfaces[f.body]), delta / 2, join, chord);
+            const geom::Paths grown = geom::grow(geom::surface_outline(layer.surfaces[f.body]), delta / 2, join);
             if (grown.empty()) {
                 ++count.skipped;
                 continue;

@@ -86,8 +86,7 @@ Paths clip_to_box(const Paths& outline, const Box& box);
 
 enum class Join { Round, Square, Miter };
 // Grows (delta > 0) or shrinks (delta < 0) an outline by `delta` nanometres.
-// `chord_error`: how far round corners may stray from the true arc.
-Paths offset(const Paths& outline, double delta, Join join = Join::Round, double chord_error = kMaxChordError);
+Paths offset(const Paths& outline, double delta, Join join = Join::Round);
 
 // Filled area in square nanometres (holes count negative).
 double area(const Paths& outline);
