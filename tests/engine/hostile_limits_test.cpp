@@ -7,7 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <boost/filesystem.hpp>
+
 #include <cmath>
+#include <fstream>
+#include <sstream>
 #include <stdexcept>
 
 using namespace kesto;
@@ -139,6 +143,40 @@ TEST(GerberStepRepeat, EveryCopyInItsPlace)
     EXPECT_EQ(box.ymin, 0);
     EXPECT_EQ(box.xmax, 299 * 2'540'000);
     EXPECT_EQ(box.ymax, 299 * 2'540'000);
+}
+
+// The malformed corpus straight into the readers: each file is refused with
+// findings, and those whose numbers overflow say so on their line.
+TEST(MalformedFiles, ReadersReportOverflowInsteadOfReading)
+{
+    namespace fs = boost::filesystem;
+    const std::string root = std::string(KESTO_TESTDATA) + "/malformed/";
+    int files = 0;
+    for (const char* kind : {"gerber", "excellon"})
+        for (const auto& entry : fs::directory_iterator(root + kind)) {
+            const std::string name = entry.path().filename().string();
+            if (name.find("step-repeat") != std::string::npos) continue;
+            std::ifstream in(entry.path().string(), std::ios::binary);
+            std::stringstream text;
+            text << in.rdbuf();
+            Layer layer;
+            Reports reports;
+            bool ok;
+            if (std::string(kind) == "gerber") {
+                UserSymbols symbols;
+                ok = gerber::read(text.str(), gerber::ReadOptions{}, layer, symbols, reports);
+            } else {
+                ok = excellon::read(text.str(), excellon::ReadOptions{}, layer, reports);
+            }
+            ++files;
+            EXPECT_FALSE(ok) << name;
+            ASSERT_FALSE(reports.empty()) << name;
+            std::string messages;
+            for (const auto& r : reports) messages += std::to_string(r.line) + ": " + r.message + "\n";
+            if (name.find("overflow") != std::string::npos)
+                EXPECT_NE(messages.find("beyond 10 m"), std::string::npos) << name << "\n" << messages;
+        }
+    EXPECT_EQ(files, 8);
 }
 
 } // namespace

@@ -822,7 +822,14 @@ private:
                 (axis == 'A' ? a : b) = v;
             }
             if (code == "OF") {
+                if (!within_length_limit(a * unit_) || !within_length_limit(b * unit_)) {
+                    error(line, "image offset beyond 10 m in %" + c);
+                    return;
+                }
                 image_offset_ = {Coord(std::llround(a * unit_)), Coord(std::llround(b * unit_))};
+            } else if (!(a > 1e-6 && a <= 1e6)) {
+                error(line, "scale factor out of range in %" + c);
+                return;
             } else {
                 if (a != b) warn(line, "%SF with different factors per axis: using the A factor for both");
                 coordinate_factor_ = a;
@@ -835,7 +842,7 @@ private:
         } else if (!c.empty() && c[0] == 'G') {
             std::size_t i = 1;
             double g = 0;
-            if (read_number(c, i, g)) g_code(int(g), line);
+            if (read_number(c, i, g)) g_code(int(std::clamp(g, -2.0, 1e6)), line); // held to what an int holds
         } else {
             error(line, "unknown command %" + c);
         }
