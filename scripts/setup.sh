@@ -12,6 +12,7 @@ packages=(
   libsodium-dev libpq-dev postgresql
   gerbv
   python3 python3-pytest python3-setuptools python3-venv python3-pip python3-distributed
+  clang libclang-rt-14-dev
 )
 
 missing=()
