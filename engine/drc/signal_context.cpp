@@ -257,9 +257,8 @@ namespace {
 // From an outline to a segment, the segment's point first.
 geom::Closest outline_to_segment(const geom::Paths& outline, const geom::PreparedOutline* prepared, Point a, Point b)
 {
-    const geom::Paths seg{geom::Path{{a.x, a.y}, {b.x, b.y}}};
     if (prepared) {
-        geom::Closest c = prepared->distance(seg);
+        geom::Closest c = prepared->distance(double(a.x), double(a.y), double(b.x), double(b.y));
         return {c.distance, c.bx, c.by, c.ax, c.ay};
     }
     if (geom::locate({a.x, a.y}, outline) != geom::Where::Outside) return {0, double(a.x), double(a.y), double(a.x), double(a.y)};
