@@ -96,9 +96,12 @@ Box capsule_box(const Capsule& c)
 std::unique_ptr<LayerContext> build_layer_context(Job& job, Step& step, const std::string& name,
                                                   const ContextOptions& options)
 {
-    Layer* layer = store::find_layer(job, step, name);
-    const MatrixRow* row = store::find_row(job, name);
-    if (!layer || !row) return nullptr;
+    // Layer names are found whatever their case.
+    const int at = row_index(job, name);
+    if (at < 0) return nullptr;
+    const MatrixRow* row = &job.rows[std::size_t(at)];
+    Layer* layer = store::find_layer(job, step, row->name);
+    if (!layer) return nullptr;
     auto ctx = std::make_unique<LayerContext>();
     ctx->job = &job;
     ctx->step = &step;
@@ -109,7 +112,7 @@ std::unique_ptr<LayerContext> build_layer_context(Job& job, Step& step, const st
     std::vector<int> copper_rows;
     for (std::size_t i = 0; i < job.rows.size(); ++i)
         if (iequals(job.rows[i].context, "BOARD") && is_copper_type(job.rows[i].type)) copper_rows.push_back(int(i));
-    const int here = row_index(job, name);
+    const int here = at;
     ctx->outer = !copper_rows.empty() && (here == copper_rows.front() || here == copper_rows.back());
 
     if (options.nets && std::find(copper_rows.begin(), copper_rows.end(), here) != copper_rows.end())
