@@ -13,8 +13,8 @@ using namespace kesto;
 namespace {
 
 // Rows of round pads 1 mm apart, each joined to the next by a 0.15 mm line
-// through its centre; every 97th pad is moved 0.35 mm to the side so that it
-// sits 0.1 mm from its neighbour's line.
+// through its centre; every 97th pad is moved 0.375 mm to the side so that
+// it sits 0.1 mm from the end of its own line, which no longer reaches it.
 std::unique_ptr<Job> grid_board(int features)
 {
     auto job = std::make_unique<Job>();
@@ -42,7 +42,7 @@ std::unique_ptr<Job> grid_board(int features)
         Feature pad;
         pad.kind = FeatureKind::Pad;
         pad.symbol = 0;
-        pad.a = {x, y + (i % 97 == 0 ? 650000 : 0)};
+        pad.a = {x, y + (i % 97 == 0 ? 375000 : 0)};
         top.features.push_back(pad);
         if (i % 2 == 0 && i % per_row != per_row - 1) {
             Feature line;

@@ -99,8 +99,8 @@ std::unique_ptr<LayerContext> build_layer_context(Job& job, Step& step, const st
 // when they touch or overlap.
 geom::Closest piece_gap(const LayerContext& ctx, std::uint32_t a, std::uint32_t b);
 // Gap from a capsule (a hole, a rout path) to a piece's copper; negative when
-// the capsule's centre line runs outside the copper and its edge cuts in, 0
-// when the centre line meets the copper.
+// the capsule cuts into the copper (minus the radius when its centre line
+// meets the copper).
 geom::Closest capsule_gap_to_piece(const LayerContext& ctx, const Capsule& c, std::uint32_t piece);
 
 // Calls on_pair(i, j), i < j, for every pair of pieces whose boxes come

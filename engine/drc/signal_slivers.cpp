@@ -33,11 +33,16 @@ void sliver_rule(const RuleInput& in)
         const geom::Paths thin = geom::subtract(piece.copper, opened);
         for (const geom::Path& part : thin) {
             if (geom::area({part}) < double(limit) * double(limit)) continue;  // a corner's rounding
-            // Each part's width: the largest shrink it survives, to 10 nm.
+            // Each part's width: the largest shrink it survives, to 10 nm,
+            // asked of the copper around the part only (a pour's far side
+            // cannot change it: shrinks stop at half the limit).
+            Box around = geom::box_of(part);
+            around.xmin -= limit, around.ymin -= limit, around.xmax += limit, around.ymax += limit;
+            const geom::Paths local = geom::clip_to_box(piece.copper, around);
             double lo = 0, hi = half;
             while (hi - lo > 10) {
                 const double mid = (lo + hi) / 2;
-                (survives(piece.copper, {part}, mid) ? lo : hi) = mid;
+                (survives(local, {part}, mid) ? lo : hi) = mid;
             }
             const Coord width = Coord(std::llround(2 * lo));
             in.out.add(signal_item::Slivers, width, rect_marker(geom::box_of(part)), {ctx.ref(p)});
