@@ -81,8 +81,12 @@ Closest PreparedOutline::distance(const Paths& other) const
         double x = double(path.front().X), y = double(path.front().Y);
         return Closest{0, x, y, x, y};
     }
+    const Box other_box = box_of(other);
     for (const Path& path : outline_) {
-        if (path.empty() || geom::locate(path.front(), other) == Where::Outside) continue;
+        if (path.empty()) continue;
+        const IntPoint& v = path.front();
+        if (v.X < other_box.xmin || v.X > other_box.xmax || v.Y < other_box.ymin || v.Y > other_box.ymax) continue;
+        if (geom::locate(v, other) == Where::Outside) continue;
         double x = double(path.front().X), y = double(path.front().Y);
         return Closest{0, x, y, x, y};
     }
@@ -100,6 +104,15 @@ Closest PreparedOutline::distance(double px, double py) const
     if (locate(px, py) != Where::Outside) return Closest{0, px, py, px, py};
     Closest best = seed(px, py);
     refine(Edge{px, py, px, py, px, py, px, py}, best);
+    return best;
+}
+
+Closest PreparedOutline::distance(double x1, double y1, double x2, double y2) const
+{
+    if (edges_.empty()) return far_away();
+    if (locate(x1, y1) != Where::Outside) return Closest{0, x1, y1, x1, y1};
+    Closest best = seed(x1, y1);
+    refine(Edge{x1, y1, x2, y2, std::min(x1, x2), std::min(y1, y2), std::max(x1, x2), std::max(y1, y2)}, best);
     return best;
 }
 

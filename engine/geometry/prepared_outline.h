@@ -21,6 +21,9 @@ public:
     Closest distance(const Paths& other) const;
     // From this outline (first) to a point, 0 inside.
     Closest distance(double px, double py) const;
+    // From this outline (first) to a segment, 0 where they meet or the
+    // segment starts inside.
+    Closest distance(double x1, double y1, double x2, double y2) const;
 
     // Where a point stands against the outline (non-zero rule), looking only
     // at the edges its rightward ray meets.

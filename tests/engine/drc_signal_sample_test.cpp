@@ -1,0 +1,95 @@
+// Spacing on the real sample job against a brute-force count: around a
+// sample of reported gaps, every pair of features of different nets in a
+// small window is measured by the kernel's feature distance, and each pair
+// at or below the limit must be reported with the same gap.
+#include "engine/drc/signal_rules.h"
+#include "engine/formats/odb/job_io.h"
+#include "engine/geometry/hit.h"
+#include "engine/geometry/outline.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+using namespace kesto;
+using namespace kesto::drc;
+
+TEST(DrcSignalSample, ReportedGapsMatchABruteForceCountInWindows)
+{
+    Job job;
+    std::string error;
+    ASSERT_TRUE(odb::read_job(std::string(KESTO_TESTDATA) + "/odb/sample_design.tgz", job, error)) << error;
+    job.name = "signal_sample";
+    Step& step = job.steps.at("step");
+    const Coord limit = 200000;
+    SignalLimits limits;
+    limits.pp_spacing = limit;
+    const geom::OutlineContext outlines = geom::context_of(job);
+    const auto nets = board_nets(job, step);
+
+    for (const char* name : {"layer-1", "layer-3", "layer-8"}) {
+        SCOPED_TRACE(name);
+        const SignalLayerRun run = analyse_signal_layer(job, step, name, limits, {CheckSpacing}, {});
+        ASSERT_TRUE(run.found);
+        for (const auto& [family, ms] : run.family_ms) std::cout << name << " " << family << " " << ms << " ms\n";
+        const Layer& layer = step.layers.at(name);
+        // Every reported pair of different nets, by feature positions.
+        std::map<std::pair<int, int>, Coord> reported;
+        Coord layer_min = limit + 1;
+        std::vector<Point> where;
+        for (const auto& [item, r] : run.result) {
+            if (item == signal_item::SameNetSpacing || item >= signal_item::ExposedToExposed && item <= signal_item::ExposedToFullyCovered)
+                continue;
+            for (const auto& level : r.lv)
+                for (const auto& f : level) {
+                    const int a = f.features[0].feature_index, b = f.features[1].feature_index;
+                    reported[{std::min(a, b), std::max(a, b)}] = f.measure_value;
+                    layer_min = std::min<Coord>(layer_min, f.measure_value);
+                    where.push_back({(f.values[0] + f.values[2]) / 2, (f.values[1] + f.values[3]) / 2});
+                }
+        }
+        ASSERT_FALSE(reported.empty());
+        // The layer's smallest gap first, then an even sample of the others.
+        std::sort(where.begin(), where.end(), [](Point a, Point b) { return a.x < b.x || (a.x == b.x && a.y < b.y); });
+        std::vector<Point> windows;
+        for (std::size_t i = 0; i < where.size(); i += std::max<std::size_t>(1, where.size() / 8)) windows.push_back(where[i]);
+        std::vector<Box> boxes;
+        for (const Feature& f : layer.features) boxes.push_back(geom::feature_box(layer, f, outlines));
+        Coord brute_min = limit + 1;
+        int pairs_checked = 0;
+        for (Point c : windows) {
+            const Box window{c.x - 600000, c.y - 600000, c.x + 600000, c.y + 600000};
+            std::vector<int> inside;
+            bool negative = false;
+            for (std::size_t i = 0; i < layer.features.size(); ++i) {
+                const Box& fb = boxes[i];
+                if (fb.xmax < window.xmin || fb.xmin > window.xmax || fb.ymax < window.ymin || fb.ymin > window.ymax) continue;
+                if (layer.features[i].polarity == Polarity::Negative) negative = true;
+                // Planes are left out: the brute force measures features of pad and trace size.
+                else if (layer.features[i].kind != FeatureKind::Barcode && fb.xmax - fb.xmin < 5000000 && fb.ymax - fb.ymin < 5000000)
+                    inside.push_back(int(i));
+            }
+            if (negative) continue;  // the brute force measures whole outlines only
+            for (std::size_t i = 0; i < inside.size(); ++i)
+                for (std::size_t j = i + 1; j < inside.size(); ++j) {
+                    const int a = inside[i], b = inside[j];
+                    const int na = nets->net(name, std::size_t(a)), nb = nets->net(name, std::size_t(b));
+                    if (na < 0 || na == nb) continue;
+                    const double d = geom::feature_distance(layer, layer.features[std::size_t(a)], layer,
+                                                            layer.features[std::size_t(b)], outlines).distance;
+                    if (d <= 0 || d > double(limit)) continue;
+                    brute_min = std::min<Coord>(brute_min, Coord(d));
+                    ++pairs_checked;
+                    auto it = reported.find({a, b});
+                    ASSERT_NE(it, reported.end()) << "pair " << a << "," << b << " at " << d << " nm not reported";
+                    EXPECT_NEAR(double(it->second), d, 1000.0) << "pair " << a << "," << b;
+                }
+        }
+        EXPECT_GT(pairs_checked, 0);
+        EXPECT_GE(brute_min + 1000, layer_min) << "no gap smaller than the reported minimum";
+        std::cout << name << ": " << reported.size() << " gaps, smallest " << layer_min << " nm; "
+                  << pairs_checked << " pairs measured by brute force\n";
+    }
+}
