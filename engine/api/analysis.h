@@ -8,6 +8,7 @@
 #include <map>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 namespace KESTO {
@@ -38,6 +39,67 @@ using drill_thresholds = std::map<int, std::tuple<int, int, int>>;
 bool drill_check(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
                  const drill_context& context, const drill_thresholds& thresholds, drill_result& result,
                  COMMON::progress_value<int>* progress);
+
+// The signal-layer checks a run is asked for; the host's switches append
+// them in the order 0, 5, 1, 6, 2, 7, 3, 8, 4, 9.
+enum signal_layers_checks_list : int {
+    SignalSpacing = 0,        // "spacing": copper to copper, by pair kind, net and mask exposure
+    SignalDrill = 1,          // "drill": holes to copper, annular rings, missing pads and copper
+    SignalCenter = 2,         // "center": holes off the centre of their lands
+    SignalRout = 3,           // "rout": rout to copper
+    SignalStubs = 4,          // "stubs"
+    SignalSmd = 5,            // "smd": SMD pitch and pads
+    SignalSize = 6,           // "size": line, arc and pad widths
+    SignalBottleneck = 7,     // "bottleneck": necks of conductors
+    SignalSliver = 8,         // "sliver": copper narrower than sliver_min
+    SignalSelectedOnly = 9,   // "apply_to": only findings about selected features
+};
+
+// What a signal-layer run measures against. Limits are real values in the
+// working unit; 0 takes the engine's default beside it.
+struct signal_check_params {
+    std::string layer;                 // the layer this call analyses
+    std::string erf;                   // rule set name (the engine has no rule sets; kept for the log)
+    double pp_spacing = 0;
+    double drill2cu = 0;
+    double rout2cu = 0;
+    double sliver_min = 0;
+    double min_pad_overlap = 0;
+    bool check_missing = false;
+    int use_compensated_rout = 0;
+    bool sort_spacing = false;
+    bool pad_connection_check = false;
+    // Fixed settings, nanometres; the handler writes them on every call.
+    long long width_tolerance = 0;
+    long long too_small = 0;
+    std::pair<long long, long long> registration{0, 0};   // x, y
+    std::pair<long long, long long> rings{0, 0};          // PTH, via: rings reported at or below
+    long long stub_length = 0;
+    long long width_limit = 0;
+    long long spacing_default = 0;
+    std::pair<long long, long long> smd_pitch{0, 0};      // largest pitch, smallest SMD
+    std::pair<long long, long long> local_spacing{0, 0};  // window, reach
+    std::pair<long long, long long> neckdown{0, 0};       // length, reach
+    std::pair<long long, long long> net_size{0, 0};       // largest extent, reach
+    bool measure_arcs = false, measure_texts = false, measure_surfaces = false;
+};
+
+// Red, yellow and green limits of a category, in micrometres.
+struct signal_check_range {
+    double red = 0, yellow = 0, green = 0;
+};
+
+// Runs the asked checks on the layer named in `params` of a job's step.
+// False, with an empty result, when the job, step or layer is not there.
+bool signal_layers_checks(const std::string& job, const std::string& step, const signal_check_params& params,
+                          const std::vector<signal_layers_checks_list>& checks,
+                          const std::map<signal_layers_checks_items, signal_check_range>& ranges,
+                          std::map<signal_layers_checks_items, signal_check_result>& result,
+                          COMMON::progress_value<int>* progress);
+
+// Keeps the results of a signal-layer run (per layer) under a fresh uuid,
+// which it returns.
+std::string keep_signal_analysis(const std::string& job, const std::string& step, const signal_result& results);
 
 // The uuid of the latest run of an analysis kind (1 signal layer, 2 drill,
 // 3 solder mask, 4 silk screen, 5 board drill) on a job's step, or "".

@@ -2,6 +2,7 @@
 
 #include "engine/drc/capsules.h"
 #include "engine/drc/feature_shapes.h"
+#include "engine/drc/findings.h"
 #include "engine/drc/nets.h"
 #include "engine/store/store.h"
 
@@ -29,60 +30,7 @@ struct Hole {
 };
 
 
-int feature_type_bit(FeatureKind k)
-{
-    switch (k) {
-    case FeatureKind::Line: return 1;
-    case FeatureKind::Pad: return 2;
-    case FeatureKind::Arc: return 4;
-    case FeatureKind::Surface: return 8;
-    case FeatureKind::Text: return 16;
-    case FeatureKind::Barcode: return 32;
-    }
-    return 0;
-}
-
 double unit(Coord v) { return double(v) / kNmPerUnit; }
-
-KESTO::API::featureInfo describe(const Layer& layer, const std::string& layer_name, std::uint32_t index)
-{
-    const Feature& f = layer.features[index];
-    KESTO::API::featureInfo info;
-    info.layername = layer_name;
-    info.feature_index = int(index);
-    info.type = feature_type_bit(f.kind);
-    info.polarity = f.polarity == Polarity::Positive ? "positive" : "negative";
-    info.angle = f.angle;
-    info.mirror = f.mirror;
-    const Symbol* s = symbol_of(layer, f);
-    if (s) {
-        info.symbolname = s->name;
-        info.D = unit(Coord(std::llround(s->p[0])));
-        const auto e = symbol_extent(*s, f.angle);
-        info.xsize = unit(e[0]);
-        info.ysize = unit(e[1]);
-        if (f.kind == FeatureKind::Line || f.kind == FeatureKind::Arc) info.linewidth = int(std::llround(s->p[0]));
-    }
-    if (f.kind == FeatureKind::Line || f.kind == FeatureKind::Arc) {
-        info.XS = unit(f.a.x), info.YS = unit(f.a.y), info.XE = unit(f.b.x), info.YE = unit(f.b.y);
-        if (f.kind == FeatureKind::Arc) {
-            info.XC = unit(f.c.x), info.YC = unit(f.c.y);
-            info.CW = f.cw ? "Y" : "N";
-        }
-    } else {
-        info.X = unit(f.a.x), info.Y = unit(f.a.y);
-    }
-    if (f.kind == FeatureKind::Text && f.body < layer.texts.size()) {
-        info.text = info.realtext = layer.texts[f.body].text;
-        info.font = layer.texts[f.body].font;
-    }
-    if (f.kind == FeatureKind::Surface && f.body < layer.surfaces.size())
-        for (const Contour& c : layer.surfaces[f.body].contours) ++(c.island ? info.Icnt : info.Hcnt);
-    if (f.attributes > 0 && f.attributes <= layer.attribute_sets.size())
-        for (const auto& v : layer.attribute_sets[f.attributes - 1])
-            if (v.name < layer.attribute_names.size()) info.attributes.emplace_back(layer.attribute_names[v.name], v.value);
-    return info;
-}
 
 std::vector<double> box_geometry(const Box2& b)
 {
@@ -157,7 +105,7 @@ struct Analysis {
     {
         check_info info;
         for (const auto& [layer, index] : features) {
-            info.features.push_back(describe(*layers[layer], names[layer], index));
+            info.features.push_back(describe_feature(*layers[layer], names[layer], index, kNmPerUnit));
             if (std::find(info.layer_names.begin(), info.layer_names.end(), names[layer]) == info.layer_names.end())
                 info.layer_names.push_back(names[layer]);
         }
@@ -396,7 +344,7 @@ struct Analysis {
             const Hole& h = holes[origin[k].first];
             const auto [rl, rf] = origin[best[k].rout];
             check_info info = about({{h.layer, h.feature}});
-            info.features.push_back(describe(*rout_layers[rl], rout_names[rl], rf));
+            info.features.push_back(describe_feature(*rout_layers[rl], rout_names[rl], rf, kNmPerUnit));
             info.layer_names.push_back(rout_names[rl]);
             info.shape = KESTO::API::MarkerSegment;
             const Gap& g = best[k].gap;
@@ -455,7 +403,7 @@ struct Analysis {
             if (!through || drills.any(pad, [&](std::uint32_t, const Box2& hole) { return covers(top, f, {hole.xmin, hole.ymin}); }))
                 continue;
             check_info info;
-            info.features.push_back(describe(top, rows.front()->name, i));
+            info.features.push_back(describe_feature(top, rows.front()->name, i, kNmPerUnit));
             info.layer_names = {rows.front()->name, rows.back()->name};
             info.shape = KESTO::API::MarkerRect;
             info.geometry = box_geometry(pad);
