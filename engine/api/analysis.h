@@ -101,6 +101,43 @@ bool signal_layers_checks(const std::string& job, const std::string& step, const
 // which it returns.
 std::string keep_signal_analysis(const std::string& job, const std::string& step, const signal_result& results);
 
+// What a solder-mask run measures against. Limits are real values in the
+// working unit (0 takes the engine's default); thresholds are per
+// "SolderMaskRanges" item, red, yellow and green, in micrometres.
+struct solder_mask_check_params {
+    std::string job, step, layer, erf;
+    double sm_ar = 0, sm_coverage = 0, sm_to_rout = 0, sliver_min = 0, spacing_min = 0, bridge_min = 0, overlap = 0;
+    bool drill = false, sliver = false, pads = false, missing = false, coverage = false, spacing = false,
+         rout = false, clearance_connection = false, bridge = false, apply_to = false;
+    int use_compensated_rout = 0;
+    double min_sliver_len = 0, dist2sliver_ratio = 0, max_bottleneck_width = 0;
+    bool apply_range = false, classify_pad_ar = false;
+    std::map<int, std::tuple<double, double, double>> ranges;
+};
+
+// What a silk-screen run measures against; thresholds per "SilkScreenRanges" item.
+struct silk_screen_check_params {
+    std::string job, step, layer, erf;
+    double spacing = 0;
+    bool sm_clearance = false, rout_clearance = false, smd_clearance = false, line_width = false,
+         pad_clearance = false, copper_coverage = false, hole_clearance = false, apply_to = false;
+    int use_compensated_rout = 0;
+    std::map<int, std::tuple<double, double, double>> ranges;
+};
+
+// Run the analysis on the one layer the record names. False, with an empty
+// result, when the job, step or layer is not there.
+bool solder_mask_checks(const solder_mask_check_params& params,
+                        std::map<solder_mask_checks_items, solder_mask_check_result>& result,
+                        COMMON::progress_value<int>* progress);
+bool silk_screen_checks(const silk_screen_check_params& params,
+                        std::map<silk_screen_checks_items, silk_screen_check_result>& result,
+                        COMMON::progress_value<int>* progress);
+// Keep a run's results (per layer) under a fresh uuid, which they return and
+// also write to the log as "analysis uuid: <uuid>".
+std::string keep_solder_mask_analysis(const std::string& job, const std::string& step, const solder_mask_result& results);
+std::string keep_silk_screen_analysis(const std::string& job, const std::string& step, const silk_screen_result& results);
+
 // The uuid of the latest run of an analysis kind (1 signal layer, 2 drill,
 // 3 solder mask, 4 silk screen, 5 board drill) on a job's step, or "".
 std::string latest_analysis_uuid(const std::string& job, const std::string& step, int kind);
