@@ -9,7 +9,7 @@ packages=(
   libboost-dev libboost-filesystem-dev libboost-system-dev
   libpolyclipping-dev libcairo2-dev libarchive-dev libsqlite3-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  gerbv
+  gerbv libcpp-httplib-dev chromium
   python3 python3-pytest python3-setuptools python3-venv python3-pip python3-distributed
 )
 
