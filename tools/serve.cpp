@@ -153,6 +153,9 @@ void open_job(const httplib::Request& req, httplib::Response& res)
         open["paras"][1]["job"] = "";
     }
     call(write(open));
+    const Json::Value opened = parse(call(R"({"func":"IS_JOB_OPENED","paras":{"jobname":")" + job + R"("}})"));
+    if (!opened["paras"]["status"].asBool())
+        return reply_error(res, 422, "The library could not open " + real.filename().string() + " as a job.");
     const Json::Value matrix = parse(call(R"({"func":"GET_MATRIX","paras":{"job":")" + job + R"("}})"));
     if (!matrix.isObject() || !matrix["paras"].isObject())
         return reply_error(res, 422, "The library could not open " + real.filename().string() + " as a job.");
