@@ -73,7 +73,8 @@ function listLayers() {
   for (const name of state.layers) {
     const li = document.createElement('li');
     li.dataset.layer = name;
-    li.className = name === state.active ? 'active' : '';
+    li.classList.toggle('active', name === state.active);
+    li.classList.toggle('shown', state.visible.has(name));
     const box = document.createElement('input');
     box.type = 'checkbox';
     box.checked = state.visible.has(name);
@@ -248,6 +249,9 @@ async function scripted() {
   for (const name of q.getAll('toggle')) toggleLayer(name);
   if (q.get('active')) { state.active = q.get('active'); listLayers(); }
   if (q.get('click')) await clickAt(...q.get('click').split(',').map(Number));
+  await Promise.all([...document.querySelectorAll('#tiles img')].map((img) =>
+    img.complete ? null : new Promise((done) => { img.onload = img.onerror = done; })));
+  document.body.dataset.tilesDrawn = [...document.querySelectorAll('#tiles img')].filter((img) => img.naturalWidth > 0).length;
   document.body.dataset.ready = 'yes';
 }
 

@@ -258,3 +258,63 @@ TEST(Serve, SampleJobLayersTilesClicksAndDrillCheck)
     }
     EXPECT_TRUE(paged_one);
 }
+
+// The page in Debian's headless Chromium: the address carries the actions
+// (open the sample job, toggle two layers, make the drill layer active and
+// click its first hole); the page's document then shows what a user sees.
+// The screenshot is kept under the build folder (serve-artefacts/).
+TEST(Serve, PageInHeadlessChromium)
+{
+    const char* chromium = nullptr;
+    for (const char* candidate : {"/usr/bin/chromium", "/usr/bin/chromium-browser"})
+        if (access(candidate, X_OK) == 0) chromium = candidate;
+    if (!chromium) GTEST_SKIP() << "no chromium here (scripts/setup.sh installs Debian's): the page test is skipped";
+
+    TempDir dir;
+    const std::string job = sample_root() + "/sample_design";
+    Server server({sample_root()}, config_folder(dir));
+    ASSERT_GT(server.port(), 0);
+    std::ifstream features(job + "/steps/step/layers/drill/features");
+    double x = 0, y = 0;
+    for (std::string line; std::getline(features, line);)
+        if (line.rfind("P ", 0) == 0) {
+            std::sscanf(line.c_str(), "P %lf %lf", &x, &y);
+            break;
+        }
+    std::ostringstream url;
+    url << "http://127.0.0.1:" << server.port() << "/?open=sample_design&toggle=drill&toggle=comp_%2B_top&active=drill&click="
+        << x * 25.4 << "," << y * 25.4;
+    const fs::path artefacts = fs::current_path() / "serve-artefacts";
+    fs::create_directories(artefacts);
+    const std::string common = std::string("timeout 60 ") + chromium +
+                               " --headless --no-sandbox --disable-gpu --user-data-dir='" + dir.path() +
+                               "/chromium' --virtual-time-budget=20000 --window-size=1200,800 ";
+    const std::string dom_file = dir / "dom.html";
+    ASSERT_EQ(std::system((common + "--dump-dom '" + url.str() + "' > '" + dom_file + "' 2>/dev/null").c_str()), 0);
+    const std::string dom = kesto::test::read_file(dom_file);
+    ASSERT_NE(dom.find("data-ready=\"yes\""), std::string::npos) << dom;
+    auto layer_tag = [&](const std::string& name) {
+        const auto at = dom.find("data-layer=\"" + name + "\"");
+        return at == std::string::npos ? std::string() : dom.substr(at, dom.find('>', at) - at);
+    };
+    EXPECT_NE(layer_tag("drill").find("shown"), std::string::npos) << "the drill layer was toggled on";
+    EXPECT_NE(layer_tag("drill").find("active"), std::string::npos);
+    EXPECT_EQ(layer_tag("comp_+_top").find("shown"), std::string::npos) << "the first layer was toggled off";
+    EXPECT_FALSE(layer_tag("rout").empty());
+    // The clicked hole is described with the symbol its file gives it.
+    const auto feature = dom.find("<pre id=\"feature\">");
+    ASSERT_NE(feature, std::string::npos);
+    const std::string described = dom.substr(feature, dom.find("</pre>", feature) - feature);
+    EXPECT_NE(described.find("\"symbolname\": \"r10\""), std::string::npos) << described;
+    // Tiles are asked for the shown layer only, and arrive as pictures.
+    EXPECT_NE(dom.find("layers=drill&amp;z="), std::string::npos);
+    int drawn = 0;
+    const auto tiles = dom.find("data-tiles-drawn=\"");
+    if (tiles != std::string::npos) drawn = std::atoi(dom.c_str() + tiles + 18);
+    EXPECT_GT(drawn, 0);
+
+    const std::string shot = (artefacts / "sample-drill-click.png").string();
+    fs::remove(shot);
+    std::system((common + "--screenshot='" + shot + "' '" + url.str() + "' >/dev/null 2>&1").c_str());
+    EXPECT_TRUE(fs::exists(shot) && fs::file_size(shot) > 1000) << shot;
+}
