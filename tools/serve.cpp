@@ -10,6 +10,7 @@
 
 #include "adaptor/exports.h"
 
+#include <cairo.h>
 #include <httplib.h>
 #include <json/json.h>
 
@@ -198,7 +199,67 @@ void list_folder(const httplib::Request& req, httplib::Response& res)
 
 // One square tile of `kTile` pixels: at zoom z a pixel is 2^-z mm, tile
 // (x, y) covers [x s, (x+1) s] x [y s, (y+1) s] with s = kTile 2^-z mm.
+// A picture costs the library about the same whatever area it covers, so
+// tiles are drawn kBlock x kBlock at a time in one picture and cut apart.
 constexpr int kTile = 256;
+constexpr int kBlock = 8;
+
+std::string tile_name(const std::string& key, long long tx, long long ty)
+{
+    return std::to_string(std::hash<std::string>()(key + "|" + std::to_string(tx) + "|" + std::to_string(ty))) + ".png";
+}
+
+long long floor_div(long long a, long long b) { return a >= 0 ? a / b : -((-a + b - 1) / b); }
+
+// Draws the block holding tile (tx, ty) and writes its tiles; false when the
+// library could not draw it.
+bool draw_block(const std::string& key, const std::string& job, const std::string& step, const std::string& layers,
+                int z, long long tx, long long ty)
+{
+    const fs::path tiles = g_scratch / "tiles";
+    const long long bx = floor_div(tx, kBlock), by = floor_div(ty, kBlock);
+    const double s = kTile * std::ldexp(1.0, -z);
+    const std::string block = "block-" + tile_name(key, bx, by);
+    Json::Value pic;
+    pic["func"] = "OUTPUT_PICTURE";
+    Json::Value& p = pic["paras"][0];
+    p["size"] = kTile * kBlock;
+    p["job"] = job;
+    p["step"] = step;
+    p["picpath"] = tiles.string();
+    p["picname"] = block;
+    p["xmin"] = bx * kBlock * s;
+    p["ymin"] = by * kBlock * s;
+    p["xmax"] = (bx + 1) * kBlock * s;
+    p["ymax"] = (by + 1) * kBlock * s;
+    p["layers"] = Json::arrayValue;
+    std::stringstream in(layers);
+    for (std::string l; std::getline(in, l, ',');)
+        if (!l.empty()) p["layers"].append(l);
+    if (library_failed(call(write(pic)))) return false;
+    cairo_surface_t* whole = cairo_image_surface_create_from_png((tiles / block).c_str());
+    const bool ok = cairo_surface_status(whole) == CAIRO_STATUS_SUCCESS &&
+                    cairo_image_surface_get_width(whole) == kTile * kBlock;
+    for (int i = 0; ok && i < kBlock; ++i)
+        for (int j = 0; j < kBlock; ++j) {
+            cairo_surface_t* one = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, kTile, kTile);
+            cairo_t* cr = cairo_create(one);
+            // Picture rows run from the top (ymax) down.
+            cairo_set_source_surface(cr, whole, -i * kTile, -(kBlock - 1 - j) * kTile);
+            cairo_paint(cr);
+            cairo_destroy(cr);
+            const fs::path out = tiles / tile_name(key, bx * kBlock + i, by * kBlock + j);
+            const fs::path part = out.string() + ".part";
+            cairo_surface_write_to_png(one, part.c_str());
+            cairo_surface_destroy(one);
+            std::error_code ec;
+            fs::rename(part, out, ec);
+        }
+    cairo_surface_destroy(whole);
+    std::error_code ec;
+    fs::remove(tiles / block, ec);
+    return ok;
+}
 
 void tile(const httplib::Request& req, httplib::Response& res)
 {
@@ -214,30 +275,16 @@ void tile(const httplib::Request& req, httplib::Response& res)
         return reply_error(res, 400, "A tile needs whole numbers z, x and y.");
     }
     if (z < -20 || z > 20) return reply_error(res, 400, "That zoom is out of range.");
-    const std::string key = std::to_string(g_generation.load()) + "|" + job + "|" + step + "|" + layers + "|" +
-                            std::to_string(z) + "|" + std::to_string(tx) + "|" + std::to_string(ty);
+    const std::string key =
+        std::to_string(g_generation.load()) + "|" + job + "|" + step + "|" + layers + "|" + std::to_string(z);
     const fs::path tiles = g_scratch / "tiles";
-    const std::string name = std::to_string(std::hash<std::string>()(key)) + ".png";
+    const std::string name = tile_name(key, tx, ty);
     std::error_code ec;
     if (!fs::exists(tiles / name, ec)) {
-        const double s = kTile * std::ldexp(1.0, -z);
-        Json::Value pic;
-        pic["func"] = "OUTPUT_PICTURE";
-        Json::Value& p = pic["paras"][0];
-        p["size"] = kTile;
-        p["job"] = job;
-        p["step"] = step;
-        p["picpath"] = tiles.string();
-        p["picname"] = name;
-        p["xmin"] = tx * s;
-        p["ymin"] = ty * s;
-        p["xmax"] = (tx + 1) * s;
-        p["ymax"] = (ty + 1) * s;
-        p["layers"] = Json::arrayValue;
-        std::stringstream in(layers);
-        for (std::string l; std::getline(in, l, ',');)
-            if (!l.empty()) p["layers"].append(l);
-        if (library_failed(call(write(pic))) || !fs::exists(tiles / name, ec))
+        // Requests for tiles of one block arrive together: one draws it.
+        static std::mutex drawing;
+        std::lock_guard<std::mutex> lock(drawing);
+        if (!fs::exists(tiles / name, ec) && !draw_block(key, job, step, layers, z, tx, ty))
             return reply_error(res, 422, "The library could not draw that tile.");
     }
     std::ifstream f(tiles / name, std::ios::binary);
