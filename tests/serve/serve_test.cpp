@@ -186,6 +186,19 @@ TEST(Serve, SampleJobLayersTilesClicksAndDrillCheck)
     EXPECT_EQ(be32(16), 256);
     EXPECT_EQ(be32(20), 256);
     EXPECT_EQ(c.Get(tile.c_str())->body, t1->body);
+    // Tiles are cut from a larger picture: the one served is the picture the
+    // library draws of the tile's own square, -64..0 mm by 0..64 mm.
+    {
+        const std::string lines = dir / "tile.jsonl";
+        kesto::test::write_file(lines, R"({"func":"OPEN_JOB","paras":[{"path":")" + sample_root() +
+            R"("},{"job":"sample_design"}]})" "\n"
+            R"({"func":"OUTPUT_PICTURE","paras":[{"size":256,"job":"sample_design","step":"step","picpath":")" + dir.path() +
+            R"(","picname":"direct.png","layers":["layer-1"],"xmin":-64,"ymin":0,"xmax":0,"ymax":64}]})" "\n");
+        const std::string run = std::string("cd '") + dir.path() + "/config' && '" KESTO_HOST "' --quiet run '" + lines +
+                                "' > /dev/null";
+        ASSERT_EQ(std::system(run.c_str()), 0);
+        EXPECT_EQ(kesto::test::read_file(dir / "direct.png"), t1->body);
+    }
     EXPECT_EQ(c.Get("/api/tile?job=sample_design&step=step&layers=layer-1&z=x&x=0&y=0")->status, 400);
 
     // A click on the first hole of the drill file picks that hole: its place
