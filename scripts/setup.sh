@@ -10,7 +10,7 @@ packages=(
   libpolyclipping-dev libcairo2-dev libarchive-dev libsqlite3-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libsodium-dev libpq-dev postgresql
-  gerbv
+  gerbv libcpp-httplib-dev chromium
   python3 python3-pytest python3-setuptools python3-venv python3-pip python3-distributed
   clang libclang-rt-14-dev
 )

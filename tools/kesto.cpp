@@ -10,6 +10,7 @@
 // On a terminal the host draws the progress of long commands on standard
 // error (the library's KESTO_PROGRESS_FD lines); piped, it stays silent.
 #include "adaptor/exports.h"
+#include "tools/serve.h"
 
 #include <cairo.h>
 #include <glog/logging.h>
@@ -42,6 +43,7 @@ int usage()
                  "       kesto [--config DIR] call NAME JSON\n"
                  "       kesto [--config DIR] demo\n"
                  "       kesto [--config DIR] db add-user NAME | set-password NAME | jobs\n"
+                 "       kesto [--config DIR] serve [--port N] [--root DIR]...\n"
                  "       kesto commands\n"
                  "  --config DIR  read ./config.json from DIR (the library's working directory)\n"
                  "  --quiet       keep the library's log records off standard error\n";
@@ -255,6 +257,7 @@ int main(int argc, char** argv)
     }
     if (args.empty()) return usage();
     const std::string verb = args[0];
+    if (verb == "serve") return kesto::serve::run({args.begin() + 1, args.end()}, config_dir, start);
     show_progress_on_terminal();
 
     if (verb == "commands") return list_commands();

@@ -1,4 +1,5 @@
 #include "engine/api/board_layers.h"
+#include "engine/edit/step_repeat.h"
 
 #include "engine/api/units.h"
 #include "engine/model/text.h"
@@ -105,7 +106,17 @@ geom::Paths profile_outline(const Step& step)
 
 geom::Paths layer_image(const StepRef& at, const Layer& layer, const MatrixRow& row)
 {
-    geom::Paths image = geom::layer_outline(layer, *at.context);
+    // A panel's copper is its boards' copper too: the nested steps placed.
+    Layer flat;
+    const Layer* drawn = &layer;
+    std::string why;
+    if (!at.step->repeats.empty()) {
+        if (edit::flattened_layer(*at.job, *at.step, row.name, flat, why))
+            drawn = &flat;
+        else
+            LOG(ERROR) << "copper of " << row.name << ": the step's repeats are not counted: " << why;
+    }
+    geom::Paths image = geom::layer_outline(*drawn, *at.context);
     if (row.polarity == "NEGATIVE") image = geom::subtract(profile_outline(*at.step), image);
     return image;
 }

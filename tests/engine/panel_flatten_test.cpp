@@ -1,6 +1,7 @@
 // Step and repeat: where nested steps land, what a panel's layer holds once
 // its boards are placed, the step header on disk, and a panel layer exported
 // as Gerber and drawn by gerbv. Expected positions are worked by hand.
+#include "engine/api/copper.h"
 #include "engine/api/exchange.h"
 #include "engine/api/jobs.h"
 #include "engine/api/panel.h"
@@ -304,4 +305,24 @@ TEST(PanelFlatten, PictureOfAPanelLayerShowsEveryBoard)
         for (int j = 0; j < 2; ++j) EXPECT_NE(pixel(10 + 15 * i, 7.5 + 10 * j), background) << i << "," << j;
     EXPECT_EQ(pixel(17.5, 12.5), background);
     cairo_surface_destroy(png);
+}
+
+TEST(PanelFlatten, CopperAreasCountEveryBoardOfThePanel)
+{
+    Job job = small_job();
+    job.name = "pcu";
+    Step& panel = job.steps["panel"];
+    add_pad(panel.layers["top"], "r200", {1 * mm, 1 * mm});
+    panel.repeats = {repeat("pcb", 20 * mm, 10 * mm, 15 * mm, 10 * mm, 2, 2)};
+    store::add_job(std::move(job));
+    // Four 1 mm pads of the boards and the panel's own 0.2 mm pad:
+    // pi (4 x 0.25 + 0.01) mm2; chords lie on the circle, so a little less.
+    KESTO::API::copper_figures panel_top, board_top;
+    ASSERT_TRUE(KESTO::API::rest_copper("pcu", "panel", "top", KESTO::API::copper_view::plain, panel_top));
+    ASSERT_TRUE(KESTO::API::rest_copper("pcu", "pcb", "top", KESTO::API::copper_view::plain, board_top));
+    const double pi = 3.14159265358979;
+    EXPECT_NEAR(board_top.area, pi * 0.25, pi * 0.25 * 0.005);
+    EXPECT_NEAR(panel_top.area, pi * 1.01, pi * 1.01 * 0.005);
+    EXPECT_LE(panel_top.area, pi * 1.01);
+    store::remove_job("pcu");
 }
