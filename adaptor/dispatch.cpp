@@ -87,13 +87,22 @@ extern "C" KESTO_EXPORT char* init_orig_func_map(void)
 
 extern "C" KESTO_EXPORT char* process(const char* request)
 {
+    // Only one failure reaches the host, as hosts have always seen it: a
+    // "func" that does not convert to a string. Everything else is answered.
+    Json::Value root;
     try {
-        Json::Value root;
         if (!parse_request(request, root)) return error();
         // A root that is not an object is no request at all.
         if (!root.isObject()) return error();
         if (first_member(root) != "func") return pass();
-        const std::string command = root["func"].asString();
+    } catch (const char* what) {
+        log_c_string_exception(__LINE__, what);
+        return error();
+    } catch (...) {
+        return error();
+    }
+    const std::string command = root["func"].asString();
+    try {
         KESTO_INFO << command;
         const CommandTable& table = joint_table();
         const auto row = table.find(command);
@@ -104,6 +113,12 @@ extern "C" KESTO_EXPORT char* process(const char* request)
         return row->second(request);
     } catch (const char* what) {
         log_c_string_exception(__LINE__, what);
+        return error();
+    } catch (const std::exception& e) {
+        log_failure(command.c_str(), e.what());
+        return error();
+    } catch (...) {
+        log_failure(command.c_str(), "unknown exception");
         return error();
     }
 }

@@ -42,8 +42,15 @@ bool parse_request(const char* request, Json::Value& root)
     if (!request) return false;
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-    Json::Reader reader;
-    return reader.parse(request, request + std::strlen(request), root, false);
+    // The reader throws rather than fails on some input (nesting beyond its
+    // depth limit); to a caller that is text that does not parse.
+    try {
+        Json::Reader reader;
+        return reader.parse(request, request + std::strlen(request), root, false);
+    } catch (const std::exception&) {
+        root = Json::Value();
+        return false;
+    }
 #pragma GCC diagnostic pop
 }
 

@@ -11,6 +11,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   gerbv
   python3 python3-pytest python3-setuptools python3-venv python3-pip python3-distributed
+  clang libclang-rt-14-dev
 )
 
 missing=()

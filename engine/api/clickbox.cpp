@@ -112,9 +112,12 @@ bool change_line(const std::string& job, const std::string& step, const std::str
         LOG(ERROR) << "change_line: no line at position " << position << " of " << layer;
         return false;
     }
+    // Both ends first: a refused value leaves the line as it was.
+    const Point a{from_working_unit(start_x), from_working_unit(start_y)};
+    const Point b{from_working_unit(end_x), from_working_unit(end_y)};
     Feature& f = v.layer->features[static_cast<size_t>(position)];
-    f.a = Point{from_working_unit(start_x), from_working_unit(start_y)};
-    f.b = Point{from_working_unit(end_x), from_working_unit(end_y)};
+    f.a = a;
+    f.b = b;
     kesto::select::moved(*v.job, *v.layer, {static_cast<size_t>(position)});
     v.job->changed = true;
     return true;

@@ -6,6 +6,7 @@
 #include "engine/edit/reshape.h"
 #include "engine/edit/resize.h"
 #include "engine/formats/odb/symbols.h"
+#include "engine/geometry/grow.h"
 #include "engine/geometry/outline.h"
 #include "engine/select/filter.h"
 #include "engine/select/workspace.h"
@@ -14,6 +15,7 @@
 #include <glog/logging.h>
 
 #include <algorithm>
+#include <cmath>
 #include <climits>
 
 namespace KESTO {
@@ -712,14 +714,36 @@ bool negative_layer_to_positive(const std::string& job, const std::string& step,
 
 namespace {
 
+// The area grown (or shrunk) by the margin. A margin beyond the extent of the
+// area and the layers together has a known answer, found without growing
+// anything: growing reaches every feature (the extent, a little larger, is as
+// good an area), shrinking leaves nothing.
+kesto::geom::Paths grown_area(const kesto::geom::Paths& area, double margin, const Target& t,
+                              const kesto::geom::OutlineContext& context)
+{
+    kesto::Box extent = kesto::geom::box_of(area);
+    for (const Layer* l : t.layers) extent.add(kesto::geom::layer_box(*l, context));
+    if (area.empty() || extent.empty()) return {};
+    const double reach = std::hypot(double(extent.xmax - extent.xmin), double(extent.ymax - extent.ymin));
+    if (margin >= reach) {
+        const kesto::Coord pad = kesto::kNmPerMm;
+        return {{{extent.xmin - pad, extent.ymin - pad},
+                 {extent.xmax + pad, extent.ymin - pad},
+                 {extent.xmax + pad, extent.ymax + pad},
+                 {extent.xmin - pad, extent.ymax + pad}}};
+    }
+    if (margin <= -reach) return {};
+    return kesto::geom::grow(area, margin);
+}
+
 bool clip_layers(Target& t, kesto::geom::Paths area, bool inside, bool cut, double margin, int types)
 {
-    if (margin != 0) area = kesto::geom::offset(area, nm_of(margin));
+    const auto context = kesto::geom::context_of(*t.job);
+    if (margin != 0) area = grown_area(area, nm_of(margin), t, context);
     if (area.empty()) {
         LOG(ERROR) << "clip area: the area is empty";
         return false;
     }
-    const auto context = kesto::geom::context_of(*t.job);
     size_t changed = 0;
     for (Layer* l : t.layers) {
         std::vector<bool> picked(l->features.size());

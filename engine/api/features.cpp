@@ -34,6 +34,14 @@ std::string number(double value)
     return out.str();
 }
 
+// A coordinate or size in the working unit, refused beyond what the engine
+// holds before it becomes text.
+std::string length(double value)
+{
+    from_working_unit(value); // throws beyond the limit
+    return number(value);
+}
+
 const char* polarity_letter(int polarity) { return polarity == 0 ? "P" : "N"; }
 
 // The ODB++ orientation field: 0..7, or 8/9 with an angle.
@@ -77,21 +85,21 @@ bool create_new_symbol(const std::string& job_name, const std::string& step_name
 std::string GreateLineString(double start_x, double start_y, double end_x, double end_y, int symbol, int polarity,
                              int dcode)
 {
-    return "L " + number(start_x) + " " + number(start_y) + " " + number(end_x) + " " + number(end_y) + " " +
+    return "L " + length(start_x) + " " + length(start_y) + " " + length(end_x) + " " + length(end_y) + " " +
            std::to_string(symbol) + " " + polarity_letter(polarity) + " " + std::to_string(std::max(dcode, 0));
 }
 
 std::string GreatePadString(double x, double y, int symbol, int polarity, int dcode, int orient, double angle)
 {
-    return "P " + number(x) + " " + number(y) + " " + std::to_string(symbol) + " " + polarity_letter(polarity) + " " +
+    return "P " + length(x) + " " + length(y) + " " + std::to_string(symbol) + " " + polarity_letter(polarity) + " " +
            std::to_string(std::max(dcode, 0)) + " " + orientation(orient, angle);
 }
 
 std::string GreateArcString(double start_x, double start_y, double end_x, double end_y, double centre_x,
                             double centre_y, int symbol, int polarity, int dcode, bool clockwise)
 {
-    return "A " + number(start_x) + " " + number(start_y) + " " + number(end_x) + " " + number(end_y) + " " +
-           number(centre_x) + " " + number(centre_y) + " " + std::to_string(symbol) + " " + polarity_letter(polarity) +
+    return "A " + length(start_x) + " " + length(start_y) + " " + length(end_x) + " " + length(end_y) + " " +
+           length(centre_x) + " " + length(centre_y) + " " + std::to_string(symbol) + " " + polarity_letter(polarity) +
            " " + std::to_string(std::max(dcode, 0)) + " " + (clockwise ? "Y" : "N");
 }
 
@@ -101,12 +109,12 @@ std::string GreateSurfaceString(const std::vector<lPoint>& points, int polarity,
     if (round && points.size() >= 2) {
         const lPoint& c = points[0];
         const lPoint& on = points[1];
-        text += "OB " + number(on.x) + " " + number(on.y) + " I\n";
-        text += "OC " + number(on.x) + " " + number(on.y) + " " + number(c.x) + " " + number(c.y) + " Y\n";
+        text += "OB " + length(on.x) + " " + length(on.y) + " I\n";
+        text += "OC " + length(on.x) + " " + length(on.y) + " " + length(c.x) + " " + length(c.y) + " Y\n";
     } else {
         for (size_t i = 0; i < points.size(); ++i)
-            text += (i == 0 ? "OB " : "OS ") + number(points[i].x) + " " + number(points[i].y) + (i == 0 ? " I\n" : "\n");
-        if (!points.empty()) text += "OS " + number(points[0].x) + " " + number(points[0].y) + "\n";
+            text += (i == 0 ? "OB " : "OS ") + length(points[i].x) + " " + length(points[i].y) + (i == 0 ? " I\n" : "\n");
+        if (!points.empty()) text += "OS " + length(points[0].x) + " " + length(points[0].y) + "\n";
     }
     return text + "OE\nSE";
 }
@@ -116,8 +124,8 @@ std::string GreateTextString(double x, double y, const std::string& font, int po
 {
     // The record's width factor is in units of 12 mils.
     const double mils = line_width * (working_unit_is_inch() ? 1000.0 : 1000.0 / 25.4);
-    return "T " + number(x) + " " + number(y) + " " + (font.empty() ? "standard" : font) + " " +
-           polarity_letter(polarity) + " " + orientation(orient, angle) + " " + number(xsize) + " " + number(ysize) +
+    return "T " + length(x) + " " + length(y) + " " + (font.empty() ? "standard" : font) + " " +
+           polarity_letter(polarity) + " " + orientation(orient, angle) + " " + length(xsize) + " " + length(ysize) +
            " " + number(mils / 12.0) + " '" + text + "' " + std::to_string(version);
 }
 

@@ -1,6 +1,9 @@
 #include "engine/api/selection.h"
 
 #include "engine/api/display.h"
+#include "engine/model/limits.h"
+
+#include <algorithm>
 
 namespace KESTO {
 namespace API {
@@ -39,8 +42,10 @@ kesto::select::Filter current_filter()
     f.types = info.featuretypes;
     f.by_symbol = info.has_symbols;
     f.symbols = info.symbols;
-    f.min_width = from_working_unit(info.minline);
-    f.max_width = from_working_unit(info.maxline);
+    // A width bound beyond any length the engine holds bounds nothing.
+    const double most = kesto::kLengthLimit / (working_unit_is_inch() ? kesto::kNmPerInch : kesto::kNmPerMm);
+    f.min_width = from_working_unit(std::clamp(info.minline, -most, most));
+    f.max_width = from_working_unit(std::clamp(info.maxline, -most, most));
     f.dcode = info.dcode;
     f.any_attribute = info.attributes_flag == 1;
     for (const auto& text : info.attributes_value) f.attributes.push_back(kesto::select::parse_attribute_test(text));

@@ -6,6 +6,9 @@
 #include "engine/formats/odb/symbols.h"
 #include "engine/geometry/stroke_font.h"
 
+#include <boost/geometry.hpp>
+#include <boost/geometry/index/rtree.hpp>
+
 #include <algorithm>
 #include <cmath>
 #include <map>
@@ -801,17 +804,37 @@ size_t join_corners(Layer& layer, const std::vector<bool>& picked, double reach)
 size_t clip_area(Layer& layer, const std::vector<bool>& picked, const geom::Paths& area, bool inside,
                  bool cut_surfaces, const geom::OutlineContext& context)
 {
-    const Box area_box = geom::box_of(area);
+    namespace bg = boost::geometry;
+    namespace bgi = boost::geometry::index;
+    using Corner = bg::model::point<double, 2, bg::cs::cartesian>;
+    using Rect = bg::model::box<Corner>;
+    using Entry = std::pair<Rect, std::size_t>;
+    auto rect = [](const Box& b) {
+        return Rect(Corner(double(b.xmin), double(b.ymin)), Corner(double(b.xmax), double(b.ymax)));
+    };
+    // The area's paths by their boxes: a feature is clipped against the paths
+    // near it only. The area is a clean union, so a hole's box lies inside its
+    // island's and the paths near a feature describe the area there exactly.
+    std::vector<Entry> entries;
+    entries.reserve(area.size());
+    for (std::size_t i = 0; i < area.size(); ++i)
+        if (!area[i].empty()) entries.emplace_back(rect(geom::box_of(area[i])), i);
+    const bgi::rtree<Entry, bgi::quadratic<16>> paths(entries.begin(), entries.end());
+    std::vector<Entry> near;
+    geom::Paths local;
     return replace_picked(layer, picked, [&](Layer& l, const Feature& f, size_t) {
         const Box b = geom::feature_box(l, f, context);
-        const bool apart = area_box.empty() || b.empty() || b.xmax < area_box.xmin || b.xmin > area_box.xmax ||
-                           b.ymax < area_box.ymin || b.ymin > area_box.ymax;
-        if (apart) return !inside; // wholly outside: kept when clipping inside, gone when clipping outside
+        near.clear();
+        if (!b.empty()) paths.query(bgi::intersects(rect(b)), std::back_inserter(near));
+        if (near.empty()) return !inside; // wholly outside: kept when clipping inside, gone when clipping outside
+        std::sort(near.begin(), near.end(), [](const Entry& a, const Entry& c) { return a.second < c.second; });
+        local.clear();
+        for (const Entry& e : near) local.push_back(area[e.second]);
         const geom::Paths outline = geom::feature_outline(l, f, context);
-        const geom::Paths clipped = inside ? geom::intersect(outline, area) : geom::subtract(outline, area);
+        const geom::Paths clipped = inside ? geom::intersect(outline, local) : geom::subtract(outline, local);
         if (geom::area(clipped) <= 0) return false;
         if (cut_surfaces && f.kind == FeatureKind::Surface) {
-            const geom::Paths rest = inside ? geom::subtract(outline, area) : geom::intersect(outline, area);
+            const geom::Paths rest = inside ? geom::subtract(outline, local) : geom::intersect(outline, local);
             for (Surface& island : islands_of(rest)) add_surface(l, f, std::move(island));
         }
         return true;

@@ -2,6 +2,7 @@
 
 #include "engine/edit/layer_edit.h"
 #include "engine/formats/odb/symbols.h"
+#include "engine/geometry/grow.h"
 
 #include <algorithm>
 #include <cmath>
@@ -157,7 +158,7 @@ ResizeCount resize_features(Layer& layer, const std::vector<bool>& picked, doubl
             f.symbol = to;
             ++count.resized;
         } else if (f.kind == FeatureKind::Surface && f.body < layer.surfaces.size()) {
-            const geom::Paths grown = geom::offset(geom::surface_outline(layer.surfaces[f.body]), delta / 2, join);
+            const geom::Paths grown = geom::grow(geom::surface_outline(layer.surfaces[f.body]), delta / 2, join);
             if (grown.empty()) {
                 ++count.skipped;
                 continue;

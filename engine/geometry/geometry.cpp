@@ -1,4 +1,5 @@
 #include "engine/geometry/geometry.h"
+#include "engine/geometry/grow.h"
 #include "engine/geometry/prepared_outline.h"
 
 #include <algorithm>
@@ -175,10 +176,12 @@ Paths clip_to_box(const Paths& outline, const Box& box)
     return out;
 }
 
-Paths offset(const Paths& outline, double delta, Join join)
+namespace {
+
+Paths offset_with(const Paths& outline, double delta, Join join, double chord_error)
 {
     ClipperLib::ClipperOffset grower;
-    grower.ArcTolerance = kMaxChordError;
+    grower.ArcTolerance = chord_error;
     ClipperLib::JoinType type = join == Join::Round    ? ClipperLib::jtRound
                                 : join == Join::Square ? ClipperLib::jtSquare
                                                        : ClipperLib::jtMiter;
@@ -186,6 +189,15 @@ Paths offset(const Paths& outline, double delta, Join join)
     Paths out;
     grower.Execute(out, delta);
     return unite(out);
+}
+
+} // namespace
+
+Paths offset(const Paths& outline, double delta, Join join) { return offset_with(outline, delta, join, kMaxChordError); }
+
+Paths grow(const Paths& outline, double delta, Join join)
+{
+    return offset_with(outline, delta, join, std::max(kMaxChordError, std::fabs(delta) * 1e-3));
 }
 
 double area(const Paths& outline)

@@ -3,7 +3,9 @@
 #include "engine/api/exchange.h"
 #include "engine/model/text.h"
 #include "engine/formats/gerber/layer_build.h"
+#include "engine/model/limits.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstdlib>
@@ -21,6 +23,18 @@ struct Tool {
     std::uint32_t attributes = 0;
 };
 
+
+// The whole number at `at` (after an optional sign), held to +-1e9 so that
+// a run of digits never overflows.
+int small_integer(const std::string& s, std::size_t at)
+{
+    bool negative = false;
+    if (at < s.size() && (s[at] == '+' || s[at] == '-')) negative = s[at++] == '-';
+    long long v = 0;
+    for (; at < s.size() && std::isdigit(static_cast<unsigned char>(s[at])); ++at)
+        v = std::min<long long>(v * 10 + (s[at] - '0'), 1000000000);
+    return int(negative ? -v : v);
+}
 
 class Reader {
 public:
@@ -158,7 +172,7 @@ private:
     void tool_definition(const std::string& u)
     {
         std::size_t i = 1;
-        const int number = std::atoi(u.c_str() + i);
+        const int number = small_integer(u, i);
         while (i < u.size() && std::isdigit(static_cast<unsigned char>(u[i]))) ++i;
         Tool t;
         t.plating = plating_;
@@ -181,7 +195,7 @@ private:
             if (header_) report("tool T" + std::to_string(number) + " has no diameter (C)");
             return;
         }
-        if (t.diameter <= 0 || !std::isfinite(t.diameter)) {
+        if (t.diameter <= 0 || !within_length_limit(t.diameter)) {
             report("tool T" + std::to_string(number) + " has no positive diameter");
             return;
         }
@@ -208,6 +222,10 @@ private:
         if (!point) {
             if (pad_right_) v *= std::pow(10.0, integer_digits_ - int(digits));
             else v /= std::pow(10.0, decimal_digits_);
+        }
+        if (!within_length_limit(v * unit_)) {
+            report("coordinate beyond 10 m in '" + s + "'");
+            return false;
         }
         out = Coord(std::llround(v * unit_));
         return true;
@@ -244,7 +262,7 @@ private:
             const char letter = u[i++];
             switch (letter) {
             case 'G': {
-                const int code = std::atoi(u.c_str() + i);
+                const int code = small_integer(u, i);
                 while (i < u.size() && std::isdigit(static_cast<unsigned char>(u[i]))) ++i;
                 if (code == 85) {
                     slot_start = target(has_x, x, has_y, y);
@@ -257,7 +275,7 @@ private:
                 break;
             }
             case 'M': {
-                const int code = std::atoi(u.c_str() + i);
+                const int code = small_integer(u, i);
                 while (i < u.size() && std::isdigit(static_cast<unsigned char>(u[i]))) ++i;
                 // M15/M16 (plunge, retract) need no action: rout files often
                 // leave them out, so G01/G02/G03 always cut and G00 never does.
@@ -266,7 +284,7 @@ private:
             }
             case 'T': {
                 tool_definition(u);
-                const int number = std::atoi(u.c_str() + i);
+                const int number = small_integer(u, i);
                 if (number != 0 && !tools_.count(number)) report("tool T" + std::to_string(number) + " selected but not defined");
                 tool_ = number;
                 return;
@@ -277,7 +295,7 @@ private:
             case 'J': has_j = number(u, i, cj); if (!has_j) return; break;
             case 'A': has_a = number(u, i, a); if (!has_a) return; break;
             case 'R': {
-                repeat = std::atoi(u.c_str() + i);
+                repeat = small_integer(u, i);
                 while (i < u.size() && std::isdigit(static_cast<unsigned char>(u[i]))) ++i;
                 break;
             }
@@ -295,16 +313,30 @@ private:
             }
             // R: that many more hits, each stepped by X/Y from the one before.
             for (int k = 0; k < repeat; ++k) {
-                current_ = {current_.x + (has_x ? x : 0), current_.y + (has_y ? y : 0)};
+                const Point next{current_.x + (has_x ? x : 0), current_.y + (has_y ? y : 0)};
+                if (!within_limit(next)) {
+                    report("repeated hits reach beyond 10 m in '" + row + "'");
+                    return;
+                }
+                current_ = next;
                 hit(current_);
             }
             return;
         }
         const Point to = target(has_x, x, has_y, y);
+        if (!within_limit(to)) {
+            report("position beyond 10 m in '" + row + "'");
+            return;
+        }
         if (slot) {
             stroke(slot_start, to, nullptr, false);
         } else if (g == 93) {
-            origin_ = {origin_.x + to.x - current_.x, origin_.y + to.y - current_.y};
+            const Point origin{origin_.x + to.x - current_.x, origin_.y + to.y - current_.y};
+            if (!within_limit(origin)) {
+                report("zero set beyond 10 m in '" + row + "'");
+                return;
+            }
+            origin_ = origin;
             return;
         } else if (rout_ == 0) {
             hit(to);
@@ -316,6 +348,13 @@ private:
             stroke(current_, to, &centre, rout_ == 2);
         }
         current_ = to;
+    }
+
+    // Every coordinate read is within the limit, so sums of two or three of
+    // them cannot overflow; what they add up to is checked here.
+    static bool within_limit(const Point& p)
+    {
+        return within_length_limit(double(p.x)) && within_length_limit(double(p.y));
     }
 
     Point target(bool has_x, Coord x, bool has_y, Coord y) const
@@ -346,6 +385,10 @@ private:
     {
         if (has_i || has_j) {
             centre = {current_.x + ci, current_.y + cj};
+            if (!within_limit(centre)) {
+                report("arc centre beyond 10 m");
+                return false;
+            }
             return true;
         }
         if (!has_a) {
@@ -365,7 +408,12 @@ private:
         const double h = std::sqrt(std::max(0.0, r * r - half * half));
         const double ux = -dy / (2 * half), uy = dx / (2 * half); // left of the travel
         const double side = rout_ == 2 ? -1 : 1; // clockwise arcs turn about a centre on the right
-        centre = {Coord(std::llround(mx + side * h * ux)), Coord(std::llround(my + side * h * uy))};
+        const double cx = mx + side * h * ux, cy = my + side * h * uy;
+        if (!within_length_limit(cx) || !within_length_limit(cy)) {
+            report("arc centre beyond 10 m");
+            return false;
+        }
+        centre = {Coord(std::llround(cx)), Coord(std::llround(cy))};
         return true;
     }
 

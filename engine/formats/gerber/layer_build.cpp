@@ -146,7 +146,8 @@ bool place_features(const Layer& from, Layer& to, const Placement& place, bool i
     how.scale_x = how.scale_y = place.scale;
     how.offset = place.offset;
     bool ok = true;
-    to.features.reserve(to.features.size() + from.features.size());
+    // No reserve here: callers place many copies, and growing to the exact
+    // size each time would copy the whole layer per copy.
     for (const Feature& source : from.features) {
         Feature f = source;
         if (invert) f.polarity = f.polarity == Polarity::Positive ? Polarity::Negative : Polarity::Positive;

@@ -6,6 +6,7 @@
 #include "engine/formats/gerber/attribute_names.h"
 #include "engine/formats/gerber/layer_build.h"
 #include "engine/formats/gerber/macro.h"
+#include "engine/model/limits.h"
 #include "engine/geometry/outline.h"
 
 #include <algorithm>
@@ -23,6 +24,15 @@ using formats::LayerBuilder;
 using formats::Placement;
 
 namespace {
+
+// The whole number that starts `text` (digits only), held to 1e9 so that a
+// long run of digits never overflows.
+int capped_integer(const char* text)
+{
+    long long v = 0;
+    for (; *text >= '0' && *text <= '9'; ++text) v = std::min<long long>(v * 10 + (*text - '0'), 1000000000);
+    return int(v);
+}
 
 enum class Interpolation { Linear, Clockwise, CounterClockwise };
 
@@ -164,8 +174,7 @@ private:
             const double v = std::strtod(std::string(text_, start, 40).c_str(), nullptr);
             ++pos_;
             while (pos_ < text_.size() && digit(text_[pos_])) ++pos_;
-            out = Coord(std::llround(v * decimal_scale_));
-            return true;
+            return coordinate(v * decimal_scale_, out);
         }
         if (digits == 0 || digits > 18) {
             error(line_, digits ? "coordinate number too long" : "coordinate letter without a number");
@@ -174,7 +183,17 @@ private:
         double v = double(value);
         const int total = integer_digits_ + decimal_digits_;
         if (zeros_ == 'T' && digits < total) v *= std::pow(10.0, total - digits);
-        out = Coord(std::llround((negative ? -v : v) * scale_));
+        return coordinate((negative ? -v : v) * scale_, out);
+    }
+
+    // A coordinate in nanometres, refused beyond what the engine holds.
+    bool coordinate(double nm, Coord& out)
+    {
+        if (!within_length_limit(nm)) {
+            error(line_, "coordinate beyond 10 m");
+            return false;
+        }
+        out = Coord(std::llround(nm));
         return true;
     }
 
@@ -265,6 +284,10 @@ private:
         if (incremental_) {
             target.x += has_x ? x : 0;
             target.y += has_y ? y : 0;
+            if (!within_length_limit(double(target.x)) || !within_length_limit(double(target.y))) {
+                error(line, "incremental coordinates reach beyond 10 m");
+                return;
+            }
         } else {
             if (has_x) target.x = x;
             if (has_y) target.y = y;
@@ -754,7 +777,9 @@ private:
         } else if (code == "LR" || code == "LS") {
             double v = 0;
             std::size_t i = 0;
-            if (!read_number(rest, i, v) || i != rest.size() || (code == "LS" && v <= 0)) {
+            // A scale beyond a million either way is no drawing anybody meant.
+            if (!read_number(rest, i, v) || i != rest.size() || !std::isfinite(v) ||
+                (code == "LS" && !(v >= 1e-6 && v <= 1e6))) {
                 error(line, "bad value in %" + c);
                 return;
             }
@@ -797,7 +822,14 @@ private:
                 (axis == 'A' ? a : b) = v;
             }
             if (code == "OF") {
+                if (!within_length_limit(a * unit_) || !within_length_limit(b * unit_)) {
+                    error(line, "image offset beyond 10 m in %" + c);
+                    return;
+                }
                 image_offset_ = {Coord(std::llround(a * unit_)), Coord(std::llround(b * unit_))};
+            } else if (!(a > 1e-6 && a <= 1e6)) {
+                error(line, "scale factor out of range in %" + c);
+                return;
             } else {
                 if (a != b) warn(line, "%SF with different factors per axis: using the A factor for both");
                 coordinate_factor_ = a;
@@ -810,7 +842,7 @@ private:
         } else if (!c.empty() && c[0] == 'G') {
             std::size_t i = 1;
             double g = 0;
-            if (read_number(c, i, g)) g_code(int(g), line);
+            if (read_number(c, i, g)) g_code(int(std::clamp(g, -2.0, 1e6)), line); // held to what an int holds
         } else {
             error(line, "unknown command %" + c);
         }
@@ -861,7 +893,7 @@ private:
             error(line, "aperture definition without a D code: %AD" + s);
             return;
         }
-        const int d = std::atoi(s.c_str() + digits);
+        const int d = capped_integer(s.c_str() + digits);
         const std::size_t comma = s.find(',', i);
         const std::string name = s.substr(i, comma == std::string::npos ? std::string::npos : comma - i);
         Aperture a;
@@ -921,6 +953,10 @@ private:
                 error(line, "cannot read %SR" + s);
                 return;
             }
+            if ((letter == 'X' || letter == 'Y') && !(v >= 1 && v <= 1e6)) {
+                error(line, "step and repeat counts out of range in %SR" + s);
+                return;
+            }
             if (letter == 'X') f.nx = int(v);
             else if (letter == 'Y') f.ny = int(v);
             else if (letter == 'I') f.dx = v;
@@ -936,6 +972,10 @@ private:
         }
         f.dx *= unit_;
         f.dy *= unit_;
+        if (!within_length_limit(f.dx * (f.nx - 1)) || !within_length_limit(f.dy * (f.ny - 1))) {
+            error(line, "step and repeat reaches beyond 10 m in %SR" + s);
+            return;
+        }
         if (f.nx == 1 && f.ny == 1) return;
         frames_.push_back(std::move(f));
     }
@@ -952,7 +992,7 @@ private:
         }
         Frame f;
         f.block = true;
-        f.dcode = std::atoi(s.c_str() + (s[0] == 'D' ? 1 : 0));
+        f.dcode = capped_integer(s.c_str() + (s[0] == 'D' ? 1 : 0));
         if (f.dcode < 10) {
             error(line, "aperture block needs a D code of 10 or more: %AB" + s);
             return;
@@ -977,6 +1017,10 @@ private:
             return;
         }
         Layer& to = sink();
+        const std::size_t copies = std::size_t(f.nx) * std::size_t(f.ny);
+        to.features.reserve(to.features.size() + copies * f.layer.features.size());
+        to.surfaces.reserve(to.surfaces.size() + copies * f.layer.surfaces.size());
+        to.texts.reserve(to.texts.size() + copies * f.layer.texts.size());
         for (int y = 0; y < f.ny; ++y)
             for (int x = 0; x < f.nx; ++x) {
                 Placement p;
@@ -1032,7 +1076,7 @@ private:
                 continue;
             }
             if (a.shape != 'C' && a.parameters.size() == 1) a.parameters.push_back(a.parameters[0]);
-            apertures_[std::atoi(d.c_str() + 1)] = std::move(a);
+            apertures_[capped_integer(d.c_str() + 1)] = std::move(a);
         }
     }
 

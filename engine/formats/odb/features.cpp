@@ -1,6 +1,7 @@
 #include "engine/formats/odb/features.h"
 
 #include "engine/formats/odb/symbols.h"
+#include "engine/model/limits.h"
 
 #include <algorithm>
 #include <charconv>
@@ -102,7 +103,7 @@ private:
     bool coord(std::string_view text, Coord& out) const
     {
         double v = 0;
-        if (!read_double(text, v)) return false;
+        if (!read_double(text, v) || !within_length_limit(v * scale_)) return false;
         out = static_cast<Coord>(std::llround(v * scale_));
         return true;
     }
