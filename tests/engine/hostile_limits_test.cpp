@@ -24,7 +24,7 @@ TEST(LengthLimit, TenMetresEitherWayInEitherUnit)
 {
     EXPECT_EQ(api::from_working_unit(10000.0), 10'000'000'000LL);
     EXPECT_EQ(api::from_working_unit(-10000.0), -10'000'000'000LL);
-    for (double beyond : {10000.001, -10000.001, 1e13, 1e300, std::nan(""), INFINITY})
+    for (double beyond : {10000.001, -10000.001, 1e13, 1e300, std::nan(""), HUGE_VAL})
         EXPECT_THROW(api::from_working_unit(beyond), std::out_of_range) << beyond;
     api::set_working_unit(Units::Inch);
     EXPECT_EQ(api::from_working_unit(393.0), 393 * 25'400'000LL);
