@@ -60,6 +60,51 @@ void BM_GerberRead(benchmark::State& state)
 }
 BENCHMARK(BM_GerberRead)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
 
+// Silkscreen artwork as bitmap exporters write it: thousands of tiny strokes
+// and flashes, with an aperture change every few objects.
+const std::string& silk_text()
+{
+    static const std::string text = [] {
+        std::string s = "%TF.FileFunction,Legend,Top*%\n%FSLAX46Y46*%\n%MOMM*%\n";
+        for (int d = 10; d < 40; ++d)
+            s += "%ADD" + std::to_string(d) + (d % 3 ? "C," : "R,") + std::to_string(0.1 + 0.01 * (d - 10)) +
+                 (d % 3 ? "" : "X0.1") + "*%\n";
+        std::uint32_t seed = 11;
+        auto next = [&seed](int range) { return int((seed = seed * 1664525u + 1013904223u) >> 8) % range; };
+        long x = 0, y = 0;
+        while (s.size() < (32u << 20)) {
+            s += "D" + std::to_string(10 + next(30)) + "*\n";
+            x = next(200000000), y = next(150000000);
+            s += "X" + std::to_string(x) + "Y" + std::to_string(y) + "D02*\n";
+            for (int k = 0; k < 3; ++k) {
+                x += next(200000) - 100000;
+                y += next(200000) - 100000;
+                s += "X" + std::to_string(x) + "Y" + std::to_string(y) + "D01*\n";
+            }
+            for (int k = 0; k < 2; ++k) s += "X" + std::to_string(x + k * 100000) + "Y" + std::to_string(y) + "D03*\n";
+        }
+        return s + "M02*\n";
+    }();
+    return text;
+}
+
+void BM_GerberReadSilkscreen(benchmark::State& state)
+{
+    const std::string& text = silk_text();
+    std::size_t features = 0;
+    for (auto _ : state) {
+        kesto::Layer layer;
+        kesto::UserSymbols symbols;
+        kesto::Reports reports;
+        kesto::gerber::read(text, {}, layer, symbols, reports);
+        features = layer.features.size();
+        benchmark::DoNotOptimize(layer);
+    }
+    state.SetBytesProcessed(std::int64_t(state.iterations() * text.size()));
+    state.counters["features"] = double(features);
+}
+BENCHMARK(BM_GerberReadSilkscreen)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
+
 void BM_GerberWrite(benchmark::State& state)
 {
     kesto::Layer layer;

@@ -7,7 +7,7 @@ packages=(
   cmake ninja-build g++ pkg-config binutils
   libjsoncpp-dev libgoogle-glog-dev
   libboost-dev libboost-filesystem-dev libboost-system-dev
-  libpolyclipping-dev libcairo2-dev libarchive-dev libsqlite3-dev
+  libpolyclipping-dev libcairo2-dev libarchive-dev libsqlite3-dev libpng-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libsodium-dev libpq-dev postgresql
   gerbv libcpp-httplib-dev chromium

@@ -1,4 +1,5 @@
 #include "engine/render/canvas.h"
+#include "engine/render/png_file.h"
 
 #include <cairo.h>
 #include <glog/logging.h>
@@ -192,12 +193,8 @@ bool save_png(const Canvas& canvas, const std::string& path)
 {
     if (!valid(canvas)) return false;
     cairo_surface_flush(canvas.surface.get());
-    const cairo_status_t status = cairo_surface_write_to_png(canvas.surface.get(), path.c_str());
-    if (status != CAIRO_STATUS_SUCCESS) {
-        LOG(ERROR) << "cannot write " << path << ": " << cairo_status_to_string(status);
-        return false;
-    }
-    return true;
+    return write_png(cairo_image_surface_get_data(canvas.surface.get()), canvas.width, canvas.height,
+                     cairo_image_surface_get_stride(canvas.surface.get()), path);
 }
 
 std::uint32_t pixel(const Canvas& canvas, int x, int y)
