@@ -2,6 +2,7 @@
 // features selected there.
 #include "adaptor/handler.h"
 #include "adaptor/records_json.h"
+#include "commands/sel_edit.h"
 #include "engine/api/edit.h"
 
 using namespace kesto::adaptor;
@@ -78,14 +79,14 @@ KESTO_HANDLER(sel_copy_other)
                   });
 }
 
-KESTO_HANDLER(sel_transform)
+char* kesto::adaptor::selection_transform(const char* name, const char* request, Form form)
 {
     std::string job, step, layer;
     int mode = 0;
     bool rotate = false, scale = false, mirror_x = false, mirror_y = false, duplicate = false;
     KESTO::API::point datum;
     double angle = 0, xscale = 0, yscale = 0, xoffset = 0, yoffset = 0, point_x = 0, point_y = 0;
-    return handle(__func__, request, Form::Elements,
+    return handle(name, request, form,
                   {{"job", job}, {"step", step}, {"layer", layer}, {"mode", mode}, {"rotate", rotate},
                    {"scale", scale}, {"mirror_X", mirror_x}, {"mirror_Y", mirror_y}, {"duplicate", duplicate},
                    {"datumPoint", datum}, {"angle", angle}, {"xscale", xscale}, {"yscale", yscale},
@@ -95,6 +96,11 @@ KESTO_HANDLER(sel_transform)
                                             angle, xscale, yscale, xoffset, yoffset, point_x, point_y);
                       return pass();
                   });
+}
+
+KESTO_HANDLER(sel_transform)
+{
+    return selection_transform(__func__, request, Form::Elements);
 }
 
 KESTO_HANDLER(sel_polarity)

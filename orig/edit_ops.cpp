@@ -1,6 +1,7 @@
 // Second-table feature edits, layer compare and step operations.
 #include "adaptor/handler.h"
 #include "adaptor/records_json.h"
+#include "commands/sel_edit.h"
 #include "engine/api/edit.h"
 #include "engine/api/edit_ops.h"
 #include "engine/api/features.h"
@@ -131,21 +132,7 @@ KESTO_HANDLER(move_selected_features_index)
 // The selection transform with the first table's keys, in one object.
 KESTO_HANDLER(transform)
 {
-    std::string job, step, layer;
-    int mode = 0;
-    bool rotate = false, scale = false, mirror_x = false, mirror_y = false, duplicate = false;
-    KESTO::API::point datum;
-    double angle = 0, xscale = 1, yscale = 1, xoffset = 0, yoffset = 0, point_x = 0, point_y = 0;
-    return handle(__func__, request, Form::Members,
-                  {{"job", job}, {"step", step}, {"layer", layer}, {"mode", mode}, {"rotate", rotate},
-                   {"scale", scale}, {"mirror_X", mirror_x}, {"mirror_Y", mirror_y}, {"duplicate", duplicate},
-                   {"datumPoint", datum}, {"angle", angle}, {"xscale", xscale}, {"yscale", yscale},
-                   {"xoffset", xoffset}, {"yoffset", yoffset}, {"point_x", point_x}, {"point_y", point_y}},
-                  [&] {
-                      KESTO::API::transform(job, step, layer, mode, rotate, scale, mirror_x, mirror_y, duplicate, datum,
-                                            angle, xscale, yscale, xoffset, yoffset, point_x, point_y);
-                      return pass();
-                  });
+    return selection_transform(__func__, request, Form::Members);
 }
 
 // "start": the line's new start {"x","y"} (or {"ix","iy"}), or a list of
