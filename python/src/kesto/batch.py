@@ -93,12 +93,12 @@ def _worker_session(out: str):
     return _session
 
 
-def _layers(spec: Any, matrix) -> List[str]:
-    if spec is None or spec == "all":
+def _layers(wanted: Any, matrix) -> List[str]:
+    if wanted is None or wanted == "all":
         return matrix.layer_names()
-    if isinstance(spec, str):
-        return [layer.name for layer in matrix.by_type(spec)]
-    return [str(name) for name in spec]
+    if isinstance(wanted, str):
+        return [layer.name for layer in matrix.by_type(wanted)]
+    return [str(name) for name in wanted]
 
 
 def run_job(source: str, pipeline: Dict[str, Any], out: str) -> Dict[str, Any]:
