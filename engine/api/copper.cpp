@@ -4,42 +4,14 @@
 #include "engine/api/units.h"
 #include "engine/geometry/area_inside.h"
 #include "engine/geometry/geometry.h"
-#include "engine/geometry/strips.h"
 #include "engine/store/store.h"
 
 #include <glog/logging.h>
-
-#include <iterator>
 
 namespace KESTO {
 namespace API {
 
 using namespace kesto;
-
-namespace {
-
-// A layer cut into the strips of the copper figures: its pieces, and the
-// profile to invert them in for a negative matrix row.
-struct StripLayer {
-    std::vector<geom::Piece> pieces;
-    bool negative = false;
-};
-
-StripLayer strip_layer(const board::StepRef& at, const Layer& layer, const MatrixRow& row)
-{
-    Layer flat;
-    return {geom::pieces_of(board::drawn_layer(at, layer, row, flat), *at.context), row.polarity == "NEGATIVE"};
-}
-
-geom::Paths image_within(const StripLayer& l, const geom::Paths& profile, const Box& strip)
-{
-    geom::Paths painted = geom::painted_within(l.pieces, strip);
-    if (!l.negative) return painted;
-    const geom::Path frame = geom::rectangle(double(strip.xmin), double(strip.ymin), double(strip.xmax), double(strip.ymax));
-    return geom::subtract(geom::intersect(profile, {frame}), painted);
-}
-
-} // namespace
 
 bool rest_copper(const std::string& job, const std::string& step, const std::string& layer_name, copper_view view,
                  copper_figures& out, const std::string& mask_name)
@@ -56,54 +28,39 @@ bool rest_copper(const std::string& job, const std::string& step, const std::str
     }
     out = copper_figures{};
     out.layer = row.name;
-    const geom::Paths profile = board::profile_outline(*at.step);
-    const StripLayer copper = strip_layer(at, *layer, row);
+    geom::Paths copper = board::layer_image(at, *layer, row);
 
-    StripLayer mask;
-    const bool masked = view == copper_view::under_mask || view == copper_view::under_mask_less_drills;
-    if (masked) {
+    if (view == copper_view::under_mask || view == copper_view::under_mask_less_drills) {
         out.mask = mask_name.empty() ? board::mask_of(*at.job, row.name) : mask_name;
         if (out.mask.empty()) {
             LOG(ERROR) << op << ": no solder mask covers layer \"" << row.name << "\" (an inner layer); name one";
             return false;
         }
-        const Layer* mask_layer = board::layer(at, out.mask, op);
-        if (!mask_layer) return false;
+        const Layer* mask = board::layer(at, out.mask, op);
+        if (!mask) return false;
         const MatrixRow& mask_row = *board::row(at, out.mask);
         out.mask = mask_row.name;
         // The mask layer's image is its openings.
-        mask = strip_layer(at, *mask_layer, mask_row);
+        copper = geom::intersect(copper, board::layer_image(at, *mask, mask_row));
     }
-    StripLayer holes;
-    if (view == copper_view::less_drills || view == copper_view::under_mask_less_drills)
+    if (view == copper_view::less_drills || view == copper_view::under_mask_less_drills) {
+        geom::Paths holes;
         for (const std::string& name : board::drills_through(*at.job, row.name)) {
             const Layer* drill = board::layer(at, name, op);
             if (!drill) continue;
             out.drills.push_back(name);
-            StripLayer d = strip_layer(at, *drill, *board::row(at, name));
-            for (geom::Piece& p : d.pieces) p.positive = true; // a hole is a hole
-            std::move(d.pieces.begin(), d.pieces.end(), std::back_inserter(holes.pieces));
+            const geom::Paths image = geom::layer_outline(*drill, *at.context);
+            holes.insert(holes.end(), image.begin(), image.end());
         }
+        if (!holes.empty()) copper = geom::subtract(copper, geom::unite(holes));
+    }
 
-    // One boolean per strip and layer; the strips' areas add up.
-    Box extent = copper.negative && !profile.empty() ? geom::box_of(profile) : Box{};
-    for (const geom::Piece& p : copper.pieces) {
-        extent.add(Point{p.box.xmin, p.box.ymin});
-        extent.add(Point{p.box.xmax, p.box.ymax});
-    }
-    double area = 0, inside = 0;
-    for (const Box& strip : geom::strips_over(extent, copper.pieces)) {
-        geom::Paths image = image_within(copper, profile, strip);
-        if (masked && !image.empty()) image = geom::intersect(image, image_within(mask, profile, strip));
-        if (!holes.pieces.empty() && !image.empty())
-            image = geom::subtract(image, geom::painted_within(holes.pieces, strip));
-        area += geom::area(image);
-        if (!profile.empty()) inside += geom::area_inside(image, profile);
-    }
-    out.area = board::to_working_area(area);
+    out.area = board::to_working_area(geom::area(copper));
+    const geom::Paths profile = board::profile_outline(*at.step);
     if (!profile.empty()) {
         out.board_area = board::to_working_area(geom::area(profile));
-        out.inside = board::to_working_area(inside);
+        // Only the paths the profile's edge cuts take a boolean.
+        out.inside = board::to_working_area(geom::area_inside(copper, profile));
         if (out.board_area > 0) out.rate = out.inside / out.board_area;
     }
     return true;
