@@ -29,6 +29,7 @@ std::vector<Point> grid_inside(const geom::Paths& area, const geom::Path& pad, P
         int winding;
     };
     const long long rows = (last.y - first.y) / py + 1;
+    if (rows > 4000000) return out; // callers bound the pad count; this bounds the rows alone
     auto inside_spans = [&](int side) {
         std::vector<std::vector<Crossing>> by_row(static_cast<size_t>(rows));
         for (const geom::Path& path : fits)

@@ -10,7 +10,7 @@ namespace kesto::edit {
 // The grid points (first.x + i px, first.y + j py), up to `last`, at which the
 // pad outline `pad` (drawn about its centre) lies wholly inside `area`, row by
 // row from the bottom, left to right. A pad touching the area's edge counts
-// as outside.
+// as outside. More than four million rows answers nothing.
 //
 // A pad P at c fits the area A when c is inside A and no point of A's edge
 // lies in c + P, that is c is outside the edge swept by -P. So the area is
