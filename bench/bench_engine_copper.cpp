@@ -1,7 +1,9 @@
 // Copper area of every copper layer of the sample job, as get_rest_cu
 // measures it (the whole image, and the share inside the profile).
+#include "engine/api/board_layers.h"
 #include "engine/api/copper.h"
 #include "engine/api/units.h"
+#include "engine/geometry/geometry.h"
 #include "engine/formats/odb/job_io.h"
 #include "engine/store/store.h"
 
@@ -52,6 +54,30 @@ void AllCopperLayersOfTheSampleJob(benchmark::State& state)
     state.counters["mm2"] = total;
 }
 BENCHMARK(AllCopperLayersOfTheSampleJob)->Unit(benchmark::kMillisecond)->MinTime(2);
+
+// The same figures the way they were first worked: one union over the whole
+// layer, then one intersection of it with the profile. Kept to compare.
+void AllCopperLayersWholeBoardBooleans(benchmark::State& state)
+{
+    const Sample& s = sample();
+    KESTO::API::set_working_unit(Units::Mm);
+    double total = 0;
+    for (auto _ : state) {
+        total = 0;
+        kesto::board::StepRef at;
+        if (!kesto::board::find("bench_copper", s.step, "bench", at)) state.SkipWithError("no sample");
+        const geom::Paths profile = kesto::board::profile_outline(*at.step);
+        for (const std::string& layer : s.copper) {
+            const geom::Paths image =
+                kesto::board::layer_image(at, *kesto::board::layer(at, layer, "bench"), *kesto::board::row(at, layer));
+            total += kesto::board::to_working_area(geom::area(image));
+            benchmark::DoNotOptimize(geom::area(geom::intersect(image, profile)));
+        }
+    }
+    state.counters["layers"] = double(s.copper.size());
+    state.counters["mm2"] = total;
+}
+BENCHMARK(AllCopperLayersWholeBoardBooleans)->Unit(benchmark::kMillisecond)->MinTime(2);
 
 } // namespace
 

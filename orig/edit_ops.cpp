@@ -449,11 +449,108 @@ KESTO_HANDLER(multi_layer_compare)
                   });
 }
 
-// Not built yet: these answer the error text.
-KESTO_PENDING(translate_lines)
-KESTO_PENDING(fill_profile)
-KESTO_PENDING(remove_sharp_angle)
+// ---------------------------------------------------------------- fills, tables and undo
+
+KESTO_HANDLER(fill_profile)
+{
+    KESTO::API::fill_profile_request r;
+    return handle(__func__, request, Form::Members,
+                  {{"job", r.job}, {"step", r.step}, {"layer", r.layer}, {"profile_resize", r.profile_resize},
+                   {"child_profile_resize", r.child_profile_resize}, {"avoid_drill_size", r.avoid_drill_size},
+                   {"fill_by_pattern", r.by_pattern}, {"symbolname", r.symbol}, {"dx", r.dx}, {"dy", r.dy},
+                   {"avoid_drill", r.avoid_drill}},
+                  [&] {
+                      int added = 0;
+                      std::string why;
+                      Json::Value out(Json::objectValue);
+                      const bool done = KESTO::API::fill_profile(r, added, why);
+                      out["result"] = done ? pass() : error();
+                      out["added"] = added;
+                      if (!done) out["message"] = why;
+                      return keep(compact(out));
+                  });
+}
+
+KESTO_HANDLER(Line_to_SymbolStr)
+{
+    std::string job, step, layer;
+    int index = 0;
+    return handle(__func__, request, Form::Members,
+                  {{"job", job}, {"step", step}, {"layer", layer}, {"feature_index", index}}, [&] {
+                      KESTO::API::line_symbol found;
+                      std::string why;
+                      if (!KESTO::API::line_to_symbol(job, step, layer, index, found, why)) return error();
+                      Json::Value paras(Json::objectValue);
+                      paras["symbol"] = found.symbol;
+                      paras["x"] = found.x;
+                      paras["y"] = found.y;
+                      paras["angle"] = found.angle;
+                      return reply_json("LINE_TO_SYMBOLSTR", paras);
+                  });
+}
+
+KESTO_HANDLER(CorrectUndo)
+{
+    std::string job, step;
+    return handle(__func__, request, Form::Members, {{"jobname", job}, {"stepname", step}}, [&] {
+        std::string why;
+        int dropped = 0;
+        return KESTO::API::correct_undo(job, step, dropped, why) ? pass() : error();
+    });
+}
+
+KESTO_HANDLER(create_table)
+{
+    KESTO::API::table_request r;
+    return handle(__func__, request, Form::Members,
+                  {{"job", r.job}, {"step", r.step}, {"layer", r.layer}, {"x", r.x}, {"y", r.y}, {"cells", r.cells},
+                   {"column_widths", r.column_widths}, {"row_height", r.row_height},
+                   {"text_height", r.text_height, 1.0}, {"line_width", r.line_width, 0.1}},
+                  [&] {
+                      int added = 0;
+                      double width = 0, height = 0;
+                      std::string why;
+                      if (!KESTO::API::create_table(r, added, width, height, why)) return error();
+                      Json::Value paras(Json::objectValue);
+                      paras["layer"] = r.layer;
+                      paras["added"] = added;
+                      paras["width"] = width;
+                      paras["height"] = height;
+                      return reply_json("CREATE_TABLE", paras);
+                  });
+}
+
+KESTO_HANDLER(remove_sharp_angle)
+{
+    std::string step;
+    Strings layers;
+    int scope = 0, type = 0;
+    double radius = 0, max_angle = 0;
+    bool round = false;
+    return handle(__func__, request, Form::Members,
+                  {{"para", max_angle}, {"layers", layers}, {"step", step}, {"scope", scope}, {"radius", radius},
+                   {"type", type}, {"is_round", round}},
+                  [&] {
+                      int filled = 0;
+                      std::string why;
+                      if (!KESTO::API::remove_sharp_angle(step, layers, scope, radius, type, round, max_angle, filled,
+                                                          why))
+                          return error();
+                      return pass();
+                  });
+}
+
+KESTO_HANDLER(translate_lines)
+{
+    std::string step, layer;
+    int op_type = 0, type = 0;
+    return handle(__func__, request, Form::Members,
+                  {{"step", step}, {"layer", layer}, {"op_type", op_type}, {"type", type}}, [&] {
+                      int turned = 0;
+                      std::string why;
+                      return KESTO::API::translate_lines(step, layer, op_type, type, turned, why) ? pass() : error();
+                  });
+}
+
+// Not built yet: this answers the error text.
 KESTO_PENDING(change_gds_line_width)
-KESTO_PENDING(create_table)
-KESTO_PENDING(Line_to_SymbolStr)
-KESTO_PENDING(CorrectUndo)

@@ -1,20 +1,117 @@
 // Nets, fonts, reports, tolerances, profiles and attributes.
 #include "adaptor/handler.h"
 #include "engine/api/edit.h"
+#include "engine/api/layer_tools.h"
 #include "engine/api/nets.h"
 
 #include <stdexcept>
 
 // Not built yet: these answer the error text.
-KESTO_PENDING(layer_rebuild)
-KESTO_PENDING(op_size)
-KESTO_PENDING(filter_by_mode)
 KESTO_PENDING(set_layer_checklist)
-KESTO_PENDING(construct_pads)
-KESTO_PENDING(auto_move_drill_pad)
 KESTO_PENDING(teardrop_attribute_classfy)
 
 using namespace kesto::adaptor;
+
+// ---------------------------------------------------------------- layer and feature tools
+
+KESTO_HANDLER(layer_rebuild)
+{
+    std::string job, step, layer;
+    return handle(__func__, request, Form::Members, {{"job", job}, {"step", step}, {"layer", layer}}, [&] {
+        KESTO::API::layer_rebuild_result r;
+        std::string why;
+        if (!KESTO::API::layer_rebuild(job, step, layer, r, why)) return error();
+        Json::Value paras(Json::objectValue);
+        paras["layer"] = layer;
+        paras["features"] = r.features;
+        paras["symbols_before"] = r.symbols_before;
+        paras["symbols_after"] = r.symbols_after;
+        paras["bodies_dropped"] = r.bodies_dropped;
+        paras["attribute_sets_dropped"] = r.attribute_sets_dropped;
+        return reply_json("LAYER_REBUILD", paras);
+    });
+}
+
+// The global resize's engine operation, with this table's key names.
+KESTO_HANDLER(op_size)
+{
+    KESTO::Op::OpPara para;
+    bool all = false, square = false;
+    return handle(__func__, request, Form::Members,
+                  {{"job", para.job}, {"step", para.step}, {"layers", para.layers}, {"size", para.size},
+                   {"all", all}, {"square_corners", square}},
+                  [&] {
+                      para.sel_type = all ? 1 : 0;
+                      para.corner = square ? 1 : 0;
+                      KESTO::API::resize_global_result r;
+                      if (!KESTO::API::resize_global(para, r)) return error();
+                      Json::Value paras(Json::objectValue);
+                      paras["resized"] = r.resized;
+                      paras["skipped"] = r.skipped;
+                      return reply_json("OP_SIZE", paras);
+                  });
+}
+
+KESTO_HANDLER(filter_by_mode)
+{
+    std::string job, step, layer, polarity;
+    int kinds = 0;
+    return handle(__func__, request, Form::Members,
+                  {{"job", job}, {"step", step}, {"layer", layer}, {"mode", kinds}, {"polarity", polarity}}, [&] {
+                      int selected = 0;
+                      std::string why;
+                      if (!KESTO::API::filter_by_mode(job, step, layer, kinds, polarity, selected, why))
+                          return error();
+                      Json::Value paras(Json::objectValue);
+                      paras["layer"] = layer;
+                      paras["selected"] = selected;
+                      return reply_json("FILTER_BY_MODE", paras);
+                  });
+}
+
+KESTO_HANDLER(construct_pads)
+{
+    std::string job, step, layer;
+    double tolerance = 0;
+    return handle(__func__, request, Form::Members,
+                  {{"job", job}, {"step", step}, {"layer", layer}, {"tolerance", tolerance}}, [&] {
+                      int pads = 0, replaced = 0;
+                      std::string why;
+                      if (!KESTO::API::construct_pads(job, step, layer, tolerance, pads, replaced, why)) return error();
+                      Json::Value paras(Json::objectValue);
+                      paras["layer"] = layer;
+                      paras["pads"] = pads;
+                      paras["replaced"] = replaced;
+                      return reply_json("CONSTRUCT_PADS", paras);
+                  });
+}
+
+KESTO_HANDLER(auto_move_drill_pad)
+{
+    std::string job, step, layer, drill;
+    double max_offset = 0;
+    return handle(__func__, request, Form::Members,
+                  {{"job", job}, {"step", step}, {"layer", layer}, {"drill", drill}, {"max_offset", max_offset}},
+                  [&] {
+                      std::vector<KESTO::API::moved_pad> moved;
+                      std::string why;
+                      if (!KESTO::API::auto_move_drill_pad(job, step, layer, drill, max_offset, moved, why))
+                          return error();
+                      Json::Value paras(Json::objectValue);
+                      paras["layer"] = layer;
+                      paras["drill"] = drill;
+                      Json::Value& pads = paras["pads"] = Json::Value(Json::arrayValue);
+                      for (const auto& m : moved) {
+                          Json::Value p(Json::objectValue);
+                          p["index"] = m.index;
+                          p["dx"] = m.dx;
+                          p["dy"] = m.dy;
+                          pads.append(p);
+                      }
+                      paras["moved"] = Json::UInt64(moved.size());
+                      return reply_json("AUTO_MOVE_DRILL_PAD", paras);
+                  });
+}
 
 // Board nets: the host computes them for a step, lists a layer's nets and
 // drops them; any command that needs nets computes them itself when missing.

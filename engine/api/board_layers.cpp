@@ -104,19 +104,20 @@ geom::Paths profile_outline(const Step& step)
     return geom::surface_outline(step.profile);
 }
 
-geom::Paths layer_image(const StepRef& at, const Layer& layer, const MatrixRow& row)
+const Layer& drawn_layer(const StepRef& at, const Layer& layer, const MatrixRow& row, Layer& scratch)
 {
     // A panel's copper is its boards' copper too: the nested steps placed.
-    Layer flat;
-    const Layer* drawn = &layer;
+    if (at.step->repeats.empty()) return layer;
     std::string why;
-    if (!at.step->repeats.empty()) {
-        if (edit::flattened_layer(*at.job, *at.step, row.name, flat, why))
-            drawn = &flat;
-        else
-            LOG(ERROR) << "copper of " << row.name << ": the step's repeats are not counted: " << why;
-    }
-    geom::Paths image = geom::layer_outline(*drawn, *at.context);
+    if (edit::flattened_layer(*at.job, *at.step, row.name, scratch, why)) return scratch;
+    LOG(ERROR) << "copper of " << row.name << ": the step's repeats are not counted: " << why;
+    return layer;
+}
+
+geom::Paths layer_image(const StepRef& at, const Layer& layer, const MatrixRow& row)
+{
+    Layer flat;
+    geom::Paths image = geom::layer_outline(drawn_layer(at, layer, row, flat), *at.context);
     if (row.polarity == "NEGATIVE") image = geom::subtract(profile_outline(*at.step), image);
     return image;
 }

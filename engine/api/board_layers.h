@@ -36,6 +36,9 @@ std::string mask_of(const Job& job, const std::string& layer);
 
 // The step's profile as an outline; empty when it has none.
 geom::Paths profile_outline(const Step& step);
+// The layer as drawn in the step: for a panel, a flattened copy (made in
+// `scratch`) holding its placed boards' features too; else the layer itself.
+const Layer& drawn_layer(const StepRef& at, const Layer& layer, const MatrixRow& row, Layer& scratch);
 // What a layer puts on the board: its features painted in drawing order,
 // inverted within the profile for a negative matrix row.
 geom::Paths layer_image(const StepRef& at, const Layer& layer, const MatrixRow& row);

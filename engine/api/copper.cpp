@@ -2,6 +2,7 @@
 
 #include "engine/api/board_layers.h"
 #include "engine/api/units.h"
+#include "engine/geometry/area_inside.h"
 #include "engine/geometry/geometry.h"
 #include "engine/store/store.h"
 
@@ -58,7 +59,8 @@ bool rest_copper(const std::string& job, const std::string& step, const std::str
     const geom::Paths profile = board::profile_outline(*at.step);
     if (!profile.empty()) {
         out.board_area = board::to_working_area(geom::area(profile));
-        out.inside = board::to_working_area(geom::area(geom::intersect(copper, profile)));
+        // Only the paths the profile's edge cuts take a boolean.
+        out.inside = board::to_working_area(geom::area_inside(copper, profile));
         if (out.board_area > 0) out.rate = out.inside / out.board_area;
     }
     return true;

@@ -144,5 +144,72 @@ bool multi_layer_compare(const compare_request& base, const std::vector<std::str
                          const std::string& map_job, const std::string& map_step,
                          const std::vector<std::string>& map_layers, double map_resolution);
 
+
+// ---------------------------------------------------------------- fills, tables and undo
+
+// Copper fill of a step's profile: the profile shrunk by `profile_resize`,
+// less each first-level nested step's profile grown by
+// `child_profile_resize`, less (with `avoid_drill`) every drilled hole through
+// the layer grown by `avoid_drill_size`; all in the working unit. By pattern,
+// pads of `symbol` (a standard name) on a dx x dy grid starting half a pitch
+// in from the area's lower left corner, wherever they fit wholly; else the
+// area as one surface. One undo record; answers the features added.
+struct fill_profile_request {
+    std::string job, step, layer;
+    double profile_resize = 0, child_profile_resize = 0, avoid_drill_size = 0;
+    bool avoid_drill = false, by_pattern = false;
+    std::string symbol;
+    double dx = 0, dy = 0;
+};
+bool fill_profile(const fill_profile_request& request, int& added, std::string& error);
+
+// The standard pad (oval for a round symbol, rectangle for a square one)
+// that draws the same shape as the line at `position`: its name in the
+// working unit, its centre and its clockwise angle.
+struct line_symbol {
+    std::string symbol;
+    double x = 0, y = 0, angle = 0;
+};
+bool line_to_symbol(const std::string& job, const std::string& step, const std::string& layer, int position,
+                    line_symbol& out, std::string& error);
+
+// The step's edits so far stay for good: its undo history is dropped
+// (`dropped` records), so undo cannot take them back.
+bool correct_undo(const std::string& job, const std::string& step, int& dropped, std::string& error);
+
+// A table drawn on a layer (made when the matrix lacks it): its top left
+// corner at (x, y), one row of cells per entry of `cells`, columns
+// `column_widths` wide (a missing width: wide enough for the longest text of
+// the column), rows `row_height` high (0: twice the text height); grid lines
+// `line_width` wide, texts in the standard font `text_height` high, half a
+// character in from each cell's left edge and centred on its height. One
+// undo record; answers the features added and the table's size.
+// Fills the acute corners between lines of the layers (the selected ones
+// with scope 0, all with 1): where lines meet end to end (and, with type 1,
+// where a line ends on another's middle) at less than `max_angle` degrees
+// (90 when 0), the wedge is filled up to the arc of `radius` (working unit)
+// tangent to both centrelines, or the chord between its tangent points when
+// not `round`. One open job; one undo record; answers the corners filled.
+bool remove_sharp_angle(const std::string& step, const std::vector<std::string>& layers, int scope, double radius,
+                        int type, bool round, double max_angle, int& filled, std::string& error);
+
+// Lines of the layer (the selected ones with type 0, all with 1) turned into
+// another kind, through the reshapes the first table uses: op_type 0 lines to
+// the oval or rectangle pads they draw, 1 round and square pads (and those
+// of lines' shapes) back to lines, 2 arcs to chords within a micron, 3 closed
+// chains of lines and arcs to surfaces. The one open job; one undo record;
+// answers how many features were turned.
+bool translate_lines(const std::string& step, const std::string& layer, int op_type, int type, int& turned,
+                     std::string& error);
+
+struct table_request {
+    std::string job, step, layer;
+    double x = 0, y = 0;
+    std::vector<std::vector<std::string>> cells;
+    std::vector<double> column_widths;
+    double row_height = 0, text_height = 1, line_width = 0.1;
+};
+bool create_table(const table_request& request, int& added, double& width, double& height, std::string& error);
+
 } // namespace API
 } // namespace KESTO

@@ -2,6 +2,7 @@
 
 #include "engine/api/board_layers.h"
 #include "engine/api/units.h"
+#include "engine/edit/fill.h"
 #include "engine/edit/layer_edit.h"
 #include "engine/formats/odb/symbols.h"
 #include "engine/geometry/geometry.h"
@@ -112,24 +113,24 @@ bool fill_select_feature_by_grid(const std::string& job, const std::string& step
         LOG(ERROR) << op << ": the pitch would place more than four million pads";
         return false;
     }
+    // Wholly inside: a pad with a hole (donut) is judged by its outer edge.
+    const geom::Path outer = *std::max_element(pad.begin(), pad.end(), [](const geom::Path& a, const geom::Path& b) {
+        return std::fabs(ClipperLib::Area(a)) < std::fabs(ClipperLib::Area(b));
+    });
+    const std::vector<Point> centres =
+        edit::grid_inside(area, outer, {box.xmin + px / 2, box.ymin + py / 2}, {box.xmax, box.ymax}, px, py);
     store::remember(*at.job, at.step->name, {name});
     symbol.units = layer->units;
     symbol.name = odb::standard_symbol_name(symbol, layer->units);
     const std::int32_t index = edit::symbol_index(*layer, symbol);
     const size_t first = layer->features.size();
-    const double area_of_pad = geom::area(pad);
-    for (Coord y = box.ymin + py / 2; y <= box.ymax; y += py)
-        for (Coord x = box.xmin + px / 2; x <= box.xmax; x += px) {
-            if (geom::locate({x, y}, area) != geom::Where::Inside) continue;
-            const geom::Paths placed = geom::place(geom::Placement{{x, y}, 0, false}, pad);
-            // Wholly inside: nothing of the pad is left outside the area.
-            if (geom::area(geom::subtract(placed, area)) > area_of_pad * 1e-9) continue;
-            Feature f;
-            f.kind = FeatureKind::Pad;
-            f.symbol = index;
-            f.a = {x, y};
-            layer->features.push_back(f);
-        }
+    for (const Point& c : centres) {
+        Feature f;
+        f.kind = FeatureKind::Pad;
+        f.symbol = index;
+        f.a = c;
+        layer->features.push_back(f);
+    }
     added = int(layer->features.size() - first);
     select::appended(*at.job, *layer, first);
     at.job->changed = true;

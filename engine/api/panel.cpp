@@ -11,11 +11,13 @@
 #include "engine/panel/autopanel.h"
 #include "engine/panel/layout.h"
 #include "engine/select/workspace.h"
+#include "engine/store/setup_undo.h"
 #include "engine/store/store.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <optional>
 
 namespace KESTO {
 namespace API {
@@ -54,6 +56,33 @@ Found find(const std::string& job, const std::string& step, std::string& error)
     if (!f.step) error = "job \"" + job + "\" has no step \"" + step + "\"";
     return f;
 }
+
+// A change of a step's set-up (table, profile, datum, margins) as one undo
+// record, taken only when the change is made. One made inside another (the
+// automatic panel sets all four) joins the outer record, so one undo takes
+// the whole panel back.
+class SetupChange {
+public:
+    SetupChange(Job& job, const Step& step) : job_(job), step_(step.name)
+    {
+        if (depth_++ == 0) before_.emplace(kesto::store::setup_of(step));
+    }
+    ~SetupChange() { --depth_; }
+    SetupChange(const SetupChange&) = delete;
+    SetupChange& operator=(const SetupChange&) = delete;
+    void made()
+    {
+        job_.changed = true;
+        if (before_) kesto::store::remember_setup(job_, step_, std::move(*before_));
+        before_.reset();
+    }
+
+private:
+    static inline int depth_ = 0;
+    Job& job_;
+    std::string step_;
+    std::optional<kesto::store::StepSetup> before_;
+};
 
 // The step's header lengths are written in its own unit (its UNITS field,
 // else the job's).
@@ -260,6 +289,7 @@ bool set_step_repeat(const std::string& job, const std::string& step, const std:
     if (!kesto::store::find_step(*j, lower(step)) && !create_step(job, step, int(j->columns.size()) + 1))
         return error = "step \"" + step + "\" cannot be made", false;
     Step& s = *kesto::store::find_step(*j, lower(step));
+    SetupChange change(*j, s);
     std::vector<kesto::StepRepeat> table;
     for (const step_repeat_row& r : rows) {
         kesto::StepRepeat sr;
@@ -276,7 +306,7 @@ bool set_step_repeat(const std::string& job, const std::string& step, const std:
         std::swap(s.repeats, table); // nothing lost on a bad table
         return false;
     }
-    j->changed = true;
+    change.made();
     return true;
 }
 
@@ -329,9 +359,10 @@ bool set_step_profile(const std::string& job, const std::string& step, double xm
     b.add(Point{nm(xmin), nm(ymin)});
     b.add(Point{nm(xmax), nm(ymax)});
     if (b.xmax == b.xmin || b.ymax == b.ymin) return error = "the profile has no area", false;
+    SetupChange change(*f.job, *f.step);
     f.step->profile = box_surface(b);
     f.step->has_profile = true;
-    f.job->changed = true;
+    change.made();
     return true;
 }
 
@@ -343,11 +374,12 @@ bool set_panel_margin(const std::string& job, const std::string& step, const pan
     const Box p = profile_box(*f.step);
     if (!p.empty() && (nm(m.left) + nm(m.right) >= p.xmax - p.xmin || nm(m.bottom) + nm(m.top) >= p.ymax - p.ymin))
         return error = "the margins leave no room inside the profile", false;
+    SetupChange change(*f.job, *f.step);
     set_header_length(*f.job, *f.step, "LEFT_ACTIVE", nm(m.left));
     set_header_length(*f.job, *f.step, "RIGHT_ACTIVE", nm(m.right));
     set_header_length(*f.job, *f.step, "BOTTOM_ACTIVE", nm(m.bottom));
     set_header_length(*f.job, *f.step, "TOP_ACTIVE", nm(m.top));
-    f.job->changed = true;
+    change.made();
     return true;
 }
 
@@ -366,8 +398,9 @@ bool set_datum_point(const std::string& job, const std::string& step, double x, 
 {
     Found f = find(job, step, error);
     if (!f.step) return false;
+    SetupChange change(*f.job, *f.step);
     f.step->datum = {nm(x), nm(y)};
-    f.job->changed = true;
+    change.made();
     return true;
 }
 
@@ -433,10 +466,24 @@ bool auto_set_step_repeat(const std::string& job, const std::string& step, const
         }
         if (!joined) table.push_back(r);
     }
-    if (!set_step_repeat(job, step, table, error)) return false;
-    if (!set_step_profile(job, step, 0, 0, request.panel_width, request.panel_height, error) ||
-        !set_datum_point(job, step, 0, 0, error) || !set_panel_margin(job, step, request.margins, error))
+    Job& j = *c.job;
+    if (!kesto::store::find_step(j, lower(step)) && !create_step(job, step, int(j.columns.size()) + 1))
+        return error = "step \"" + step + "\" cannot be made", false;
+    // Table, profile, datum and margins: one undo record, and all or nothing.
+    Step& panel_step = *kesto::store::find_step(j, lower(step));
+    const kesto::store::StepSetup before = kesto::store::setup_of(panel_step);
+    SetupChange change(j, panel_step);
+    if (!set_step_repeat(job, step, table, error) ||
+        !set_step_profile(job, step, 0, 0, request.panel_width, request.panel_height, error) ||
+        !set_datum_point(job, step, 0, 0, error) || !set_panel_margin(job, step, request.margins, error)) {
+        panel_step.profile = before.profile;
+        panel_step.has_profile = before.has_profile;
+        panel_step.datum = before.datum;
+        panel_step.repeats = before.repeats;
+        panel_step.header = before.header;
         return false;
+    }
+    change.made();
     plan_reply(p, plan);
     return true;
 }
