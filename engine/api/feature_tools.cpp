@@ -1,6 +1,7 @@
 #include "engine/api/feature_tools.h"
 
 #include "engine/api/board_layers.h"
+#include "engine/api/symbol_names.h"
 #include "engine/api/units.h"
 #include "engine/edit/layer_edit.h"
 #include "engine/formats/odb/symbols.h"
@@ -22,8 +23,6 @@ namespace API {
 using namespace kesto;
 
 namespace {
-
-Units working_units() { return working_unit_is_inch() ? Units::Inch : Units::Mm; }
 
 // A layer of the step, its name as the matrix has it, ready to be changed.
 Layer* target(board::StepRef& at, const std::string& job, const std::string& step, const std::string& layer,
@@ -90,7 +89,7 @@ bool fill_select_feature_by_grid(const std::string& job, const std::string& step
         LOG(ERROR) << op << ": the pitches must be positive";
         return false;
     }
-    Symbol symbol = odb::parse_symbol_name(symbol_name, working_units());
+    Symbol symbol = symbol_from_working_name(symbol_name);
     const geom::Paths pad = geom::symbol_outline(symbol, *at.context);
     if (pad.empty()) {
         LOG(ERROR) << op << ": \"" << symbol_name << "\" is not a standard symbol with an outline";
