@@ -173,7 +173,8 @@ bool merge_cu_edge_lines(const std::string& job, const std::string& step, const 
     }
     std::vector<bool> erase(layer->features.size(), false);
     std::vector<std::pair<size_t, std::pair<double, double>>> extended;
-    for (auto& [key, pieces] : runs) {
+    for (auto& run : runs) {
+        auto& pieces = run.second; // a plain reference: lambdas may not capture structured bindings
         if (pieces.size() < 2) continue;
         std::sort(pieces.begin(), pieces.end(), [](const Piece& a, const Piece& b) { return a.from < b.from; });
         size_t keep = 0;
@@ -193,7 +194,6 @@ bool merge_cu_edge_lines(const std::string& job, const std::string& step, const 
             to = pieces[k].to;
         }
         close(pieces.size());
-        (void)key;
     }
     merged = int(std::count(erase.begin(), erase.end(), true));
     if (merged == 0) return true;
