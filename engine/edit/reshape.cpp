@@ -4,6 +4,7 @@
 #include "engine/edit/resize.h"
 #include "engine/edit/transform.h"
 #include "engine/formats/odb/symbols.h"
+#include "engine/geometry/surface_contours.h"
 #include "engine/geometry/stroke_font.h"
 
 #include <boost/geometry.hpp>

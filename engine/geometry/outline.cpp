@@ -1,4 +1,5 @@
 #include "engine/geometry/outline.h"
+#include "engine/geometry/surface_contours.h"
 
 #include "engine/geometry/barcode.h"
 

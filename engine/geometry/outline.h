@@ -64,11 +64,6 @@ Paths layer_outline(const Layer& layer, const OutlineContext& context, int depth
 
 // The outline of a surface body (islands with their holes).
 Paths surface_outline(const Surface& surface);
-// The body's contours as drawn, islands counter-clockwise and holes
-// clockwise, without merging them: filled with Clipper's positive rule they
-// cover what surface_outline covers (a hole lies in its island), at no cost
-// of a boolean operation.
-Paths surface_contours(const Surface& surface);
 // A surface body covering an outline: each island followed by its holes,
 // islands standing in holes after those; edges are straight (arcs of the
 // outline stay chords).
