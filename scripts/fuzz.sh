@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs the fuzz targets built in build-sanitize/ (scripts/sanitize.sh builds
-# them).
+# Runs the fuzz targets built in build-sanitize/ (KESTO_SANITIZE_FUZZ=1
+# bash scripts/sanitize.sh builds them).
 #   scripts/fuzz.sh replay                 each target once over its seeds
 #   scripts/fuzz.sh SECONDS [TARGET...]    each target (default: all) for SECONDS
 # Corpora grow under build-sanitize/fuzz-corpus/<target>/, findings land in
@@ -11,7 +11,7 @@ root="$(pwd)"
 bin="$root/build-sanitize/tests/fuzz"
 data="$root/../shared/testdata"
 work="$root/build-sanitize"
-[ -d "$bin" ] || { echo "fuzz: build first (scripts/sanitize.sh)" >&2; exit 1; }
+[ -d "$bin" ] || { echo "fuzz: build first (KESTO_SANITIZE_FUZZ=1 bash scripts/sanitize.sh)" >&2; exit 1; }
 
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=0:allocator_may_return_null=1}"
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"

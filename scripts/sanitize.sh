@@ -1,21 +1,25 @@
 #!/usr/bin/env bash
-# The sanitizer leg: builds the library, the engine, adaptor and hostile-input
-# tests and the fuzz targets with clang under the address and undefined-
-# behaviour sanitizers into build-sanitize/, runs those tests, then replays
-# each fuzz target over its seeds (the shared test data and the malformed
-# corpus). Any report fails the leg.
+# The sanitizer leg: builds the library and the hostile-input tests (every
+# export sent bad requests, every malformed file and request of the shared
+# corpus) with clang under the address and undefined-behaviour sanitizers
+# into build-sanitize/ and runs them. Any report fails the leg. CI runs it
+# through scripts/test.sh; docs/hostile-input.md gives its time budget.
+#   KESTO_SANITIZE_FUZZ=1   also builds the fuzz targets (libFuzzer) and
+#                           replays each over its seeds, as scripts/fuzz.sh
+#                           needs; slower, so CI leaves it off
 set -euo pipefail
 cd "$(dirname "$0")/.."
 jobs="${KESTO_JOBS:-$(nproc)}"
+fuzz="${KESTO_SANITIZE_FUZZ:-0}"
 launcher=()
 command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 cmake -S . -B build-sanitize -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-gline-tables-only -O1" \
   -DCMAKE_CXX_COMPILER=clang++ "${launcher[@]}" \
-  -DKESTO_SANITIZE=ON -DKESTO_FUZZ=ON -DKESTO_BENCH=OFF \
-  -DKESTO_TEST_FOLDERS="adaptor;engine;hostile" >/dev/null
+  -DKESTO_SANITIZE=ON -DKESTO_FUZZ="$([ "$fuzz" = 1 ] && echo ON || echo OFF)" -DKESTO_BENCH=OFF \
+  -DKESTO_TEST_FOLDERS="hostile" >/dev/null
 cmake --build build-sanitize -j "$jobs"
 
 export ASAN_OPTIONS="detect_leaks=0:abort_on_error=1:allocator_may_return_null=1"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 (cd build-sanitize && ctest --output-on-failure -j "$jobs")
-bash scripts/fuzz.sh replay
+if [ "$fuzz" = 1 ]; then bash scripts/fuzz.sh replay; fi

@@ -81,6 +81,35 @@ kesto::render::Colour colour_of(const color& c)
 
 kesto::render::Colour drawing_colour() { return colour_of(display().draw_colour); }
 
+// Marks drawn as hairlines, so they keep their size in pixels at any zoom.
+double nm_per_pixel(const kesto::render::Canvas& canvas) { return 1.0 / canvas.scale; }
+
+void add_cross(ClipperLib::Paths& lines, kesto::Point at, double half)
+{
+    const auto h = static_cast<ClipperLib::cInt>(half);
+    lines.push_back({{at.x - h, at.y}, {at.x + h, at.y}});
+    lines.push_back({{at.x, at.y - h}, {at.x, at.y + h}});
+}
+
+// A cross through the centre of every drill hit (and both ends of a slot),
+// its arms reaching 4 pixels past the hole so it shows on the filled hole.
+kesto::render::Shape drill_marks(const kesto::Layer& layer, const std::function<bool(const kesto::Feature&, size_t)>& pick,
+                                 double px)
+{
+    kesto::render::Shape marks;
+    for (size_t i = 0; i < layer.features.size(); ++i) {
+        const kesto::Feature& f = layer.features[i];
+        if (f.kind == kesto::FeatureKind::Surface || f.kind == kesto::FeatureKind::Text ||
+            f.kind == kesto::FeatureKind::Barcode || (pick && !pick(f, i)))
+            continue;
+        const bool known = f.symbol >= 0 && static_cast<size_t>(f.symbol) < layer.symbols.size();
+        const double radius = known ? layer.symbols[static_cast<size_t>(f.symbol)].p[0] / 2 : 0;
+        add_cross(marks.hairlines, f.a, radius + 4 * px);
+        if (f.kind != kesto::FeatureKind::Pad) add_cross(marks.hairlines, f.b, radius + 4 * px);
+    }
+    return marks;
+}
+
 // Draws the features of a layer that `pick` accepts.
 bool draw(const std::string& job_name, const std::string& step_name, const std::string& layer_name,
           const std::function<bool(const kesto::Feature&, size_t)>& pick, const kesto::render::Colour& colour)
@@ -100,9 +129,11 @@ bool draw(const std::string& job_name, const std::string& step_name, const std::
     }
     const kesto::MatrixRow* row = kesto::store::find_row(*job, layer_name);
     const bool negative = row && row->polarity == "NEGATIVE" && !pick;
-    // A panel draws with its boards placed; its own features keep their positions first.
+    // A panel draws with its boards placed (unless the step-and-repeat switch
+    // is off); its own features keep their positions first.
+    const show_param& param = display().param;
     kesto::Layer flat;
-    if (!step->repeats.empty()) {
+    if (!step->repeats.empty() && param.SR_features) {
         std::string why;
         if (!kesto::edit::flattened_layer(*job, *step, layer_name, flat, why)) {
             LOG(ERROR) << "draw " << layer_name << ": " << why;
@@ -110,8 +141,8 @@ bool draw(const std::string& job_name, const std::string& step_name, const std::
         }
         layer = &flat;
     }
-    // The display switches: widths, texts, and negative data outlined.
-    const show_param& param = display().param;
+    // The display switches: widths, texts, negative data outlined, outline
+    // mode and drill markers.
     kesto::render::DrawStyle style;
     style.widths = param.display_widths != 0;
     style.texts = param.display_text != 0;
@@ -124,7 +155,14 @@ bool draw(const std::string& job_name, const std::string& step_name, const std::
             *layer, context, window,
             [&](const kesto::Feature& f, size_t i) { return f.polarity == kesto::Polarity::Negative && (!pick || pick(f, i)); },
             style);
-    kesto::render::draw_layer(canvas, shapes, colour, negative, marked);
+    if (param.drill_markers && row && row->type == "DRILL")
+        marked.push_back(drill_marks(*layer, pick, nm_per_pixel(canvas)));
+    if (param.mode == 1) { // outlines only: every feature's edge one pixel wide, nothing filled
+        marked.insert(marked.end(), shapes.begin(), shapes.end());
+        kesto::render::draw_layer(canvas, {}, colour, false, marked);
+    } else {
+        kesto::render::draw_layer(canvas, shapes, colour, negative, marked);
+    }
     return true;
 }
 
@@ -174,8 +212,19 @@ bool draw_profile(const std::string& job_name, const std::string& step_name)
         LOG(ERROR) << "draw_profile: no step \"" << step_name << "\" of an open job \"" << job_name << "\", or no canvas";
         return false;
     }
+    kesto::render::Canvas& canvas = display().canvas;
+    if (display().param.datum_and_origin) {
+        // The origin as a cross 8 pixels each way, the datum as a diamond 5 pixels each way.
+        const double px = nm_per_pixel(canvas);
+        kesto::render::Shape marks;
+        add_cross(marks.hairlines, kesto::Point{0, 0}, 8 * px);
+        const auto d = static_cast<ClipperLib::cInt>(5 * px);
+        const kesto::Point at = step->datum;
+        marks.hairlines.push_back({{at.x + d, at.y}, {at.x, at.y + d}, {at.x - d, at.y}, {at.x, at.y - d}, {at.x + d, at.y}});
+        kesto::render::draw_layer(canvas, {}, drawing_colour(), false, {marks});
+    }
     if (!step->has_profile || !display().param.profile) return true; // the profile switch is off
-    kesto::render::draw_outline(display().canvas, kesto::geom::surface_outline(step->profile), drawing_colour(), 2.0);
+    kesto::render::draw_outline(canvas, kesto::geom::surface_outline(step->profile), drawing_colour(), 2.0);
     return true;
 }
 

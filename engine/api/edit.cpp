@@ -1,6 +1,8 @@
 #include "engine/api/edit.h"
 
 #include "engine/api/display.h"
+#include "engine/api/symbol_names.h"
+#include "engine/api/units.h"
 #include "engine/api/selection.h"
 #include "engine/edit/layer_edit.h"
 #include "engine/edit/reshape.h"
@@ -149,7 +151,7 @@ std::vector<bool> picked_of(const Layer& layer, bool all)
 // A symbol the host names, read in the working unit, or one of the job's own.
 bool symbol_named(const Job& job, const std::string& name, kesto::Symbol& out)
 {
-    out = kesto::odb::parse_symbol_name(name, working_unit());
+    out = symbol_from_working_name(name);
     if (out.family == kesto::SymbolFamily::Unknown && job.symbols.count(name)) out.family = kesto::SymbolFamily::User;
     return out.family != kesto::SymbolFamily::Unknown;
 }

@@ -1,6 +1,7 @@
 #include "engine/api/feature_tools.h"
 
 #include "engine/api/board_layers.h"
+#include "engine/api/symbol_names.h"
 #include "engine/api/units.h"
 #include "engine/edit/fill.h"
 #include "engine/edit/layer_edit.h"
@@ -23,8 +24,6 @@ namespace API {
 using namespace kesto;
 
 namespace {
-
-Units working_units() { return working_unit_is_inch() ? Units::Inch : Units::Mm; }
 
 // A layer of the step, its name as the matrix has it, ready to be changed.
 Layer* target(board::StepRef& at, const std::string& job, const std::string& step, const std::string& layer,
@@ -91,7 +90,7 @@ bool fill_select_feature_by_grid(const std::string& job, const std::string& step
         LOG(ERROR) << op << ": the pitches must be positive";
         return false;
     }
-    Symbol symbol = odb::parse_symbol_name(symbol_name, working_units());
+    Symbol symbol = symbol_from_working_name(symbol_name);
     const geom::Paths pad = geom::symbol_outline(symbol, *at.context);
     if (pad.empty()) {
         LOG(ERROR) << op << ": \"" << symbol_name << "\" is not a standard symbol with an outline";
@@ -175,7 +174,8 @@ bool merge_cu_edge_lines(const std::string& job, const std::string& step, const 
     }
     std::vector<bool> erase(layer->features.size(), false);
     std::vector<std::pair<size_t, std::pair<double, double>>> extended;
-    for (auto& [key, pieces] : runs) {
+    for (auto& run : runs) {
+        auto& pieces = run.second; // a plain reference: lambdas may not capture structured bindings
         if (pieces.size() < 2) continue;
         std::sort(pieces.begin(), pieces.end(), [](const Piece& a, const Piece& b) { return a.from < b.from; });
         size_t keep = 0;
@@ -195,7 +195,6 @@ bool merge_cu_edge_lines(const std::string& job, const std::string& step, const 
             to = pieces[k].to;
         }
         close(pieces.size());
-        (void)key;
     }
     merged = int(std::count(erase.begin(), erase.end(), true));
     if (merged == 0) return true;

@@ -1,6 +1,8 @@
 #include "engine/api/features.h"
 
 #include "engine/api/display.h"
+#include "engine/api/symbol_names.h"
+#include "engine/api/units.h"
 #include "engine/edit/layer_edit.h"
 #include "engine/formats/odb/features.h"
 #include "engine/formats/odb/symbols.h"
@@ -61,7 +63,7 @@ bool create_new_symbol(const std::string& job_name, const std::string& step_name
         LOG(ERROR) << "create_new_symbol: job \"" << job_name << "\" is not open";
         return false;
     }
-    kesto::Symbol parsed = kesto::odb::parse_symbol_name(symbol, working_units());
+    kesto::Symbol parsed = symbol_from_working_name(symbol);
     if (parsed.family == kesto::SymbolFamily::Unknown) {
         if (!job->symbols.count(symbol)) {
             LOG(ERROR) << "create_new_symbol: \"" << symbol << "\" is neither a standard symbol nor a symbol of the job";

@@ -1,5 +1,7 @@
 #include "engine/api/layer_query.h"
 
+#include "engine/api/symbol_names.h"
+#include "engine/api/units.h"
 #include "engine/formats/odb/symbols.h"
 #include "engine/geometry/geometry.h"
 #include "engine/select/workspace.h"
@@ -31,8 +33,11 @@ void used_symbols(const kesto::Layer& layer, std::vector<std::string>& names, st
     std::vector<bool> used(layer.symbols.size());
     for (const auto& f : layer.features)
         if (f.symbol >= 0 && static_cast<size_t>(f.symbol) < used.size()) used[static_cast<size_t>(f.symbol)] = true;
-    for (size_t i = 0; i < used.size(); ++i)
-        if (used[i] && seen.insert(layer.symbols[i].name).second) names.push_back(layer.symbols[i].name);
+    for (size_t i = 0; i < used.size(); ++i) {
+        if (!used[i]) continue;
+        std::string name = KESTO::API::working_symbol_name(layer.symbols[i]);
+        if (seen.insert(name).second) names.push_back(std::move(name));
+    }
 }
 
 } // namespace
@@ -113,7 +118,7 @@ bool draw_symbol(const std::string& job_name, int, const std::string& symbol, co
         LOG(ERROR) << "draw_symbol: job \"" << job_name << "\" is not open";
         return false;
     }
-    kesto::Symbol s = kesto::odb::parse_symbol_name(symbol, working_unit());
+    kesto::Symbol s = symbol_from_working_name(symbol);
     if (s.family == kesto::SymbolFamily::Unknown && job->symbols.count(symbol)) s.family = kesto::SymbolFamily::User;
     const auto& context = kesto::select::context_for(*job);
     const auto outline = kesto::geom::place(kesto::geom::Placement{{0, 0}, double(angle), mirror},

@@ -1,11 +1,12 @@
 #include "engine/api/layer_roles.h"
 
 #include "engine/api/board_layers.h"
+#include "engine/api/symbol_names.h"
 #include "engine/api/units.h"
 #include "engine/edit/layer_edit.h"
 #include "engine/geometry/hit.h"
-#include "engine/select/workspace.h"
 #include "engine/model/text.h"
+#include "engine/select/workspace.h"
 #include "engine/store/store.h"
 
 #include <glog/logging.h>
@@ -105,7 +106,7 @@ bool features_at_point(const std::string& job, const std::string& step, const st
             const Symbol* s = symbol_of(*v.layer, f);
             const bool has_symbol = f.kind != FeatureKind::Surface && f.kind != FeatureKind::Text &&
                                     f.kind != FeatureKind::Barcode && s;
-            out.push_back({kesto::lower(name), int(i), kind_name(f.kind), has_symbol ? s->name : std::string(),
+            out.push_back({kesto::lower(name), int(i), kind_name(f.kind), has_symbol ? working_symbol_name(*s) : std::string(),
                            f.polarity == Polarity::Positive});
         }
     }

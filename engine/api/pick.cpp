@@ -2,6 +2,7 @@
 
 #include "engine/api/display.h"
 #include "engine/api/selection.h"
+#include "engine/api/symbol_names.h"
 #include "engine/edit/layer_edit.h"
 #include "engine/formats/odb/features.h"
 #include "engine/geometry/hit.h"
@@ -37,7 +38,7 @@ bool matches(const Layer& layer, const Feature& f, const featureInfo& pattern)
     if (pattern.type != 0 && !(pattern.type & kesto::select::type_bit(f.kind))) return false;
     if (!pattern.symbolname.empty()) {
         if (f.symbol < 0 || static_cast<size_t>(f.symbol) >= layer.symbols.size()) return false;
-        if (!kesto::select::glob_match(pattern.symbolname, layer.symbols[static_cast<size_t>(f.symbol)].name))
+        if (!kesto::select::glob_match(pattern.symbolname, working_symbol_name(layer.symbols[static_cast<size_t>(f.symbol)])))
             return false;
     }
     return true;

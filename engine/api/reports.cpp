@@ -2,12 +2,13 @@
 
 #include "engine/api/board_layers.h"
 #include "engine/api/copper.h"
+#include "engine/api/symbol_names.h"
 #include "engine/api/units.h"
 #include "engine/drc/nets.h"
 #include "engine/geometry/geometry.h"
 #include "engine/geometry/hit.h"
-#include "engine/select/workspace.h"
 #include "engine/model/text.h"
+#include "engine/select/workspace.h"
 #include "engine/store/store.h"
 
 #include <glog/logging.h>
@@ -122,7 +123,7 @@ bool features_report(const std::string& job, const std::string& step, const std:
             (f.polarity == Polarity::Positive ? e.positive : e.negative)++;
             ++e.kinds[kind_name(f.kind)];
             if (f.kind != FeatureKind::Surface && f.kind != FeatureKind::Text && f.kind != FeatureKind::Barcode)
-                if (const Symbol* s = symbol_of(*layer, f)) ++e.symbols[s->name];
+                if (const Symbol* s = symbol_of(*layer, f)) ++e.symbols[working_symbol_name(*s)];
             box.add(outline_box(*layer, f, *at.context));
         }
         e.box = to_extent(box);

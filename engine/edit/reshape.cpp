@@ -4,6 +4,7 @@
 #include "engine/edit/resize.h"
 #include "engine/edit/transform.h"
 #include "engine/formats/odb/symbols.h"
+#include "engine/geometry/surface_contours.h"
 #include "engine/geometry/stroke_font.h"
 
 #include <boost/geometry.hpp>
@@ -830,6 +831,25 @@ size_t clip_area(Layer& layer, const std::vector<bool>& picked, const geom::Path
         std::sort(near.begin(), near.end(), [](const Entry& a, const Entry& c) { return a.second < c.second; });
         local.clear();
         for (const Entry& e : near) local.push_back(area[e.second]);
+        if (f.kind == FeatureKind::Surface && f.body < l.surfaces.size()) {
+            // A surface (often a large pour with many holes) goes in as its
+            // contours under the positive rule, not as a merged outline, and
+            // one Clipper gives both sides of the cut.
+            ClipperLib::Clipper clipper;
+            clipper.AddPaths(geom::surface_contours(l.surfaces[f.body]), ClipperLib::ptSubject, true);
+            clipper.AddPaths(local, ClipperLib::ptClip, true);
+            geom::Paths taken;
+            clipper.Execute(inside ? ClipperLib::ctIntersection : ClipperLib::ctDifference, taken, ClipperLib::pftPositive,
+                            ClipperLib::pftNonZero);
+            if (geom::area(taken) <= 0) return false; // nothing of it is clipped: kept as it is
+            if (cut_surfaces) {
+                ClipperLib::PolyTree rest;
+                clipper.Execute(inside ? ClipperLib::ctDifference : ClipperLib::ctIntersection, rest,
+                                ClipperLib::pftPositive, ClipperLib::pftNonZero);
+                for (Surface& island : islands_of(rest)) add_surface(l, f, std::move(island));
+            }
+            return true;
+        }
         const geom::Paths outline = geom::feature_outline(l, f, context);
         const geom::Paths clipped = inside ? geom::intersect(outline, local) : geom::subtract(outline, local);
         if (geom::area(clipped) <= 0) return false;

@@ -111,6 +111,11 @@ std::vector<Surface> islands_of(const geom::Paths& outline)
     clipper.AddPaths(outline, ClipperLib::ptSubject, true);
     ClipperLib::PolyTree tree;
     clipper.Execute(ClipperLib::ctUnion, tree, ClipperLib::pftNonZero, ClipperLib::pftNonZero);
+    return islands_of(tree);
+}
+
+std::vector<Surface> islands_of(const ClipperLib::PolyTree& tree)
+{
     std::vector<Surface> out;
     collect_islands(tree, out);
     return out;

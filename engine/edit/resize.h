@@ -35,6 +35,8 @@ ResizeCount resize_features(Layer& layer, const std::vector<bool>& picked, doubl
 Surface surface_of(const geom::Paths& outline);
 // The same, one body per island.
 std::vector<Surface> islands_of(const geom::Paths& outline);
+// One body per island of a tree Clipper has already nested.
+std::vector<Surface> islands_of(const ClipperLib::PolyTree& tree);
 
 // A polygon (any orientation) grown by `delta` nanometres of width, corners
 // kept sharp: the outlines that result, islands counter-clockwise.

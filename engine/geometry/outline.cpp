@@ -1,4 +1,5 @@
 #include "engine/geometry/outline.h"
+#include "engine/geometry/surface_contours.h"
 
 #include "engine/geometry/barcode.h"
 
@@ -478,6 +479,29 @@ Box symbol_box(const Symbol& s, const OutlineContext& context, int depth)
     default:
         return centred(a, b);
     }
+}
+
+Paths surface_contours(const Surface& surface)
+{
+    Paths out;
+    out.reserve(surface.contours.size());
+    for (const Contour& contour : surface.contours) {
+        Path path{{contour.start.x, contour.start.y}};
+        Point at = contour.start;
+        for (const Segment& seg : contour.segments) {
+            if (seg.arc) {
+                Path arc = arc_points(at, seg.end, seg.centre, seg.cw);
+                path.insert(path.end(), arc.begin() + 1, arc.end());
+            } else {
+                path.push_back({seg.end.x, seg.end.y});
+            }
+            at = seg.end;
+        }
+        if (path.size() > 1 && path.back() == path.front()) path.pop_back();
+        if (ClipperLib::Orientation(path) != contour.island) std::reverse(path.begin(), path.end());
+        out.push_back(std::move(path));
+    }
+    return out;
 }
 
 Paths surface_outline(const Surface& surface)

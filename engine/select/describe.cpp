@@ -2,6 +2,7 @@
 
 #include "engine/api/display.h"
 #include "engine/api/selection.h"
+#include "engine/api/symbol_names.h"
 #include "engine/edit/layer_edit.h"
 #include "engine/select/filter.h"
 
@@ -21,7 +22,7 @@ KESTO::API::featureInfo describe(const Layer& layer, const std::string& layer_na
     info.mirror = f.mirror;
     if (f.symbol >= 0 && static_cast<size_t>(f.symbol) < layer.symbols.size()) {
         const Symbol& s = layer.symbols[static_cast<size_t>(f.symbol)];
-        info.symbolname = s.name;
+        info.symbolname = KESTO::API::working_symbol_name(s);
         info.D = to_working_unit(static_cast<long long>(s.p[0]));
     }
     const Coord width = line_width(layer, f);

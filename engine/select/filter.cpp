@@ -1,5 +1,10 @@
 #include "engine/select/filter.h"
 
+#include "engine/api/symbol_names.h"
+#include "engine/api/units.h"
+
+#include <unordered_map>
+
 namespace kesto::select {
 
 AttributeTest parse_attribute_test(const std::string& text)
@@ -69,10 +74,22 @@ bool has_attribute(const Layer& layer, const Feature& feature, const AttributeTe
     return false;
 }
 
+// The symbol's name as the host writes it. A standard name and its unit fix
+// the sizes, so the conversion is remembered by name (filters run per feature).
+const std::string& host_name(const Symbol& s)
+{
+    static thread_local std::unordered_map<std::string, std::string> known[2][2];
+    auto& names = known[s.units == Units::Inch][KESTO::API::working_unit() == Units::Inch];
+    auto it = names.find(s.name);
+    if (it != names.end()) return it->second;
+    if (names.size() > 100000) names.clear();
+    return names.emplace(s.name, KESTO::API::working_symbol_name(s)).first->second;
+}
+
 bool symbol_matches(const Layer& layer, const Feature& feature, const std::vector<std::string>& patterns)
 {
     if (feature.symbol < 0 || static_cast<size_t>(feature.symbol) >= layer.symbols.size()) return false;
-    const std::string& name = layer.symbols[static_cast<size_t>(feature.symbol)].name;
+    const std::string& name = host_name(layer.symbols[static_cast<size_t>(feature.symbol)]);
     for (const auto& pattern : patterns)
         if (glob_match(pattern, name)) return true;
     return false;

@@ -6,6 +6,7 @@
 #include "support/test_support.h"
 
 #include <cairo.h>
+#include <cmath>
 #include <gtest/gtest.h>
 
 using namespace kesto;
@@ -197,5 +198,123 @@ TEST_F(ApiDisplay, DisplaySwitchesChangeThePicture)
     EXPECT_TRUE(api::draw_profile("pic", "pcb"));
     EXPECT_TRUE(api::save_img(dir / "profile.png"));
     EXPECT_GT(lit_in(dir / "profile.png", 0, 100, 79, 81), 50) << "its lower edge at y = 2";
+    api::set_show_para(api::show_param{});
+}
+
+// The drawing switches of set_show_para at 10 pixels per mm: outline mode,
+// drill markers, datum and origin marks, step-and-repeat copies. Pixel
+// positions are worked from the features' sizes (y grows upwards, so
+// y = 2 mm is row 80 when the window is 0 to 10 mm).
+TEST_F(ApiDisplay, ShowSwitchesDrawOutlinesMarkersDatumAndRepeats)
+{
+    Job& job = *store::find_job("pic");
+    MatrixRow drill;
+    drill.name = "drl";
+    drill.type = "DRILL";
+    job.rows.push_back(drill);
+    int r500 = 0;
+    ASSERT_TRUE(api::create_new_symbol("pic", "pcb", "r500", "", r500));
+    ASSERT_TRUE(api::AddFeature("pic", "pcb", {"drl"}, {}, api::GreatePadString(5, 5, r500, 0, 0, 0, 0), false));
+    // The lit pixels of a 100 x 100 picture, read once.
+    auto lit_pixels = [](const std::string& png) {
+        cairo_surface_t* s = cairo_image_surface_create_from_png(png.c_str());
+        EXPECT_EQ(cairo_surface_status(s), CAIRO_STATUS_SUCCESS);
+        const unsigned char* data = cairo_image_surface_get_data(s);
+        const int stride = cairo_image_surface_get_stride(s);
+        std::vector<std::pair<int, int>> lit;
+        for (int y = 0; y < 100; ++y)
+            for (int x = 0; x < 100; ++x)
+                if (*reinterpret_cast<const std::uint32_t*>(data + y * stride + x * 4) & 0xffffff) lit.emplace_back(x, y);
+        cairo_surface_destroy(s);
+        return lit;
+    };
+    auto lit_in = [&](const std::string& png, int x0, int x1, int y0, int y1) {
+        int n = 0;
+        for (const auto& [x, y] : lit_pixels(png)) n += x >= x0 && x < x1 && y >= y0 && y < y1;
+        return n;
+    };
+    int shot = 0;
+    auto picture = [&](const char* step, const char* layer, const api::show_param& param) {
+        api::set_show_para(param);
+        api::clear_canvas();
+        EXPECT_TRUE(api::draw_layer("pic", step, layer));
+        const std::string path = dir / ("shot" + std::to_string(++shot) + ".png");
+        EXPECT_TRUE(api::save_img(path));
+        return path;
+    };
+    ASSERT_TRUE(api::init_canvas(100, 100));
+    api::zoom_to_box(0, 0, 10, 10);
+    api::set_draw_color(255, 255, 255, 255);
+    api::show_param param;
+
+    // The 2 mm pad at (2, 2) less its 1 mm square hole: filled, y = 2.7 mm
+    // (row 73) lies in the copper; in outline mode only the circle (row 70)
+    // and the square's edges (column 15) are drawn.
+    const std::string filled = picture("pcb", "top", param);
+    EXPECT_NE(png_pixel(filled, 20, 73), 0u);
+    param.mode = 1;
+    const std::string outlined = picture("pcb", "top", param);
+    EXPECT_EQ(png_pixel(outlined, 20, 73), 0u) << "nothing filled";
+    EXPECT_EQ(png_pixel(outlined, 20, 80), 0u);
+    EXPECT_GT(lit_in(outlined, 18, 23, 69, 72), 0) << "the circle's top at y = 3";
+    EXPECT_GE(lit_in(outlined, 14, 16, 76, 84), 6) << "the hole's edge at x = 1.5";
+    // Every lit pixel lies on an edge: the circle of radius 10 pixels about
+    // (20, 80) or the square 5 pixels each way from it (pixel centres, with
+    // antialiasing's spread).
+    for (const auto& [x, y] : lit_pixels(outlined)) {
+        const double dx = x + 0.5 - 20, dy = y + 0.5 - 80;
+        const bool on_circle = std::fabs(std::hypot(dx, dy) - 10) <= 1.5;
+        const bool on_square = std::fabs(std::max(std::fabs(dx), std::fabs(dy)) - 5) <= 1.5;
+        EXPECT_TRUE(on_circle || on_square) << "pixel " << x << ", " << y;
+    }
+    param.mode = 0;
+
+    // Drill markers: the 0.5 mm hole at (5, 5) has a radius of 2.5 pixels;
+    // its cross reaches 4 pixels past it, to 6.5 pixels from the centre.
+    const std::string holes = picture("pcb", "drl", param);
+    EXPECT_EQ(png_pixel(holes, 55, 50), 0u);
+    param.drill_markers = true;
+    const std::string marked = picture("pcb", "drl", param);
+    EXPECT_NE(png_pixel(marked, 55, 50), 0u);
+    EXPECT_NE(png_pixel(marked, 50, 45), 0u);
+    EXPECT_NE(png_pixel(marked, 44, 50), 0u);
+    EXPECT_EQ(png_pixel(marked, 58, 50), 0u) << "the arm ends 6.5 pixels out";
+    EXPECT_EQ(png_pixel(marked, 55, 55), 0u) << "a cross, not a square";
+    EXPECT_EQ(lit_in(picture("pcb", "top", param), 31, 40, 78, 82), 0) << "copper layers get no markers";
+    param.drill_markers = false;
+
+    // Datum and origin, drawn with the profile: a window from -5 to 5 mm puts
+    // the origin at pixel (50, 50) and a datum at (2, 1) mm at (70, 40).
+    job.steps["pcb"].datum = {2000000, 1000000};
+    api::zoom_to_box(-5, -5, 5, 5);
+    auto step_marks = [&](bool on) {
+        param.datum_and_origin = on;
+        api::set_show_para(param);
+        api::clear_canvas();
+        EXPECT_TRUE(api::draw_profile("pic", "pcb"));
+        const std::string path = dir / ("marks" + std::to_string(on) + ".png");
+        EXPECT_TRUE(api::save_img(path));
+        return path;
+    };
+    EXPECT_EQ(lit_in(step_marks(false), 0, 100, 0, 100), 0);
+    const std::string marks = step_marks(true);
+    EXPECT_GE(lit_in(marks, 42, 59, 49, 51), 15) << "the origin's cross, 8 pixels each way";
+    EXPECT_NE(png_pixel(marks, 50, 43), 0u);
+    EXPECT_EQ(png_pixel(marks, 60, 60), 0u);
+    EXPECT_NE(png_pixel(marks, 75, 40) | png_pixel(marks, 74, 40), 0u) << "the datum diamond's right corner";
+    EXPECT_EQ(png_pixel(marks, 70, 40), 0u) << "the diamond is hollow";
+    param.datum_and_origin = false;
+
+    // A panel placing the board 6 mm to the right: its copy of the pad is at
+    // (8, 2), drawn only while step-and-repeat features are shown.
+    job.steps["pcb"].datum = {0, 0};
+    Step& panel = job.steps["panel"];
+    panel.name = "panel";
+    panel.layers["top"] = Layer{};
+    panel.repeats.push_back(StepRepeat{"pcb", {6000000, 0}});
+    api::zoom_to_box(0, 0, 10, 10);
+    EXPECT_NE(png_pixel(picture("panel", "top", param), 80, 73), 0u);
+    param.SR_features = false;
+    EXPECT_EQ(lit_in(picture("panel", "top", param), 0, 100, 0, 100), 0) << "the panel has no copper of its own";
     api::set_show_para(api::show_param{});
 }

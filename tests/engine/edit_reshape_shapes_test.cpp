@@ -409,6 +409,56 @@ TEST_F(Clip, ReferenceLayerImageIsTheArea)
 
 } // namespace
 
+// A pour with a hole and an island standing in the hole, cut by a strip:
+// 4 x 4 mm less the 1 mm hole (1.5..2.5) plus the 0.5 mm island (1.75..2.25)
+// is 15.25 mm2. The strip x 0..2.125 mm takes 2.125 x 4 = 8.5 mm2 less the
+// hole's part (0.625 x 1) plus the island's (0.375 x 0.5): 8.0625 mm2 taken,
+// 7.1875 mm2 left.
+// The hole is written in the island's turn on purpose: holes are known by
+// their flag, not their direction.
+TEST_F(Clip, PoursWithHolesAreCutExactly)
+{
+    auto pour = [&] {
+        top().features.clear();
+        Feature& f = surface({square(0, 0, 4 * mm), square(3 * mm / 2, 3 * mm / 2, mm), square(7 * mm / 4, 7 * mm / 4, mm / 2)});
+        top().surfaces[f.body].contours[1].island = false;
+        EXPECT_NEAR(area_mm2(f), 15.25, 1e-9);
+    };
+    auto total = [&] {
+        double sum = 0;
+        for (const Feature& f : top().features) sum += area_mm2(f);
+        return sum;
+    };
+    const int x = int(17 * mm / 8);
+    const std::vector<api::point> strip{{0, -int(mm)}, {x, -int(mm)}, {x, int(5 * mm)}, {0, int(5 * mm)}};
+    pour();
+    ASSERT_TRUE(api::clip_area_use_manual("shapes", "pcb", {"top"}, strip, true, true, 0, 0));
+    EXPECT_NEAR(total(), 7.1875, 1e-9);
+    EXPECT_EQ(top().features.size(), 2u) << "the pour and the island's right part";
+    pour();
+    ASSERT_TRUE(api::clip_area_use_manual("shapes", "pcb", {"top"}, strip, false, true, 0, 0));
+    EXPECT_NEAR(total(), 8.0625, 1e-9);
+
+    // The same strip as the reference layer's image.
+    Layer& bot = job().steps["pcb"].layers["bot"];
+    bot.features.clear();
+    Surface body;
+    Contour c;
+    c.start = {0, -mm};
+    for (Point p : {Point{0, 5 * mm}, Point{x, 5 * mm}, Point{x, -mm}, Point{0, -mm}}) c.segments.push_back(Segment{p});
+    body.contours = {c};
+    bot.surfaces = {body};
+    Feature strip_surface;
+    strip_surface.kind = FeatureKind::Surface;
+    bot.features.push_back(strip_surface);
+    pour();
+    ASSERT_TRUE(api::clip_area_use_reference("shapes", "pcb", "top", "bot", 0, true, 0));
+    EXPECT_NEAR(total(), 7.1875, 1e-9);
+    pour();
+    ASSERT_TRUE(api::clip_area_use_reference("shapes", "pcb", "top", "bot", 0, false, 0));
+    EXPECT_TRUE(top().features.empty()) << "without cutting, a pour the area touches goes whole";
+}
+
 TEST(SelfInteraction, CrossingsTouchesAndFoldsAreFound)
 {
     using P = api::point;

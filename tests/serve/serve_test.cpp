@@ -226,7 +226,8 @@ TEST(Serve, SampleJobLayersTilesClicksAndDrillCheck)
     EXPECT_EQ(c.Get("/api/tile?job=sample_design&step=step&layers=layer-1&z=x&x=0&y=0")->status, 400);
 
     // A click on the first hole of the drill file picks that hole: its place
-    // and symbol as the file gives them (inch, converted here).
+    // as the file gives it (inch, converted here) and its symbol in the
+    // session's unit (the file's r10 is 10 mils, 254 microns).
     std::ifstream features(job + "/steps/step/layers/drill/features");
     double x = 0, y = 0;
     for (std::string line; std::getline(features, line);)
@@ -238,7 +239,7 @@ TEST(Serve, SampleJobLayersTilesClicksAndDrillCheck)
     click << R"({"job":"sample_design","step":"step","layer":"drill","x":)" << x * 25.4 << R"(,"y":)" << y * 25.4 << "}";
     const Json::Value picked = json(c.Post("/api/click", click.str(), "application/json")->body);
     ASSERT_EQ(picked["features"].size(), 1u) << picked;
-    EXPECT_EQ(picked["features"][0]["symbolname"].asString(), "r10");
+    EXPECT_EQ(picked["features"][0]["symbolname"].asString(), "r254");
     EXPECT_NEAR(picked["features"][0]["XS"].asDouble(), x * 25.4, 1e-6);
     EXPECT_NEAR(picked["features"][0]["YS"].asDouble(), y * 25.4, 1e-6);
 
@@ -338,11 +339,11 @@ TEST(Serve, PageInHeadlessChromium)
     EXPECT_NE(layer_tag("drill").find("active"), std::string::npos);
     EXPECT_EQ(layer_tag("comp_+_top").find("shown"), std::string::npos) << "the first layer was toggled off";
     EXPECT_FALSE(layer_tag("rout").empty());
-    // The clicked hole is described with the symbol its file gives it.
+    // The clicked hole is described with its symbol in the session's unit.
     const auto feature = dom.find("<pre id=\"feature\">");
     ASSERT_NE(feature, std::string::npos);
     const std::string described = dom.substr(feature, dom.find("</pre>", feature) - feature);
-    EXPECT_NE(described.find("\"symbolname\": \"r10\""), std::string::npos) << described;
+    EXPECT_NE(described.find("\"symbolname\": \"r254\""), std::string::npos) << described;
     // Tiles are asked for the shown layer only, and arrive as pictures.
     EXPECT_NE(dom.find("layers=drill&amp;z="), std::string::npos);
     int drawn = 0;
