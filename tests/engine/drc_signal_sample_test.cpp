@@ -150,9 +150,9 @@ TEST(DrcSignalSample, DanglingEndsMatchABruteForceOverTheWholeLayer)
                     const double own = std::hypot(double(line.b.x - line.a.x), double(line.b.y - line.a.y));
                     if (line.kind == FeatureKind::Line) EXPECT_GE(double(f.measure_value) + 1, own);
                 }
-        // Every 25th round line, both ends.
+        // Every 5th round line, both ends.
         int sampled = 0;
-        for (std::size_t k = 0; k < layer.features.size(); k += 25) {
+        for (std::size_t k = 0; k < layer.features.size(); k += 5) {
             const Feature& line = layer.features[k];
             if (line.kind != FeatureKind::Line || line.polarity != Polarity::Positive || line.symbol < 0) continue;
             const Symbol& s = layer.symbols[std::size_t(line.symbol)];
@@ -165,7 +165,7 @@ TEST(DrcSignalSample, DanglingEndsMatchABruteForceOverTheWholeLayer)
                 EXPECT_EQ(t, 1) << "feature " << k << " dangles at " << end.x << "," << end.y << " but was not reported";
             }
         }
-        EXPECT_GT(sampled, 100);
+        EXPECT_GT(sampled, 20);
         std::cout << name << ": " << free_ends.size() << " dangling ends (" << judged << " judged), " << sampled
                   << " other ends checked\n";
     }
