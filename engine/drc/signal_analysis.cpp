@@ -14,6 +14,9 @@ const std::vector<SignalRule>& signal_rules()
         {"rout", CheckRout, &rout_rule},
         {"widths", CheckSize, &width_rule},
         {"slivers", CheckSliver, &sliver_rule},
+        {"stubs", CheckStubs, &stub_rule},
+        {"neckdown", CheckBottleneck, &neckdown_rule},
+        {"inconsistent widths", CheckSize, &inconsistent_width_rule},
     };
     return rules;
 }

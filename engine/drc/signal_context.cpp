@@ -1,6 +1,7 @@
 #include "engine/drc/signal_context.h"
 
 #include "engine/drc/feature_shapes.h"
+#include "engine/drc/placed_layers.h"
 #include "engine/geometry/outline.h"
 #include "engine/store/store.h"
 
@@ -55,7 +56,7 @@ void collect_holes(LayerContext& ctx, int copper_row)
         const bool drill = iequals(row.type, "DRILL"), rout = iequals(row.type, "ROUT");
         if (!drill && !rout) continue;
         if (drill && !spans(job, row, copper_row)) continue;
-        const Layer* l = store::find_layer(job, *ctx.step, row.name);
+        const Layer* l = checked_layer(job, *ctx.step, row.name, ctx.placed);
         if (!l) continue;
         for (std::uint32_t i = 0; i < l->features.size(); ++i) {
             const Feature& f = l->features[i];
@@ -100,9 +101,9 @@ std::unique_ptr<LayerContext> build_layer_context(Job& job, Step& step, const st
     const int at = row_index(job, name);
     if (at < 0) return nullptr;
     const MatrixRow* row = &job.rows[std::size_t(at)];
-    Layer* layer = store::find_layer(job, step, row->name);
-    if (!layer) return nullptr;
     auto ctx = std::make_unique<LayerContext>();
+    const Layer* layer = checked_layer(job, step, row->name, ctx->placed);
+    if (!layer) return nullptr;
     ctx->job = &job;
     ctx->step = &step;
     ctx->name = row->name;
@@ -116,7 +117,7 @@ std::unique_ptr<LayerContext> build_layer_context(Job& job, Step& step, const st
     ctx->outer = !copper_rows.empty() && (here == copper_rows.front() || here == copper_rows.back());
 
     if (options.nets && std::find(copper_rows.begin(), copper_rows.end(), here) != copper_rows.end())
-        ctx->nets = board_nets(job, step);
+        ctx->nets = checked_nets(job, step);
 
     // Negative features take away from the positive ones drawn before them.
     std::vector<std::uint32_t> negatives;
@@ -198,14 +199,14 @@ std::unique_ptr<LayerContext> build_layer_context(Job& job, Step& step, const st
         const bool top = here == copper_rows.front();
         for (int k = here; k >= 0 && k < int(job.rows.size()); k += top ? -1 : 1)
             if (iequals(job.rows[std::size_t(k)].context, "BOARD") && iequals(job.rows[std::size_t(k)].type, "SOLDER_MASK")) {
-                ctx->mask = store::find_layer(job, step, job.rows[std::size_t(k)].name);
+                ctx->mask = checked_layer(job, step, job.rows[std::size_t(k)].name, ctx->placed);
                 ctx->mask_name = job.rows[std::size_t(k)].name;
                 break;
             }
         if (top && copper_rows.size() == 1 && !ctx->mask) // one copper layer: its mask may lie below
             for (int k = here; k < int(job.rows.size()); ++k)
                 if (iequals(job.rows[std::size_t(k)].context, "BOARD") && iequals(job.rows[std::size_t(k)].type, "SOLDER_MASK")) {
-                    ctx->mask = store::find_layer(job, step, job.rows[std::size_t(k)].name);
+                    ctx->mask = checked_layer(job, step, job.rows[std::size_t(k)].name, ctx->placed);
                     ctx->mask_name = job.rows[std::size_t(k)].name;
                     break;
                 }

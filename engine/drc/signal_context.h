@@ -11,6 +11,7 @@
 #include "engine/drc/drill_analysis.h"
 #include "engine/drc/findings.h"
 #include "engine/drc/nets.h"
+#include "engine/drc/placed_layers.h"
 #include "engine/geometry/layer_index.h"
 #include "engine/geometry/prepared_outline.h"
 
@@ -85,13 +86,19 @@ struct LayerContext {
     // 2 wholly in a mask opening, 1 partly, 0 covered; -1 without a mask layer.
     int exposure(std::uint32_t piece) const;
 
+    // A panel's layers with its boards placed (layer, holes and mask point
+    // into it); empty for a board step.
+    PlacedLayers placed;
+
     mutable std::vector<std::unique_ptr<geom::PreparedOutline>> prepared_;
     mutable std::vector<geom::Paths> capsule_outline_;
     mutable std::vector<std::int8_t> exposure_;
     mutable std::unique_ptr<geom::LayerIndex> mask_index_;
 };
 
-// Makes the layer ready; nullptr when it is no layer of the step.
+// Makes the layer ready; nullptr when it is no layer of the step. On a panel
+// the layer, its holes and its mask are the flattened layers: every placed
+// board is measured where it stands.
 std::unique_ptr<LayerContext> build_layer_context(Job& job, Step& step, const std::string& name,
                                                   const ContextOptions& options);
 

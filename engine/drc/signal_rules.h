@@ -87,6 +87,10 @@ void ring_rule(const RuleInput& in);      // signal_rings.cpp: annular rings, re
 void rout_rule(const RuleInput& in);      // signal_rout.cpp
 void width_rule(const RuleInput& in);     // signal_widths.cpp
 void sliver_rule(const RuleInput& in);    // signal_slivers.cpp
+// signal_line_ends.cpp: what trace ends touch.
+void stub_rule(const RuleInput& in);                // dangling trace ends
+void neckdown_rule(const RuleInput& in);            // short narrower lines into pads
+void inconsistent_width_rule(const RuleInput& in);  // traces changing width away from pads
 
 struct SignalRule {
     const char* family;

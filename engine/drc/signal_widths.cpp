@@ -1,5 +1,5 @@
 // Widths of conductors: lines and arcs drawn narrower than the limit, pads
-// smaller than it, and lines drawn with a square or rectangular symbol at
+// and SMD pads smaller than it, and lines drawn with a square or rectangular symbol at
 // an angle that is not a multiple of 90 degrees (their width changes with
 // the angle).
 #include "engine/drc/signal_rules.h"
@@ -38,10 +38,13 @@ void width_rule(const RuleInput& in)
                 }
             }
         } else if (piece.role == CopperRole::Pad || piece.role == CopperRole::Smd) {
+            // SMD pads (those carrying .smd) are their own category: a fab
+            // limits them by the paste and placement process, not by etching.
+            const int item = piece.role == CopperRole::Smd ? SmdPads : Pads;
             const auto e = symbol_extent(*s, 0);
             const Coord size = std::min(e[0], e[1]);
-            if (size > 0 && size <= in.reach(Pads, in.limits.width_limit))
-                in.out.add(Pads, size, rect_marker(piece.box), {ctx.ref(p)});
+            if (size > 0 && size <= in.reach(item, in.limits.width_limit))
+                in.out.add(item, size, rect_marker(piece.box), {ctx.ref(p)});
         }
     }
 }

@@ -3,6 +3,7 @@
 #include <boost/iterator/function_output_iterator.hpp>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 namespace kesto::geom {
@@ -29,6 +30,11 @@ PreparedOutline::PreparedOutline(Paths outline) : outline_(std::move(outline)), 
         entries.emplace_back(Rect{{e.xmin, e.ymin}, {e.xmax, e.ymax}}, std::uint32_t(i));
     }
     tree_ = decltype(tree_)(entries.begin(), entries.end());
+    std::vector<std::pair<Corner, std::uint32_t>> starts;
+    for (std::size_t i = 0; i < outline_.size(); ++i)
+        if (!outline_[i].empty())
+            starts.emplace_back(Corner{double(outline_[i].front().X), double(outline_[i].front().Y)}, std::uint32_t(i));
+    ring_starts_ = decltype(ring_starts_)(starts.begin(), starts.end());
     for (const Edge& e : edges_) xmax_ = std::max(xmax_, e.xmax);
 }
 
@@ -71,6 +77,33 @@ void PreparedOutline::refine(const Edge& e, Closest& best) const
                 }));
 }
 
+bool PreparedOutline::spike(const Edge& a, const Edge& b) const
+{
+    // The shared end, and the far end of each edge.
+    double vx, vy, ux, uy, wx, wy;
+    if (a.x1 == b.x1 && a.y1 == b.y1) vx = a.x1, vy = a.y1, ux = a.x2, uy = a.y2, wx = b.x2, wy = b.y2;
+    else if (a.x1 == b.x2 && a.y1 == b.y2) vx = a.x1, vy = a.y1, ux = a.x2, uy = a.y2, wx = b.x1, wy = b.y1;
+    else if (a.x2 == b.x1 && a.y2 == b.y1) vx = a.x2, vy = a.y2, ux = a.x1, uy = a.y1, wx = b.x2, wy = b.y2;
+    else if (a.x2 == b.x2 && a.y2 == b.y2) vx = a.x2, vy = a.y2, ux = a.x1, uy = a.y1, wx = b.x1, wy = b.y1;
+    else return false;
+    const double lu = std::hypot(ux - vx, uy - vy), lw = std::hypot(wx - vx, wy - vy);
+    if (lu == 0 || lw == 0) return false;
+    const double dx = (ux - vx) / lu + (wx - vx) / lw, dy = (uy - vy) / lu + (wy - vy) / lw;  // the bisector
+    const double cos_angle = ((ux - vx) * (wx - vx) + (uy - vy) * (wy - vy)) / (lu * lw);
+    if (cos_angle < 0.5) return false;
+    const double step = std::min(lu, lw) / 100;
+    const double len = std::hypot(dx, dy);
+    return locate(vx + dx / len * step, vy + dy / len * step) == Where::Inside;
+}
+
+void PreparedOutline::near_edges(std::uint32_t i, double reach, const std::function<void(std::uint32_t)>& on_edge) const
+{
+    const Edge& e = edges_[i];
+    Rect around{{e.xmin - reach, e.ymin - reach}, {e.xmax + reach, e.ymax + reach}};
+    tree_.query(bgi::intersects(around),
+                boost::iterators::make_function_output_iterator([&](const Entry& hit) { on_edge(hit.second); }));
+}
+
 Closest PreparedOutline::distance(const Paths& other) const
 {
     std::vector<Edge> edges = edges_of(other);
@@ -82,12 +115,11 @@ Closest PreparedOutline::distance(const Paths& other) const
         return Closest{0, x, y, x, y};
     }
     const Box other_box = box_of(other);
-    for (const Path& path : outline_) {
-        if (path.empty()) continue;
-        const IntPoint& v = path.front();
-        if (v.X < other_box.xmin || v.X > other_box.xmax || v.Y < other_box.ymin || v.Y > other_box.ymax) continue;
+    const Rect window{{double(other_box.xmin), double(other_box.ymin)}, {double(other_box.xmax), double(other_box.ymax)}};
+    for (auto it = ring_starts_.qbegin(bgi::intersects(window)); it != ring_starts_.qend(); ++it) {
+        const IntPoint& v = outline_[it->second].front();
         if (geom::locate(v, other) == Where::Outside) continue;
-        double x = double(path.front().X), y = double(path.front().Y);
+        double x = double(v.X), y = double(v.Y);
         return Closest{0, x, y, x, y};
     }
     Closest best = seed(edges.front().x1, edges.front().y1);

@@ -8,6 +8,7 @@
 #include <boost/geometry/index/rtree.hpp>
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 namespace kesto::geom {
@@ -29,7 +30,33 @@ public:
     // at the edges its rightward ray meets.
     Where locate(double x, double y) const;
 
+    // Where the outline's copper is narrower than `width`: calls
+    // on_neck(a, b) for each pair of edges (each pair once) whose gap is
+    // above a nanometre and below `width` with the outline's inside between
+    // their nearest points, as two sides of a thin web do. Edges that meet
+    // count only where they close on the inside at a sharp angle (under 60
+    // degrees: a spike); other neighbours are one side bending.
+    template <class OnNeck>
+    void narrow_places(double width, OnNeck&& on_neck) const
+    {
+        for (std::uint32_t i = 0; i < edges_.size(); ++i)
+            near_edges(i, width, [&](std::uint32_t j) {
+                if (j <= i) return;
+                const Edge& a = edges_[i];
+                const Edge& b = edges_[j];
+                const Closest c = segment_segment(a.x1, a.y1, a.x2, a.y2, b.x1, b.y1, b.x2, b.y2);
+                if (c.distance >= width) return;
+                if (c.distance > 1 ? locate((c.ax + c.bx) / 2, (c.ay + c.by) / 2) == Where::Inside : spike(a, b))
+                    on_neck(a, b);
+            });
+    }
+
 private:
+    // Two edges sharing an end that close on the inside at under 60 degrees.
+    bool spike(const Edge& a, const Edge& b) const;
+    // Calls on_edge(j) for every edge whose box comes within `reach` of edge i's box.
+    void near_edges(std::uint32_t i, double reach, const std::function<void(std::uint32_t)>& on_edge) const;
+
     using Corner = boost::geometry::model::point<double, 2, boost::geometry::cs::cartesian>;
     using Rect = boost::geometry::model::box<Corner>;
     using Entry = std::pair<Rect, std::uint32_t>;
@@ -43,6 +70,9 @@ private:
     std::vector<Edge> edges_;
     double xmax_ = 0;
     boost::geometry::index::rtree<Entry, boost::geometry::index::quadratic<16>> tree_;
+    // The first vertex of each ring, by ring: a plane has thousands of
+    // clearance rings and a question looks only at those in its box.
+    boost::geometry::index::rtree<std::pair<Corner, std::uint32_t>, boost::geometry::index::quadratic<16>> ring_starts_;
 };
 
 } // namespace kesto::geom

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 #include <set>
 
@@ -91,5 +92,81 @@ TEST(DrcSignalSample, ReportedGapsMatchABruteForceCountInWindows)
         EXPECT_GE(brute_min + 1000, layer_min) << "no gap smaller than the reported minimum";
         std::cout << name << ": " << reported.size() << " gaps, smallest " << layer_min << " nm; "
                   << pairs_checked << " pairs measured by brute force\n";
+    }
+}
+
+// Dangling trace ends on the sample job against a brute force over every
+// feature of the layer: each reported free end touches no other copper, and
+// a sample of the ends not reported each touch some.
+TEST(DrcSignalSample, DanglingEndsMatchABruteForceOverTheWholeLayer)
+{
+    Job job;
+    std::string error;
+    ASSERT_TRUE(odb::read_job(std::string(KESTO_TESTDATA) + "/odb/sample_design.tgz", job, error)) << error;
+    job.name = "signal_sample_stubs";
+    Step& step = job.steps.at("step");
+    const geom::OutlineContext outlines = geom::context_of(job);
+    LevelLimits levels;
+    levels[signal_item::Stubs] = {1000000, 5000000, 20000000};  // dangling branches up to 20 mm
+
+    for (const char* name : {"layer-1", "layer-8"}) {
+        SCOPED_TRACE(name);
+        const SignalLayerRun run = analyse_signal_layer(job, step, name, {}, {CheckStubs}, levels);
+        ASSERT_TRUE(run.found);
+        const Layer& layer = step.layers.at(name);
+        std::vector<Box> boxes;
+        for (const Feature& f : layer.features) boxes.push_back(geom::feature_box(layer, f, outlines));
+        // How an end of a round-symbol trace stands: 1 touches other copper,
+        // 0 touches none, -1 a negative feature is near (not judged here).
+        auto touches = [&](std::size_t self, Point end, Coord r) {
+            int touching = 0;
+            for (std::size_t j = 0; j < layer.features.size(); ++j) {
+                const Box& b = boxes[j];
+                if (j == self || b.xmax < end.x - r - 2000 || b.xmin > end.x + r + 2000 || b.ymax < end.y - r - 2000 ||
+                    b.ymin > end.y + r + 2000)
+                    continue;
+                const Feature& f = layer.features[j];
+                // Negatives and planes: the brute force measures whole outlines of pad and trace size.
+                if (f.polarity == Polarity::Negative || b.xmax - b.xmin > 5000000 || b.ymax - b.ymin > 5000000) return -1;
+                if (f.kind == FeatureKind::Barcode) continue;
+                if (geom::feature_point_distance(layer, f, end, outlines).distance <= double(r) + 1000) touching = 1;
+            }
+            return touching;
+        };
+        std::set<std::pair<int, Coord>> free_ends;  // feature, end x
+        int judged = 0;
+        if (auto it = run.result.find(signal_item::Stubs); it != run.result.end())
+            for (const auto& level : it->second.lv)
+                for (const auto& f : level) {
+                    const std::size_t k = std::size_t(f.features[0].feature_index);
+                    const Feature& line = layer.features[k];
+                    const Point end{f.values[0], f.values[1]};
+                    free_ends.insert({int(k), end.x});
+                    const Coord r = Coord(std::llround(layer.symbols[std::size_t(line.symbol)].p[0] / 2));
+                    const int t = touches(k, end, r);
+                    if (t < 0) continue;
+                    ++judged;
+                    EXPECT_EQ(t, 0) << "feature " << k << " reported dangling but touches copper";
+                    const double own = std::hypot(double(line.b.x - line.a.x), double(line.b.y - line.a.y));
+                    if (line.kind == FeatureKind::Line) EXPECT_GE(double(f.measure_value) + 1, own);
+                }
+        // Every 5th round line, both ends.
+        int sampled = 0;
+        for (std::size_t k = 0; k < layer.features.size(); k += 5) {
+            const Feature& line = layer.features[k];
+            if (line.kind != FeatureKind::Line || line.polarity != Polarity::Positive || line.symbol < 0) continue;
+            const Symbol& s = layer.symbols[std::size_t(line.symbol)];
+            if (s.family != SymbolFamily::Round) continue;
+            for (Point end : {line.a, line.b}) {
+                if (free_ends.count({int(k), end.x})) continue;
+                const int t = touches(k, end, Coord(std::llround(s.p[0] / 2)));
+                if (t < 0) continue;
+                ++sampled;
+                EXPECT_EQ(t, 1) << "feature " << k << " dangles at " << end.x << "," << end.y << " but was not reported";
+            }
+        }
+        EXPECT_GT(sampled, 20);
+        std::cout << name << ": " << free_ends.size() << " dangling ends (" << judged << " judged), " << sampled
+                  << " other ends checked\n";
     }
 }
