@@ -1,10 +1,78 @@
 // Prepare, OK-step, MRC checks and surface analysis.
 #include "adaptor/handler.h"
+#include "checks/common_cache.h"
+#include "checks/ranges.h"
+#include "engine/api/prepare.h"
+
+using kesto::adaptor::Form;
+using kesto::adaptor::handle;
+
+// The host's verdict on a step, kept for later readers. Its records are the
+// only ones with a lower-case "end", and its normal answer is the error text,
+// so it does not go through the common frame.
+KESTO_HANDLER(ok_step_check)
+{
+    std::string result;
+    try {
+        KESTO_INFO << "Begin ok_step_check";
+        const kesto::adaptor::Keys keys{{"result", result}};
+        kesto::adaptor::reset_keys(keys);
+        Json::Value root;
+        if (!kesto::adaptor::parse_request(request, root)) throw std::invalid_argument("the request is not JSON");
+        kesto::adaptor::read_elements(root["paras"], keys);
+        KESTO::Cache::common_cache::instance()->setOkCheckResult(result);
+        KESTO_INFO << "end ok_step_check";
+    } catch (const std::exception& e) {
+        kesto::adaptor::log_failure("ok_step_check", e.what());
+    }
+    return kesto::adaptor::error();
+}
 
 // Not built yet: these answer the error text.
-KESTO_PENDING(add_outline_drill)
-KESTO_PENDING(ok_step_check)
 KESTO_PENDING(mrc_check)
-KESTO_PENDING(prepare_check)
 KESTO_PENDING(npth_and_pth_prepare_op)
 KESTO_PENDING(surface_analyze)
+
+KESTO_HANDLER(prepare_check)
+{
+    KESTO::API::prepare_check_params params;
+    Json::Value ranges;
+    return handle(
+        __func__, request, Form::Elements,
+        {{"job", params.job}, {"solder_paste_top", params.solder_paste_top}, {"silk_screen_top", params.silk_screen_top},
+         {"solder_mask_top", params.solder_mask_top}, {"signal_layer", params.signal_layer},
+         {"solder_mask_bottom", params.solder_mask_bottom}, {"silk_screen_bottom", params.silk_screen_bottom},
+         {"solder_paste_bottom", params.solder_paste_bottom}, {"drill_layer", params.drill_layer},
+         {"rout", params.rout}, {"outline", params.outline}, {"top", params.top}, {"bottom", params.bottom},
+         {"ranges", ranges}},
+        [&]() -> char* {
+            kesto::checks::register_table("PrePareRanges");
+            params.ranges = kesto::checks::signal_thresholds(kesto::checks::read_ranges(ranges, "PrePareRanges"));
+            // Every row of the table is asked for.
+            std::vector<KESTO::API::prepare_check_items> items;
+            for (const auto& [index, name] : kesto::checks::category_rows("PrePareRanges"))
+                items.push_back(KESTO::API::prepare_check_items(index));
+            KESTO::API::prepare_result result;
+            KESTO::COMMON::progress_value<int> progress;
+            if (!KESTO::API::prepare_check(params.job, params, items, result, &progress)) return kesto::adaptor::error();
+            KESTO::Cache::common_cache::instance()->setPrepareCheckResult(result);
+            return kesto::adaptor::pass();
+        });
+}
+
+KESTO_HANDLER(add_outline_drill)
+{
+    std::string job, step, outline, drill, symbol;
+    int offset = 0;
+    double tolerance = 0;
+    return handle(__func__, request, Form::Elements,
+                  {{"job", job}, {"step", step}, {"outerline_layer", outline}, {"drill_layer", drill},
+                   {"add_drill_symbolname", symbol}, {"move_offset_in_corner", offset}, {"angle_tolerance", tolerance}},
+                  [&]() -> char* {
+                      int added = 0;
+                      if (!KESTO::API::add_outerline_drills(job, step, outline, drill, symbol, offset, tolerance, added))
+                          return kesto::adaptor::error();
+                      LOG(INFO) << "add_outline_drill: " << added << " drills added to " << drill;
+                      return kesto::adaptor::pass();
+                  });
+}

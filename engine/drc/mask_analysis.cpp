@@ -59,26 +59,6 @@ PadKind pad_kind(const LayerContext& copper, std::uint32_t piece)
     return copper.pieces[piece].role == CopperRole::Smd ? PadKind::Smd : PadKind::Undrilled;
 }
 
-Coord boundary_gap(const geom::Paths& a, const geom::Paths& b)
-{
-    const std::vector<geom::Edge> ea = geom::edges_of(a), eb = geom::edges_of(b);
-    double best = std::numeric_limits<double>::infinity();
-    for (const geom::Edge& x : ea)
-        for (const geom::Edge& y : eb) {
-            if (geom::box_gap(x, y) >= best) continue;
-            best = std::min(best, geom::segment_segment(x.x1, x.y1, x.x2, x.y2, y.x1, y.y1, y.x2, y.y2).distance);
-        }
-    return std::isfinite(best) ? Coord(std::llround(best)) : Coord(0);
-}
-
-Coord edge_distance(const geom::Paths& outline, Point p)
-{
-    double best = std::numeric_limits<double>::infinity();
-    for (const geom::Edge& e : geom::edges_of(outline))
-        best = std::min(best, geom::segment_point(e.x1, e.y1, e.x2, e.y2, double(p.x), double(p.y)).distance);
-    return std::isfinite(best) ? Coord(std::llround(best)) : Coord(0);
-}
-
 MaskSilkRun analyse_mask_layer(Job& job, Step& step, const std::string& layer, const MaskLimits& limits,
                                const LevelLimits& levels)
 {
@@ -134,6 +114,7 @@ MaskSilkRun analyse_silk_layer(Job& job, Step& step, const std::string& layer, c
     const SilkInput in{*silk, mask.get(), copper.get(), limits, levels, findings};
     silk_clearance_rule(in);
     silk_width_rule(in);
+    silk_spacing_rule(in);
     run.result = findings.take(true);
     return run;
 }

@@ -21,6 +21,9 @@ void mask_coverage_rule(MaskInput& in)
     if (lim.coverage_on) {
         const Coord limit = lim.coverage > 0 ? lim.coverage : lim.default_limit;
         const Coord far = std::max(reach(in.levels, Coverage, limit), reach(in.levels, SameNetCoverage, limit));
+        std::vector<bool> cleared(cu.pieces.size(), false);
+        for (std::int32_t p : in.pad_of_opening)
+            if (p >= 0) cleared[std::size_t(p)] = true;
         for (std::uint32_t o = 0; o < sm.pieces.size(); ++o) {
             if (lim.selected_only && !sm.pieces[o].selected) continue;
             const std::int32_t pad = in.pad_of_opening[o];
@@ -29,10 +32,8 @@ void mask_coverage_rule(MaskInput& in)
                 const CopperPiece& c = cu.pieces[k];
                 if (std::int32_t(k) == pad) continue;
                 // A pad is cleared by its own opening: covering it is no aim.
-                if ((c.role == CopperRole::Pad || c.role == CopperRole::Smd) &&
-                    std::find(in.pad_of_opening.begin(), in.pad_of_opening.end(), std::int32_t(k)) != in.pad_of_opening.end())
-                    continue;
-                const geom::Closest g = geom::outline_distance(sm.outline(o), cu.outline(std::uint32_t(k)));
+                if ((c.role == CopperRole::Pad || c.role == CopperRole::Smd) && cleared[k]) continue;
+                const geom::Closest g = cross_gap(sm, o, cu, std::uint32_t(k));
                 const Coord gap = Coord(std::llround(g.distance));
                 const int item = net >= 0 && c.net == net ? SameNetCoverage : Coverage;
                 if (gap <= reach(in.levels, item, limit))
@@ -52,7 +53,7 @@ void mask_coverage_rule(MaskInput& in)
             Coord best = 0;
             for (std::size_t k : sm.index.query(capsule_box(h.cap)))
                 if (piece_holds(sm, std::uint32_t(k), h.cap.a)) {
-                    best = std::max(best, edge_distance(sm.outline(std::uint32_t(k)), h.cap.a) - h.cap.r);
+                    best = std::max(best, edge_distance(sm.outline(std::uint32_t(k)), h.cap.a, in.mask_edges.tree(std::uint32_t(k))) - h.cap.r);
                     cleared = true;
                 }
             const Coord gap = cleared ? best : -h.cap.r;

@@ -22,6 +22,11 @@ int ring_item(PadKind k)
     }
     return UndrilledRing;
 }
+int gasket_item(PadKind k)
+{
+    const int items[] = {SmdGasket, UndrilledGasket, PthGasket, ViaGasket, NpthGasket};
+    return items[int(k)];
+}
 int same_size_item(PadKind k)
 {
     const int items[] = {SmdSameSize, UndrilledSameSize, PthSameSize, ViaSameSize, NpthSameSize};
@@ -71,22 +76,40 @@ void mask_ring_rule(MaskInput& in)
         const CopperPiece& open = sm.pieces[o];
         Coord ring;
         bool inside = true;
+        Coord gasket = -1;  // an opening wholly on the pad: how far its edge stands in from the pad's
         if (pad.is_capsule && open.is_capsule && pad.cap.a == pad.cap.b && open.cap.a == open.cap.b) {
             // Round pad in a round opening: exactly.
             const double off = std::hypot(double(pad.cap.a.x - open.cap.a.x), double(pad.cap.a.y - open.cap.a.y));
             const double r = double(open.cap.r) - off - double(pad.cap.r);
             ring = Coord(std::llround(r));
             inside = r >= 0;
+            const double g = double(pad.cap.r) - off - double(open.cap.r);
+            if (!inside && g >= 0) gasket = Coord(std::llround(g));
         } else {
             const geom::Paths& po = cu.outline(p);
             const geom::Paths& oo = sm.outline(o);
+            const EdgeTree* tree = in.mask_edges.tree(o);
             Coord beyond = 0;  // how far the pad reaches out of the opening
             for (const geom::Path& path : po)
                 for (const auto& v : path)
-                    if (geom::locate(v, oo) == geom::Where::Outside)
-                        beyond = std::max(beyond, Coord(std::llround(geom::outline_point_distance(oo, double(v.X), double(v.Y)).distance)));
+                    if (!piece_holds(sm, o, {v.X, v.Y}))
+                        beyond = std::max(beyond, edge_distance(oo, {v.X, v.Y}, tree));
             inside = beyond == 0;
-            ring = inside ? boundary_gap(po, oo) : -beyond;
+            ring = inside ? boundary_gap(po, oo, tree) : -beyond;
+            if (!inside) {
+                bool on_pad = true;
+                for (const geom::Path& path : oo)
+                    for (const auto& v : path) on_pad = on_pad && piece_holds(cu, p, {v.X, v.Y});
+                if (on_pad) gasket = boundary_gap(oo, po);
+            }
+        }
+        if (gasket >= 0) {
+            // The mask defines the pad: reported like a ring, up to the ring limit.
+            const int item = gasket_item(kind);
+            const Coord limit = in.limits.ring > 0 ? in.limits.ring : in.limits.default_limit;
+            if (gasket <= reach(in.levels, item, limit))
+                in.out.add(item, gasket, rect_marker(open.box), {cu.ref(p), sm.ref(o)});
+            continue;
         }
         if (!inside) {
             in.out.add(partial_item(kind), ring, rect_marker(pad.box), {cu.ref(p), sm.ref(o)});

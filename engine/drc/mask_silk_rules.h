@@ -4,6 +4,7 @@
 // (with its holes and rout paths) is the context of the outer copper layer.
 // Items are numbered as the "SolderMaskRanges" and "SilkScreenRanges" rows.
 #pragma once
+#include "engine/drc/mask_silk_distance.h"
 #include "engine/drc/signal_context.h"
 
 #include <map>
@@ -15,7 +16,8 @@ namespace kesto::drc {
 
 namespace mask_item {
 enum : int {
-    SmdRing = 3, UndrilledRing = 9, ViaPadRing = 6, PthPadRing = 7, NpthPadRing = 8,
+    SmdRing = 3, UndrilledRing = 9,
+    SmdGasket = 12, UndrilledGasket = 13, PthGasket = 14, NpthGasket = 15, ViaGasket = 17, ViaPadRing = 6, PthPadRing = 7, NpthPadRing = 8,
     UndrilledSameSize = 18, SmdSameSize = 19, PthSameSize = 20, NpthSameSize = 21, ViaSameSize = 23,
     NpthTouchesMask = 24, Coverage = 25, SameNetCoverage = 26,
     NoBridge = 31, NoBridgeSameNet = 32, NoBridgeSmd = 33, SmdBridge = 34, SmdToPadBridge = 35,
@@ -30,7 +32,7 @@ namespace silk_item {
 enum : int {
     MaskClearance = 0, SmdClearance = 1, PthPadClearance = 2, ViaPadClearance = 3, NpthPadClearance = 4,
     UndrilledPadClearance = 5, NpthClearance = 6, PthClearance = 7, ViaClearance = 8, RoutClearance = 9,
-    LineWidth = 10, ArcWidth = 11, ZeroLineWidth = 14,
+    LineWidth = 10, ArcWidth = 11, PadWidth = 12, ZeroLineWidth = 14, TextWidth = 22, TextHeight = 23, SilkToSilk = 24,
 };
 } // namespace silk_item
 
@@ -50,7 +52,9 @@ struct SilkLimits {
     bool mask = false, smd = false, pads = false, holes = false, rout = false, widths = false,
          selected_only = false;
     Coord default_spacing = 127000;
-    Coord width_limit = 101600;  // strokes at or below this width are reported
+    Coord width_limit = 101600;  // strokes, pads and text strokes at or below this width are reported
+    Coord text_height = 762000;  // texts at or below this height are reported
+    Coord ink_spacing = 101600;  // separate silk features at or below this gap are reported
 };
 
 struct MaskSilkRun {
@@ -73,6 +77,7 @@ struct MaskInput {
     Findings& out;
     // Per opening: the copper pad it clears, -1 when none.
     std::vector<std::int32_t> pad_of_opening;
+    PieceEdges mask_edges{mask};  // edge trees of large openings
 };
 void mask_ring_rule(MaskInput& in);     // mask_rings.cpp: rings, same size, partial and missing openings
 void mask_bridge_rule(MaskInput& in);   // mask_bridges.cpp: bridges and spacing between openings
@@ -88,6 +93,7 @@ struct SilkInput {
 };
 void silk_clearance_rule(const SilkInput& in); // silk_clearance.cpp
 void silk_width_rule(const SilkInput& in);     // silk_widths.cpp
+void silk_spacing_rule(const SilkInput& in);   // silk_spacing.cpp
 
 MaskSilkRun analyse_mask_layer(Job& job, Step& step, const std::string& layer, const MaskLimits& limits,
                                const LevelLimits& levels);
@@ -104,9 +110,5 @@ inline Coord reach(const LevelLimits& levels, int item, Coord fallback)
     auto it = levels.find(item);
     return it == levels.end() ? fallback : std::max(it->second[2], Coord(0));
 }
-// Boundary-to-boundary distance of two outlines whatever their nesting.
-Coord boundary_gap(const geom::Paths& a, const geom::Paths& b);
-// Distance from a point to the nearest edge of an outline, inside or out.
-Coord edge_distance(const geom::Paths& outline, Point p);
 
 } // namespace kesto::drc

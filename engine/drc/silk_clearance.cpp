@@ -24,12 +24,6 @@ int pad_item(PadKind k)
     return items[int(k)];
 }
 
-// Outline-to-outline gap of pieces of two layers.
-geom::Closest gap_between(const LayerContext& a, std::uint32_t i, const LayerContext& b, std::uint32_t j)
-{
-    return geom::outline_distance(a.outline(i), b.outline(j));
-}
-
 } // namespace
 
 void silk_clearance_rule(const SilkInput& in)
@@ -37,12 +31,19 @@ void silk_clearance_rule(const SilkInput& in)
     const SilkLimits& lim = in.limits;
     const LayerContext& ss = in.silk;
     const Coord limit = lim.spacing > 0 ? lim.spacing : lim.default_spacing;
+    static const std::vector<DrilledHole> no_holes;
+    static const std::vector<RoutPath> no_rout;
+    const CapsuleIndex holes(in.copper && lim.holes ? in.copper->holes : no_holes);
+    const CapsuleIndex rout(in.copper && lim.rout ? in.copper->rout : no_rout);
+    Coord hole_reach = 0;
+    for (int item : {NpthClearance, ViaClearance, PthClearance}) hole_reach = std::max(hole_reach, reach(in.levels, item, limit));
+    const Coord rout_reach = reach(in.levels, RoutClearance, limit);
     for (std::uint32_t s = 0; s < ss.pieces.size(); ++s) {
         if (lim.selected_only && !ss.pieces[s].selected) continue;
         if (lim.mask && in.mask) {
             const Coord far = reach(in.levels, MaskClearance, limit);
             for (std::size_t k : pieces_near(*in.mask, ss.pieces[s].box, far)) {
-                const geom::Closest c = gap_between(ss, s, *in.mask, std::uint32_t(k));
+                const geom::Closest c = cross_gap(ss, s, *in.mask, std::uint32_t(k));
                 const Coord gap = Coord(std::llround(c.distance));
                 if (gap <= far) in.out.add(MaskClearance, gap, gap_marker(c, gap), {ss.ref(s), in.mask->ref(std::uint32_t(k))});
             }
@@ -59,33 +60,28 @@ void silk_clearance_rule(const SilkInput& in)
                 const PadKind kind = pad_kind(cu, std::uint32_t(k));
                 if (kind == PadKind::Smd ? !lim.smd : !lim.pads) continue;
                 const int item = pad_item(kind);
-                const geom::Closest c = gap_between(ss, s, cu, std::uint32_t(k));
+                const geom::Closest c = cross_gap(ss, s, cu, std::uint32_t(k));
                 const Coord gap = Coord(std::llround(c.distance));
                 if (gap <= reach(in.levels, item, limit))
                     in.out.add(item, gap, gap_marker(c, gap), {ss.ref(s), cu.ref(std::uint32_t(k))});
             }
         }
         if (lim.holes)
-            for (const DrilledHole& h : cu.holes) {
+            for (std::uint32_t k : holes.near(ss.pieces[s].box, hole_reach)) {
+                const DrilledHole& h = cu.holes[k];
                 const int item = h.cls == HoleClass::Npth ? NpthClearance : h.cls == HoleClass::Via ? ViaClearance : PthClearance;
                 const Coord far = reach(in.levels, item, limit);
-                const Box hb = capsule_box(h.cap);
-                const Box sb = ss.pieces[s].box;
-                if (hb.xmin > sb.xmax + far || hb.xmax < sb.xmin - far || hb.ymin > sb.ymax + far || hb.ymax < sb.ymin - far) continue;
                 const geom::Closest c = capsule_gap_to_piece(ss, h.cap, s);
                 const Coord gap = Coord(std::llround(c.distance));
                 if (gap <= far)
                     in.out.add(item, gap, gap_marker(c, gap), {ss.ref(s), FeatureRef{h.layer, &h.layer_name, h.feature}});
             }
         if (lim.rout)
-            for (const RoutPath& r : cu.rout) {
-                const Coord far = reach(in.levels, RoutClearance, limit);
-                const Box rb = capsule_box(r.cap);
-                const Box sb = ss.pieces[s].box;
-                if (rb.xmin > sb.xmax + far || rb.xmax < sb.xmin - far || rb.ymin > sb.ymax + far || rb.ymax < sb.ymin - far) continue;
+            for (std::uint32_t k : rout.near(ss.pieces[s].box, rout_reach)) {
+                const RoutPath& r = cu.rout[k];
                 const geom::Closest c = capsule_gap_to_piece(ss, r.cap, s);
                 const Coord gap = Coord(std::llround(c.distance));
-                if (gap <= far)
+                if (gap <= rout_reach)
                     in.out.add(RoutClearance, gap, gap_marker(c, gap), {ss.ref(s), FeatureRef{r.layer, &r.layer_name, r.feature}});
             }
     }

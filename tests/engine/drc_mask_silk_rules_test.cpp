@@ -267,3 +267,106 @@ TEST(DrcSilkRules, SilkIsKeptOffOpeningsPadsHolesAndTheRout)
     EXPECT_EQ(about(tight, silk_item::MaskClearance, "smt", int(open)).size(), 1u);
     EXPECT_TRUE(about(tight, silk_item::RoutClearance, "rout", int(path)).empty());
 }
+
+TEST(DrcMaskRules, OpeningsLyingOnThePadAreGaskets)
+{
+    JobBuilder b("gaskets");
+    Layer& sm = b.layer("smt", "SOLDER_MASK");
+    Layer& top = b.layer("top", "SIGNAL");
+    b.layer("bot", "SIGNAL");
+    // SMD disc of 1000 with an opening of 800 whose centre is 50 um off:
+    // the mask stands 500 - 50 - 400 = 50 um in on the near side.
+    const auto disc = smd(top, JobBuilder::round(top, 1000), 0, 0);
+    JobBuilder::pad(sm, JobBuilder::round(sm, 800), 50, 0);
+    // Rectangular pad 1000 x 600 under a centred 900 x 560 opening: 20 um
+    // in along the long sides, 50 um at the ends.
+    const auto bar = JobBuilder::pad(top, rect(top, 1000, 600), 5000, 0);
+    JobBuilder::pad(sm, rect(sm, 900, 560), 5000, 0);
+    // A gasket of 300 um is well made: not reported at a 150 um limit.
+    const auto wide = JobBuilder::pad(top, JobBuilder::round(top, 1000), 10000, 0);
+    JobBuilder::pad(sm, JobBuilder::round(sm, 400), 10000, 0);
+
+    const MaskSilkRun r = analyse_mask_layer(b.job, b.job.steps["pcb"], "smt", mask_limits(), {});
+    auto g = about(r, mask_item::SmdGasket, "top", int(disc));
+    ASSERT_EQ(g.size(), 1u);
+    EXPECT_EQ(g[0].info->measure_value, 50000);
+    auto h = about(r, mask_item::UndrilledGasket, "top", int(bar));
+    ASSERT_EQ(h.size(), 1u);
+    EXPECT_EQ(h[0].info->measure_value, 20000);
+    // A gasket is not also a partial clearance.
+    EXPECT_TRUE(about(r, mask_item::SmdPartial, "top", int(disc)).empty());
+    EXPECT_TRUE(about(r, mask_item::UndrilledPartial, "top", int(bar)).empty());
+    for (const Hit& x : hits(r))
+        for (const auto& fi : x.info->features)
+            EXPECT_FALSE(fi.layername == "top" && fi.feature_index == int(wide)) << "item " << x.item;
+}
+
+TEST(DrcSilkRules, ThinPadsAndSmallTexts)
+{
+    JobBuilder b("silk_text");
+    Layer& ss = b.layer("sst", "SILK_SCREEN");
+    b.layer("top", "SIGNAL");
+    const auto dot = JobBuilder::pad(ss, JobBuilder::round(ss, 80), 0, 0);
+    const auto slab = JobBuilder::pad(ss, rect(ss, 2000, 90), 0, 3000);
+    const auto fat = JobBuilder::pad(ss, rect(ss, 2000, 300), 0, 6000);
+    // Texts in the standard font (strokes 304.8 um at width factor 1): a
+    // quarter-width text 600 um high, and a full one 1.5 mm high.
+    auto text = [&](double x, double y, double factor, double height) {
+        Text t;
+        t.text = "R1";
+        t.xsize = um(height);
+        t.ysize = um(height);
+        t.width_factor = factor;
+        ss.texts.push_back(t);
+        Feature f;
+        f.kind = FeatureKind::Text;
+        f.a = {um(x), um(y)};
+        f.body = std::uint32_t(ss.texts.size() - 1);
+        ss.features.push_back(f);
+        return std::uint32_t(ss.features.size() - 1);
+    };
+    const auto small = text(10000, 0, 0.25, 600);
+    const auto big = text(10000, 5000, 1.0, 1500);
+
+    SilkLimits lim;
+    lim.widths = true;
+    const MaskSilkRun r = analyse_silk_layer(b.job, b.job.steps["pcb"], "sst", lim, {});
+    ASSERT_EQ(about(r, silk_item::PadWidth, "sst", int(dot)).size(), 1u);
+    EXPECT_EQ(about(r, silk_item::PadWidth, "sst", int(dot))[0].info->measure_value, 80000);
+    ASSERT_EQ(about(r, silk_item::PadWidth, "sst", int(slab)).size(), 1u);
+    EXPECT_EQ(about(r, silk_item::PadWidth, "sst", int(slab))[0].info->measure_value, 90000);
+    EXPECT_TRUE(about(r, silk_item::PadWidth, "sst", int(fat)).empty());
+    auto w = about(r, silk_item::TextWidth, "sst", int(small));
+    ASSERT_EQ(w.size(), 1u);
+    EXPECT_EQ(w[0].info->measure_value, 76200);
+    auto h = about(r, silk_item::TextHeight, "sst", int(small));
+    ASSERT_EQ(h.size(), 1u);
+    EXPECT_EQ(h[0].info->measure_value, 600000);
+    EXPECT_TRUE(about(r, silk_item::TextWidth, "sst", int(big)).empty());
+    EXPECT_TRUE(about(r, silk_item::TextHeight, "sst", int(big)).empty());
+}
+
+TEST(DrcSilkRules, SilkFeaturesTooCloseToPrintApart)
+{
+    JobBuilder b("silk_ink");
+    Layer& ss = b.layer("sst", "SILK_SCREEN");
+    const int r150 = JobBuilder::round(ss, 150);
+    // Parallel 150 um strokes 230 um apart centre to centre: 80 um of gap.
+    const auto a = JobBuilder::line(ss, r150, 0, 0, 3000, 0);
+    const auto c = JobBuilder::line(ss, r150, 0, 230, 3000, 230);
+    // A stroke crossing the first is one mark with it; one 400 um off is fine.
+    JobBuilder::line(ss, r150, 1500, -1000, 1500, -100);
+    JobBuilder::line(ss, r150, 0, -2000, 3000, -2000);
+    JobBuilder::line(ss, r150, 0, -2400, 3000, -2400);
+
+    SilkLimits lim;
+    lim.widths = true;
+    const MaskSilkRun r = analyse_silk_layer(b.job, b.job.steps["pcb"], "sst", lim, {});
+    std::vector<Hit> ink;
+    for (const Hit& h : hits(r))
+        if (h.item == silk_item::SilkToSilk) ink.push_back(h);
+    ASSERT_EQ(ink.size(), 1u);
+    EXPECT_EQ(ink[0].info->measure_value, 80000);
+    EXPECT_EQ(ink[0].info->features[0].feature_index, int(a));
+    EXPECT_EQ(ink[0].info->features[1].feature_index, int(c));
+}
