@@ -84,3 +84,23 @@ TEST(DfmRepairCommands, SignalLayerRepairThroughTheExportsIsCheckedLoggedAndUndo
         EXPECT_NE(later.find("cut_pad_touch_pad:0\ndrill_to_cu:100000"), std::string::npos);
     });
 }
+
+TEST(DfmRepairCommands, SliverFillKeepsItsFamilyOfKeysAndLogsItsValues)
+{
+    TempDir dir;
+    in_fresh_process(dir.path(), [] {
+        start_library();
+        ASSERT_EQ(call(R"({"func":"JOB_CREATE","paras":{"job":"b"}})"), "OK");
+        call(R"({"func":"CREATE_STEP","paras":{"jobname":"b","stepname":"pcb","index":1}})");
+        call(R"({"func":"CREATE_NEW_LAYER","paras":{"job":"b","step":"pcb","layer":"top","index":1}})");
+        // The other family's keys leave the layer list empty.
+        EXPECT_EQ(call(R"({"func":"SLIVER_DFM_OP","paras":[{"job":"b","step":"pcb","layers":["top"],"max_width":150000}]})"),
+                  "ERROR");
+        EXPECT_EQ(call(R"({"func":"SLIVER_DFM_OP","paras":[{"jobname":"b","stepname":"pcb","layernames":["top"]},{"max_width":150000}]})"),
+                  "OK");
+        EXPECT_NE(read_logs("log", "INFO_").find("max_width:150000\nmax_height:0"), std::string::npos);
+        // A layer the step lacks: the engine refuses it and says so; the host still gets the pass text.
+        EXPECT_EQ(call(R"({"func":"SLIVER_DFM_OP","paras":[{"jobname":"b","stepname":"pcb","layernames":["nope"]}]})"), "OK");
+        EXPECT_NE(read_logs("log", "ERROR_").find("nope is not a layer of step pcb"), std::string::npos);
+    });
+}
