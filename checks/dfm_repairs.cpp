@@ -1,11 +1,150 @@
 // DFM operation commands: signal-layer, solder-mask and clearance repairs.
 #include "adaptor/handler.h"
+#include "checks/ranges.h"
+#include "engine/api/dfm_repairs.h"
+
+#include <sstream>
+
+using kesto::adaptor::Form;
+using kesto::adaptor::handle;
+
+namespace {
+
+// A DFM finding as review tools read it: the features, the measured value
+// and where its marker starts (working unit).
+Json::Value dfm_finding(const KESTO::API::check_info& info)
+{
+    Json::Value f(Json::objectValue);
+    f["featureinfo"] = kesto::checks::finding_json(info)["featureinfo"];
+    f["measureValue"] = info.measure_value;
+    Json::Value start(Json::objectValue);
+    start["x"] = info.geometry.size() > 0 ? info.geometry[0] : 0.0;
+    start["y"] = info.geometry.size() > 1 ? info.geometry[1] : 0.0;
+    f["start"] = start;
+    return f;
+}
+
+// The three-level report of one layer's repair.
+Json::Value dfm_level_report(const std::string& layer, const KESTO::API::signal_layer_DFM_layer_result& result)
+{
+    Json::Value paras(Json::objectValue);
+    for (const auto& [item, r] : result) {
+        Json::Value& category = paras[kesto::checks::category_name("SignalLayerOptRanges", int(item))];
+        category["type"] = int(item);
+        category["layernames"] = Json::Value(Json::arrayValue);
+        category["layernames"].append(layer);
+        for (std::size_t l = 0; l < 3; ++l) category["lv" + std::to_string(l + 1) + "count"] = r.counts[l];
+        for (std::size_t l = 0; l < 3; ++l) {
+            Json::Value list(Json::arrayValue);
+            for (const auto& info : r.lv[l]) list.append(dfm_finding(info));
+            category["lv" + std::to_string(l + 1) + "features"] = list;
+        }
+    }
+    Json::Value doc(Json::objectValue);
+    doc["func"] = "SIGNAL_LAYER_DFM";
+    doc["paras"] = paras;
+    return doc;
+}
+
+char* refuse_empty_layers(const char* name)
+{
+    LOG(ERROR) << name << ": no layers given; nothing is changed";
+    return kesto::adaptor::error();
+}
+
+} // namespace
+
+KESTO_HANDLER(signal_layer_DFM)
+{
+    std::string job, step;
+    std::vector<std::string> layers;
+    KESTO::API::signal_layer_DFM_op_params p;
+    Json::Value ranges;
+    return handle(__func__, request, Form::ElementsLogged,
+                  {{"job", job}, {"step", step}, {"layers", layers},
+                   {"pth_ar_min", p.pth_ar_min}, {"pth_ar_opt", p.pth_ar_opt}, {"via_ar_min", p.via_ar_min},
+                   {"via_ar_opt", p.via_ar_opt}, {"mvia_ar_min", p.mvia_ar_min}, {"mvia_ar_opt", p.mvia_ar_opt},
+                   {"spacing_min", p.spacing_min}, {"spacing_opt", p.spacing_opt},
+                   {"pad_to_pad_spacing_min", p.pad_to_pad_spacing_min}, {"pad_to_pad_spacing_opt", p.pad_to_pad_spacing_opt},
+                   {"lre_range_fr", p.lre_range_fr}, {"lre_range_to", p.lre_range_to}, {"reduction", p.reduction},
+                   {"abs_min", p.abs_min}, {"drill_to_cu", p.drill_to_cu}, {"apply_to", p.apply_to}, {"pads", p.pads},
+                   {"smds", p.smds}, {"drills", p.drills}, {"padup", p.padup}, {"shave", p.shave}, {"paddn", p.paddn},
+                   {"rerout", p.rerout}, {"linedn", p.linedn}, {"reshape", p.reshape},
+                   {"cut_pad_touch_pad", p.cut_pad_touch_pad}, {"padup_can_touch_pad", p.padup_can_touch_pad},
+                   {"laser_ar_min", p.laser_ar_min}, {"laser_ar_opt", p.laser_ar_opt},
+                   {"buried_ar_min", p.buried_ar_min}, {"buried_ar_opt", p.buried_ar_opt}, {"ranges", ranges}},
+                  [&]() -> char* {
+                      kesto::checks::register_table("SignalLayerOptRanges");
+                      KESTO::API::dfm_thresholds thresholds;
+                      for (const auto& [item, t] : kesto::checks::signal_thresholds(
+                               kesto::checks::read_ranges(ranges, "SignalLayerOptRanges")))
+                          thresholds[item] = t;
+                      if (layers.empty()) return refuse_empty_layers("signal_layer_DFM");
+                      std::map<std::string, KESTO::API::signal_layer_DFM_layer_result> result;
+                      KESTO::COMMON::progress_value<int> progress;
+                      KESTO::API::signal_layer_DFM_op(job, step, layers, p, thresholds, result, &progress);
+                      std::ostringstream used;
+                      used << "pth_ar_min:" << p.pth_ar_min << "\npth_ar_opt:" << p.pth_ar_opt
+                           << "\nvia_ar_min:" << p.via_ar_min << "\nvia_ar_opt:" << p.via_ar_opt
+                           << "\nmvia_ar_min:" << p.mvia_ar_min << "\nmvia_ar_opt:" << p.mvia_ar_opt
+                           << "\nspacing_min:" << p.spacing_min << "\nspacing_opt:" << p.spacing_opt
+                           << "\npad_to_pad_spacing_min:" << p.pad_to_pad_spacing_min
+                           << "\npad_to_pad_spacing_opt:" << p.pad_to_pad_spacing_opt
+                           << "\nlre_range_fr:" << p.lre_range_fr << "\nlre_range_to:" << p.lre_range_to
+                           << "\nreduction:" << p.reduction << "\nabs_min:" << p.abs_min
+                           << "\ndrill_to_cu:" << p.drill_to_cu << "\napply_to:" << p.apply_to
+                           << "\npads:" << p.pads << "\nsmds:" << p.smds << "\ndrills:" << p.drills
+                           << "\npadup:" << p.padup << "\nshave:" << p.shave << "\npaddn:" << p.paddn
+                           << "\nrerout:" << p.rerout << "\nlinedn:" << p.linedn << "\nreshape:" << p.reshape
+                           << "\ncut_pad_touch_pad:" << p.cut_pad_touch_pad
+                           << "\npadup_can_touch_pad:" << p.padup_can_touch_pad
+                           << "\nlaser_ar_min:" << p.laser_ar_min << "\nlaser_ar_opt:" << p.laser_ar_opt
+                           << "\nburied_ar_min:" << p.buried_ar_min << "\nburied_ar_opt:" << p.buried_ar_opt;
+                      LOG(INFO) << used.str();
+                      // The report of the run, per layer, for review.
+                      for (const auto& [layer, r] : result)
+                          LOG(INFO) << "signal layer DFM report " << layer << ": "
+                                    << kesto::adaptor::compact(dfm_level_report(layer, r));
+                      return kesto::adaptor::pass();
+                  });
+}
+
+KESTO_HANDLER(New_signal_layer_DFM_op)
+{
+    std::string job, step;
+    std::vector<std::string> layers;
+    KESTO::API::new_signal_layer_DFM_op_params p;
+    return handle({"New_signal_layer_DFM", "New_signal_layer_DFM"}, request, Form::ElementsLogged,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"cut_pad_touch_pad", p.cut_pad_touch_pad},
+                   {"drill_to_cu", p.drill_to_cu}},
+                  [&]() -> char* {
+                      if (layers.empty()) return refuse_empty_layers("New_signal_layer_DFM");
+                      KESTO::COMMON::progress_value<int> progress;
+                      KESTO::API::New_signal_layer_DFM_op(job, step, layers, &progress, p);
+                      LOG(INFO) << "cut_pad_touch_pad:" << p.cut_pad_touch_pad << "\ndrill_to_cu:" << p.drill_to_cu;
+                      return kesto::adaptor::pass();
+                  });
+}
 
 // Not built yet: these answer the error text.
-KESTO_PENDING(signal_layer_DFM)
-KESTO_PENDING(New_signal_layer_DFM_op)
 KESTO_PENDING(solder_mask_DFM)
 KESTO_PENDING(avoid_conductor_DFM_op)
 KESTO_PENDING(smd_bga_DFM_op)
 KESTO_PENDING(avoid_features_DFM_op)
-KESTO_PENDING(sliver_DFM_op)
+
+KESTO_HANDLER(sliver_DFM_op)
+{
+    std::string job, step;
+    std::vector<std::string> layers;
+    KESTO::API::sliver_DFM_op_params p;
+    return handle(__func__, request, Form::ElementsLogged,
+                  {{"jobname", job}, {"stepname", step}, {"layernames", layers}, {"max_width", p.max_width},
+                   {"max_height", p.max_height}},
+                  [&]() -> char* {
+                      if (layers.empty()) return refuse_empty_layers("sliver_DFM_op");
+                      KESTO::COMMON::progress_value<int> progress;
+                      KESTO::API::sliver_DFM_op(job, step, layers, p, &progress);
+                      LOG(INFO) << "max_width:" << p.max_width << "\nmax_height:" << p.max_height;
+                      return kesto::adaptor::pass();
+                  });
+}
