@@ -26,6 +26,30 @@ ClipperLib::Path centre_line(const Feature& f)
 bool is_text(const Feature& f) { return f.kind == FeatureKind::Text || f.kind == FeatureKind::Barcode; }
 } // namespace
 
+namespace {
+// The exposure of one feature, if it is drawn: false when it is left out.
+bool feature_shape(const Layer& layer, const Feature& f, const geom::OutlineContext& context, const Box& window,
+                   const DrawStyle& style, Shape& s)
+{
+    if (!style.texts && is_text(f)) return false;
+    const bool stroked = f.kind == FeatureKind::Line || f.kind == FeatureKind::Arc;
+    s.dark = f.polarity == Polarity::Positive;
+    if (!style.widths && stroked) {
+        s.hairlines.push_back(centre_line(f));
+    } else {
+        if (!window.empty() && !meets(geom::feature_box(layer, f, context), window)) return false;
+        s.paths = geom::feature_outline(layer, f, context);
+        double area = 0;
+        for (const auto& path : s.paths) area += std::abs(ClipperLib::Area(path));
+        if (area == 0) { // no area: exposes nothing on film, a hairline in pictures
+            s.paths.clear();
+            s.hairlines.push_back(centre_line(f));
+        }
+    }
+    return !s.paths.empty() || (!s.hairlines.empty() && !s.hairlines.front().empty());
+}
+} // namespace
+
 std::vector<Shape> layer_shapes(const Layer& layer, const geom::OutlineContext& context, const Box& window,
                                 const std::function<bool(const Feature&, size_t)>& pick, const DrawStyle& style)
 {
@@ -34,23 +58,23 @@ std::vector<Shape> layer_shapes(const Layer& layer, const geom::OutlineContext& 
     for (size_t i = 0; i < layer.features.size(); ++i) {
         const Feature& f = layer.features[i];
         if (pick && !pick(f, i)) continue;
-        if (!style.texts && is_text(f)) continue;
-        const bool stroked = f.kind == FeatureKind::Line || f.kind == FeatureKind::Arc;
         Shape s;
-        s.dark = f.polarity == Polarity::Positive;
-        if (!style.widths && stroked) {
-            s.hairlines.push_back(centre_line(f));
-        } else {
-            if (!window.empty() && !meets(geom::feature_box(layer, f, context), window)) continue;
-            s.paths = geom::feature_outline(layer, f, context);
-            double area = 0;
-            for (const auto& path : s.paths) area += std::abs(ClipperLib::Area(path));
-            if (area == 0) { // no area: exposes nothing on film, a hairline in pictures
-                s.paths.clear();
-                s.hairlines.push_back(centre_line(f));
-            }
-        }
-        if (!s.paths.empty() || (!s.hairlines.empty() && !s.hairlines.front().empty())) shapes.push_back(std::move(s));
+        if (feature_shape(layer, f, context, window, style, s)) shapes.push_back(std::move(s));
+    }
+    return shapes;
+}
+
+std::vector<Shape> layer_shapes(const Layer& layer, const geom::OutlineContext& context,
+                                const std::vector<size_t>& positions,
+                                const std::function<bool(const Feature&, size_t)>& pick, const DrawStyle& style)
+{
+    std::vector<Shape> shapes;
+    shapes.reserve(positions.size());
+    for (size_t i : positions) {
+        const Feature& f = layer.features[i];
+        if (pick && !pick(f, i)) continue;
+        Shape s;
+        if (feature_shape(layer, f, context, Box{}, style, s)) shapes.push_back(std::move(s));
     }
     return shapes;
 }
