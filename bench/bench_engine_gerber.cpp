@@ -2,10 +2,15 @@
 // arcs, pads of several apertures, regions and object attributes, as a
 // routed copper layer has them.
 #include "engine/api/exchange.h"
+#include "engine/formats/odb/job_io.h"
+#include "engine/geometry/outline.h"
 
 #include <benchmark/benchmark.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -104,6 +109,55 @@ void BM_GerberReadSilkscreen(benchmark::State& state)
     state.counters["features"] = double(features);
 }
 BENCHMARK(BM_GerberReadSilkscreen)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
+
+// Every layer of the sample production job that has features, written as
+// Gerber by our writer once, then read back: real copper, masks, silkscreen
+// and drawings as one stream of files.
+const std::vector<std::string>& sample_layers()
+{
+    static const std::vector<std::string> texts = [] {
+        kesto::Job job;
+        std::string error;
+        if (!kesto::odb::read_job(std::string(KESTO_TESTDATA) + "/odb/sample_design.tgz", job, error)) {
+            std::fprintf(stderr, "%s\n", error.c_str());
+            std::abort();
+        }
+        std::vector<std::string> out;
+        kesto::gerber::WriteOptions options;
+        options.fonts = kesto::geom::context_of(job).fonts;
+        for (const auto& [name, layer] : job.steps.begin()->second.layers) {
+            if (layer.features.empty()) continue;
+            std::string text;
+            kesto::Reports reports;
+            kesto::gerber::write(layer, job.symbols, options, text, reports);
+            out.push_back(std::move(text));
+        }
+        return out;
+    }();
+    return texts;
+}
+
+void BM_GerberReadSampleJobLayers(benchmark::State& state)
+{
+    std::size_t bytes = 0, features = 0;
+    for (const auto& text : sample_layers()) bytes += text.size();
+    for (auto _ : state) {
+        features = 0;
+        for (const auto& text : sample_layers()) {
+            kesto::Layer layer;
+            kesto::UserSymbols symbols;
+            kesto::Reports reports;
+            kesto::gerber::read(text, {}, layer, symbols, reports);
+            features += layer.features.size();
+            benchmark::DoNotOptimize(layer);
+        }
+    }
+    state.SetBytesProcessed(std::int64_t(state.iterations() * bytes));
+    state.counters["layers"] = double(sample_layers().size());
+    state.counters["features"] = double(features);
+    state.counters["MB"] = double(bytes) / 1e6;
+}
+BENCHMARK(BM_GerberReadSampleJobLayers)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
 
 void BM_GerberWrite(benchmark::State& state)
 {

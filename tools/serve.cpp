@@ -10,7 +10,6 @@
 
 #include "adaptor/exports.h"
 
-#include <cairo.h>
 #include <httplib.h>
 #include <json/json.h>
 
@@ -18,7 +17,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -132,6 +133,8 @@ bool library_failed(const std::string& reply)
     return reply.empty() || reply.rfind("ERROR", 0) == 0;
 }
 
+void reply_job(httplib::Response& res, const std::string& job, const std::string& shown);
+
 // Opens a job folder (a folder holding "matrix/") or an archive.
 void open_job(const httplib::Request& req, httplib::Response& res)
 {
@@ -154,12 +157,18 @@ void open_job(const httplib::Request& req, httplib::Response& res)
         open["paras"][1]["job"] = "";
     }
     call(write(open));
+    reply_job(res, job, real.filename().string());
+}
+
+// The open job's matrix and profile box, as the page lays out its layer list.
+void reply_job(httplib::Response& res, const std::string& job, const std::string& shown)
+{
     const Json::Value opened = parse(call(R"({"func":"IS_JOB_OPENED","paras":{"jobname":")" + job + R"("}})"));
     if (!opened["paras"]["status"].asBool())
-        return reply_error(res, 422, "The library could not open " + real.filename().string() + " as a job.");
+        return reply_error(res, 422, "The library could not open " + shown + " as a job.");
     const Json::Value matrix = parse(call(R"({"func":"GET_MATRIX","paras":{"job":")" + job + R"("}})"));
     if (!matrix.isObject() || !matrix["paras"].isObject())
-        return reply_error(res, 422, "The library could not open " + real.filename().string() + " as a job.");
+        return reply_error(res, 422, "The library could not open " + shown + " as a job.");
     ++g_generation;
     Json::Value out;
     out["job"] = job;
@@ -199,66 +208,42 @@ void list_folder(const httplib::Request& req, httplib::Response& res)
 
 // One square tile of `kTile` pixels: at zoom z a pixel is 2^-z mm, tile
 // (x, y) covers [x s, (x+1) s] x [y s, (y+1) s] with s = kTile 2^-z mm.
-// A picture costs the library about the same whatever area it covers, so
-// tiles are drawn kBlock x kBlock at a time in one picture and cut apart.
+// The library draws a window of a large layer from its spatial index, so a
+// tile costs what it shows and each is drawn on its own when first asked.
 constexpr int kTile = 256;
-constexpr int kBlock = 8;
 
 std::string tile_name(const std::string& key, long long tx, long long ty)
 {
     return std::to_string(std::hash<std::string>()(key + "|" + std::to_string(tx) + "|" + std::to_string(ty))) + ".png";
 }
 
-long long floor_div(long long a, long long b) { return a >= 0 ? a / b : -((-a + b - 1) / b); }
-
-// Draws the block holding tile (tx, ty) and writes its tiles; false when the
-// library could not draw it.
-bool draw_block(const std::string& key, const std::string& job, const std::string& step, const std::string& layers,
-                int z, long long tx, long long ty)
+// Draws tile (tx, ty) into the tile cache; false when the library could not.
+bool draw_tile(const std::string& key, const std::string& job, const std::string& step, const std::string& layers,
+               int z, long long tx, long long ty)
 {
     const fs::path tiles = g_scratch / "tiles";
-    const long long bx = floor_div(tx, kBlock), by = floor_div(ty, kBlock);
     const double s = kTile * std::ldexp(1.0, -z);
-    const std::string block = "block-" + tile_name(key, bx, by);
+    const std::string name = tile_name(key, tx, ty);
     Json::Value pic;
     pic["func"] = "OUTPUT_PICTURE";
     Json::Value& p = pic["paras"][0];
-    p["size"] = kTile * kBlock;
+    p["size"] = kTile;
     p["job"] = job;
     p["step"] = step;
     p["picpath"] = tiles.string();
-    p["picname"] = block;
-    p["xmin"] = bx * kBlock * s;
-    p["ymin"] = by * kBlock * s;
-    p["xmax"] = (bx + 1) * kBlock * s;
-    p["ymax"] = (by + 1) * kBlock * s;
+    p["picname"] = name + ".part";
+    p["xmin"] = tx * s;
+    p["ymin"] = ty * s;
+    p["xmax"] = (tx + 1) * s;
+    p["ymax"] = (ty + 1) * s;
     p["layers"] = Json::arrayValue;
     std::stringstream in(layers);
     for (std::string l; std::getline(in, l, ',');)
         if (!l.empty()) p["layers"].append(l);
     if (library_failed(call(write(pic)))) return false;
-    cairo_surface_t* whole = cairo_image_surface_create_from_png((tiles / block).c_str());
-    const bool ok = cairo_surface_status(whole) == CAIRO_STATUS_SUCCESS &&
-                    cairo_image_surface_get_width(whole) == kTile * kBlock;
-    for (int i = 0; ok && i < kBlock; ++i)
-        for (int j = 0; j < kBlock; ++j) {
-            cairo_surface_t* one = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, kTile, kTile);
-            cairo_t* cr = cairo_create(one);
-            // Picture rows run from the top (ymax) down.
-            cairo_set_source_surface(cr, whole, -i * kTile, -(kBlock - 1 - j) * kTile);
-            cairo_paint(cr);
-            cairo_destroy(cr);
-            const fs::path out = tiles / tile_name(key, bx * kBlock + i, by * kBlock + j);
-            const fs::path part = out.string() + ".part";
-            cairo_surface_write_to_png(one, part.c_str());
-            cairo_surface_destroy(one);
-            std::error_code ec;
-            fs::rename(part, out, ec);
-        }
-    cairo_surface_destroy(whole);
     std::error_code ec;
-    fs::remove(tiles / block, ec);
-    return ok;
+    fs::rename(tiles / (name + ".part"), tiles / name, ec);
+    return !ec;
 }
 
 void tile(const httplib::Request& req, httplib::Response& res)
@@ -281,10 +266,10 @@ void tile(const httplib::Request& req, httplib::Response& res)
     const std::string name = tile_name(key, tx, ty);
     std::error_code ec;
     if (!fs::exists(tiles / name, ec)) {
-        // Requests for tiles of one block arrive together: one draws it.
+        // The same tile asked twice at once is drawn once.
         static std::mutex drawing;
         std::lock_guard<std::mutex> lock(drawing);
-        if (!fs::exists(tiles / name, ec) && !draw_block(key, job, step, layers, z, tx, ty))
+        if (!fs::exists(tiles / name, ec) && !draw_tile(key, job, step, layers, z, tx, ty))
             return reply_error(res, 422, "The library could not draw that tile.");
     }
     std::ifstream f(tiles / name, std::ios::binary);
@@ -293,20 +278,29 @@ void tile(const httplib::Request& req, httplib::Response& res)
     res.set_content(png, "image/png");
 }
 
-// A click at (x, y) in mm picks the topmost feature of the layer there.
+// A click at (x, y) in mm picks the topmost feature of the layer there; with
+// a second corner (x2, y2) every feature the box catches. At most
+// kMostDescribed are described; "count" says how many were picked.
+constexpr Json::ArrayIndex kMostDescribed = 200;
+
 void click(const httplib::Request& req, httplib::Response& res)
 {
     const Json::Value body = parse(req.body);
+    const bool box = body.isObject() && body.isMember("x2") && body.isMember("y2");
     Json::Value sel;
     sel["func"] = "SELECT_FEATURE";
     Json::Value& p = sel["paras"][0];
     p["job"] = body["job"];
     p["step"] = body["step"];
     p["layer"] = body["layer"];
-    p["type"] = 0;
+    p["type"] = box ? 1 : 0;
     p["clear"] = true;
     p["selectpolygon"][0]["ix"] = Json::Int64(std::llround(body["x"].asDouble() * 1e6));
     p["selectpolygon"][0]["iy"] = Json::Int64(std::llround(body["y"].asDouble() * 1e6));
+    if (box) {
+        p["selectpolygon"][1]["ix"] = Json::Int64(std::llround(body["x2"].asDouble() * 1e6));
+        p["selectpolygon"][1]["iy"] = Json::Int64(std::llround(body["y2"].asDouble() * 1e6));
+    }
     if (library_failed(call(write(sel)))) return reply_error(res, 422, "The library could not pick a feature there.");
     Json::Value get;
     get["func"] = "GET_SELECTED_FEATURE_INFOS";
@@ -314,9 +308,115 @@ void click(const httplib::Request& req, httplib::Response& res)
     get["paras"]["stepname"] = body["step"];
     get["paras"]["layername"] = body["layer"];
     const Json::Value info = parse(call(write(get)));
+    const Json::Value& all = info["paras"]["featureInfos"];
     Json::Value out;
-    out["features"] = info["paras"]["featureInfos"].isArray() ? info["paras"]["featureInfos"] : Json::Value(Json::arrayValue);
+    out["count"] = all.isArray() ? all.size() : 0;
+    out["features"] = Json::arrayValue;
+    for (Json::ArrayIndex i = 0; all.isArray() && i < all.size() && i < kMostDescribed; ++i) out["features"].append(all[i]);
     reply_json(res, out);
+}
+
+bool ends_with(const std::string& s, const std::string& tail)
+{
+    return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
+}
+
+// Files dropped onto the page: one ODB++ archive opens as it is; Gerber and
+// Excellon files become the layers of a new job (a layer per file, named as
+// the file). Every file lands in a fresh folder of the server's scratch
+// space under its bare name, whatever path the browser sent.
+void upload(const httplib::Request& req, httplib::Response& res)
+{
+    static std::atomic<int> uploads{0};
+    if (req.files.empty()) return reply_error(res, 400, "Drop Gerber and Excellon files, or one ODB++ archive.");
+    const std::string job = "upload" + std::to_string(++uploads);
+    const fs::path folder = g_scratch / "uploads" / job;
+    std::error_code ec;
+    fs::create_directories(folder, ec);
+    std::vector<fs::path> saved;
+    for (const auto& [field, file] : req.files) {
+        const std::string name = fs::path(file.filename).filename().string();
+        if (name.empty() || name == "." || name == "..")
+            return reply_error(res, 400, "A dropped file has no usable name.");
+        std::ofstream out(folder / name, std::ios::binary);
+        out << file.content;
+        if (!out) return reply_error(res, 500, "The server could not keep " + name + ".");
+        saved.push_back(folder / name);
+    }
+    std::string lower = saved.front().filename().string();
+    std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+    if (saved.size() == 1 && (ends_with(lower, ".tgz") || ends_with(lower, ".tar.gz") || ends_with(lower, ".zip") ||
+                              ends_with(lower, ".tar"))) {
+        Json::Value open;
+        open["func"] = "OPEN_JOB";
+        open["paras"][0]["path"] = saved.front().string();
+        open["paras"][1]["job"] = "";
+        call(write(open));
+        std::string name = saved.front().filename().string();
+        for (const char* ext : {".tgz", ".tar.gz", ".zip", ".tar"})
+            if (ends_with(lower, ext)) name.resize(name.size() - std::strlen(ext));
+        ++g_generation;
+        return reply_job(res, name, saved.front().filename().string());
+    }
+    Json::Value made;
+    Json::Value& m = made["paras"][0];
+    m["path"] = folder.string();
+    m["job"] = job;
+    m["targetDir"] = (g_scratch / "uploads").string();
+    call_export("gbr2odb_transform", write(made));
+    ++g_generation;
+    reply_job(res, job + "_transform", "the dropped files");
+}
+
+// A layer exported from the page: Gerber, Excellon, or a picture of the
+// shown layers over the box asked for (mm), sent back as a download.
+void export_layer(const httplib::Request& req, httplib::Response& res)
+{
+    const Json::Value body = parse(req.body);
+    const std::string format = body["format"].asString(), job = body["job"].asString(),
+                      layer = body["layer"].asString();
+    if (job.find('/') != std::string::npos || layer.find('/') != std::string::npos)
+        return reply_error(res, 400, "A job or layer name has no '/' in it.");
+    const fs::path folder = g_scratch / "exports";
+    std::error_code ec;
+    fs::create_directories(folder, ec);
+    std::string file, download;
+    if (format == "gerber" || format == "excellon") {
+        Json::Value out;
+        Json::Value& o = out["paras"][0];
+        o["path"] = "";
+        o["job"] = job;
+        o["step"] = body["step"];
+        o["layer"] = layer;
+        o["type"] = format == "excellon" ? 1 : 0;
+        o["targetDir"] = folder.string();
+        const std::string reply = call_export("odb2other_transform", write(out));
+        file = job + "_" + layer + "_transform";
+        download = layer + (format == "excellon" ? ".drl" : ".gbr");
+        if (library_failed(reply)) fs::remove(folder / file, ec);
+    } else if (format == "picture") {
+        Json::Value pic;
+        pic["func"] = "OUTPUT_PICTURE";
+        Json::Value& p = pic["paras"][0];
+        p["size"] = body["size"].isIntegral() ? std::clamp(body["size"].asInt(), 16, 8192) : 1024;
+        p["job"] = job;
+        p["step"] = body["step"];
+        p["picpath"] = folder.string();
+        file = job + "-picture.png";
+        p["picname"] = file;
+        for (const char* key : {"xmin", "ymin", "xmax", "ymax"}) p[key] = body[key];
+        p["layers"] = body["layers"];
+        fs::remove(folder / file, ec);
+        call(write(pic));
+        download = job + ".png";
+    } else {
+        return reply_error(res, 400, "Export as \"gerber\", \"excellon\" or \"picture\".");
+    }
+    std::ifstream in(folder / file, std::ios::binary);
+    if (!in) return reply_error(res, 422, "The library could not export " + (layer.empty() ? job : layer) + " that way.");
+    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    res.set_header("Content-Disposition", "attachment; filename=\"" + download + "\"");
+    res.set_content(bytes, format == "picture" ? "image/png" : "application/octet-stream");
 }
 
 void start_check(const httplib::Request& req, httplib::Response& res)
@@ -474,6 +574,8 @@ int run(const std::vector<std::string>& args, std::string config_dir, const std:
     server.Post("/api/open", open_job);
     server.Get("/api/tile", tile);
     server.Post("/api/click", click);
+    server.Post("/api/upload", upload);
+    server.Post("/api/export", export_layer);
     server.Post("/api/check", start_check);
     server.Get("/api/check", check_status);
     server.Get("/api/findings", findings);

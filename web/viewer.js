@@ -1,5 +1,7 @@
 // The viewer page: a job's layers drawn as tiles by the library, a click
-// describes a feature, checks run on the server while their progress shows.
+// describes a feature (a shift-drag box picks every feature in it), checks run
+// on the server while their progress shows, files dropped onto the board open
+// as a job, and a layer or the view exports as a download.
 'use strict';
 
 const TILE = 256;
@@ -54,17 +56,41 @@ function draw() {
   }
 }
 
+// The finding shown, as its marker: { type, v } with v the marker numbers in
+// mm (circle 0: centre and size; segment 1 and line 2: both ends; arc 3: ends
+// and centre; point 4; rectangle 5: centre and size).
 let marker = null;
+let band = null; // the box being dragged out, in board mm
+function svgNode(name, attrs) {
+  const n = document.createElementNS('http://www.w3.org/2000/svg', name);
+  for (const [k, v] of Object.entries(attrs)) n.setAttribute(k, v);
+  n.setAttribute('fill', 'none'); n.setAttribute('stroke', attrs.stroke || '#ff0'); n.setAttribute('stroke-width', 2);
+  return n;
+}
 function drawMarkers() {
   const svg = $('markers');
   svg.textContent = '';
+  if (band) {
+    const [x0, y0] = toScreen(Math.min(band.x0, band.x1), Math.max(band.y0, band.y1));
+    const [x1, y1] = toScreen(Math.max(band.x0, band.x1), Math.min(band.y0, band.y1));
+    svg.appendChild(svgNode('rect', { x: x0, y: y0, width: x1 - x0, height: y1 - y0, stroke: '#6af', class: 'band' }));
+  }
   if (!marker) return;
-  const [x, y] = toScreen(marker.x, marker.y);
-  const c = document.createElementNS('http://www.w3.org/2000/svg', 'circle');
-  c.setAttribute('cx', x); c.setAttribute('cy', y);
-  c.setAttribute('r', Math.max(8, marker.r * scale()));
-  c.setAttribute('fill', 'none'); c.setAttribute('stroke', '#ff0'); c.setAttribute('stroke-width', 2);
-  svg.appendChild(c);
+  const v = marker.v;
+  const [x, y] = toScreen(v[0], v[1]);
+  const kind = marker.type;
+  if ((kind === 1 || kind === 2 || kind === 3) && v.length >= 4) {
+    const [ex, ey] = toScreen(v[2], v[3]);
+    svg.appendChild(svgNode('line', { x1: x, y1: y, x2: ex, y2: ey, class: 'marker-segment' }));
+    for (const [px, py] of [[x, y], [ex, ey]]) svg.appendChild(svgNode('circle', { cx: px, cy: py, r: 4 }));
+  } else if (kind === 5 && v.length >= 4) {
+    const w = Math.max(8, v[2] * scale()), h = Math.max(8, v[3] * scale());
+    svg.appendChild(svgNode('rect', { x: x - w / 2, y: y - h / 2, width: w, height: h, class: 'marker-box' }));
+  } else if (kind === 0 && v.length >= 3) {
+    svg.appendChild(svgNode('circle', { cx: x, cy: y, r: Math.max(8, v[2] * scale() / 2), class: 'marker-ring' }));
+  } else {
+    svg.appendChild(svgNode('path', { d: `M${x - 8},${y}h16M${x},${y - 8}v16`, class: 'marker-point' }));
+  }
 }
 
 function listLayers() {
@@ -101,34 +127,93 @@ function layerName(info) { return info.name || info.layer_name || info.layername
 async function openJob(path) {
   showError('');
   try {
-    const job = await api('/api/open', { path });
-    state.job = job.job;
-    state.step = (job.steps || [])[0] || '';
-    state.layers = (job.layers || []).map(layerName).filter((n) => n);
-    state.types = {};
-    for (const info of job.layers || []) state.types[layerName(info)] = info.type || '';
-    state.visible = new Set(state.layers.slice(0, 1));
-    state.active = state.layers[0] || '';
-    $('job-name').textContent = state.job + ' / ' + state.step;
-    const p = job.profile;
-    const b = $('board');
-    if (p && p.Xmax > p.Xmin) {
-      state.cx = (p.Xmin + p.Xmax) / 2e6; state.cy = (p.Ymin + p.Ymax) / 2e6;
-      const fit = Math.min(b.clientWidth / ((p.Xmax - p.Xmin) / 1e6), b.clientHeight / ((p.Ymax - p.Ymin) / 1e6));
-      state.z = Math.floor(Math.log2(fit));
-    }
-    $('drill-check').disabled = $('signal-check').disabled = false;
-    listLayers();
-    draw();
+    showJob(await api('/api/open', { path }));
   } catch (e) { showError(e.message); }
 }
 
-async function clickAt(x, y) {
+function showJob(job) {
+  state.job = job.job;
+  state.step = (job.steps || [])[0] || '';
+  state.layers = (job.layers || []).map(layerName).filter((n) => n);
+  state.types = {};
+  for (const info of job.layers || []) state.types[layerName(info)] = info.type || '';
+  state.visible = new Set(state.layers.slice(0, 1));
+  state.active = state.layers[0] || '';
+  $('job-name').textContent = state.job + ' / ' + state.step;
+  const p = job.profile;
+  const b = $('board');
+  if (p && p.Xmax > p.Xmin) {
+    state.cx = (p.Xmin + p.Xmax) / 2e6; state.cy = (p.Ymin + p.Ymax) / 2e6;
+    const fit = Math.min(b.clientWidth / ((p.Xmax - p.Xmin) / 1e6), b.clientHeight / ((p.Ymax - p.Ymin) / 1e6));
+    state.z = Math.floor(Math.log2(fit));
+  }
+  $('drill-check').disabled = $('signal-check').disabled = false;
+  $('export-layer').disabled = $('export-picture').disabled = false;
+  listLayers();
+  draw();
+}
+
+async function clickAt(x, y, x2, y2) {
   if (!state.active) return;
+  const box = x2 !== undefined;
   try {
-    const r = await api('/api/click', { job: state.job, step: state.step, layer: state.active, x, y });
-    $('feature').textContent = r.features.length ? JSON.stringify(r.features, null, 1) : 'No feature of ' + state.active + ' there.';
+    const r = await api('/api/click', Object.assign({ job: state.job, step: state.step, layer: state.active, x, y },
+      box ? { x2, y2 } : {}));
+    const head = box ? `${r.count} feature${r.count === 1 ? '' : 's'} of ${state.active} in the box` +
+      (r.count > r.features.length ? ` (the first ${r.features.length} described)` : '') + '\n' : '';
+    $('feature').textContent = r.features.length ? head + JSON.stringify(r.features, null, 1)
+      : 'No feature of ' + state.active + (box ? ' in the box.' : ' there.');
+    document.body.dataset.picked = r.count;
   } catch (e) { showError(e.message); }
+}
+
+// Files dropped onto the board go to the server, which opens them as a job.
+async function dropFiles(files) {
+  showError('');
+  const form = new FormData();
+  for (const f of files) form.append('files', f, f.name);
+  $('progress').textContent = 'reading ' + files.length + ' file' + (files.length === 1 ? '' : 's') + '…';
+  try {
+    const res = await fetch('/api/upload', { method: 'POST', body: form });
+    const job = await res.json().catch(() => ({ error: 'The server gave an unreadable answer.' }));
+    if (!res.ok || job.error) throw new Error(job.error || ('The server answered ' + res.status));
+    showJob(job);
+  } catch (e) { showError(e.message); }
+  $('progress').textContent = '';
+}
+
+// The server's answer for an export becomes a download of the file.
+async function exportAs(body) {
+  showError('');
+  try {
+    const res = await fetch('/api/export', { method: 'POST', body: JSON.stringify(body) });
+    if (!res.ok) {
+      const data = await res.json().catch(() => ({}));
+      throw new Error(data.error || ('The server answered ' + res.status));
+    }
+    const name = (/filename="([^"]+)"/.exec(res.headers.get('Content-Disposition') || '') || [])[1] || 'export';
+    const a = document.createElement('a');
+    a.href = URL.createObjectURL(await res.blob());
+    a.download = name;
+    document.body.appendChild(a);
+    a.click();
+    a.remove();
+    document.body.dataset.exported = name;
+  } catch (e) { showError(e.message); }
+}
+function exportLayer() {
+  if (!state.active) return showError('Make a layer active first: click its name.');
+  const format = ['DRILL', 'ROUT'].includes(state.types[state.active]) ? 'excellon' : 'gerber';
+  exportAs({ format, job: state.job, step: state.step, layer: state.active });
+}
+function exportPicture() {
+  const b = $('board');
+  const [xmin, ymax] = toBoard(0, 0);
+  const [xmax, ymin] = toBoard(b.clientWidth, b.clientHeight);
+  const side = Math.max(xmax - xmin, ymax - ymin);
+  exportAs({ format: 'picture', job: state.job, step: state.step, size: 2048,
+    layers: state.layers.filter((l) => state.visible.has(l)),
+    xmin: (xmin + xmax - side) / 2, xmax: (xmin + xmax + side) / 2, ymin: (ymin + ymax - side) / 2, ymax: (ymin + ymax + side) / 2 });
 }
 
 async function runCheck(kind) {
@@ -194,18 +279,22 @@ async function showFindings(layer, item, level, page) {
         const li = document.createElement('li');
         const v = f.values || [];
         li.textContent = `#${f.DispNum} ${(f.symbolnames || []).join(' ')} ${v.length ? (v[v.length - 1] / 1e3).toFixed(1) + ' µm' : ''}`;
-        li.addEventListener('click', () => centre(v));
+        li.addEventListener('click', () => centre(f.type, v));
         list.appendChild(li);
       }
     }
   }
 }
 
-// A finding's marker numbers start with its centre or first point, in nm.
-function centre(values) {
+// A finding's marker numbers (nm) come first in its values; the view centres
+// on the marker and draws it in its own shape.
+function centre(type, values) {
   if (values.length < 2) return;
-  marker = { x: values[0] / 1e6, y: values[1] / 1e6, r: values.length >= 4 ? values[2] / 2e6 : 0 };
-  state.cx = marker.x; state.cy = marker.y;
+  const v = values.map((n) => n / 1e6);
+  marker = { type, v };
+  const ends = (type === 1 || type === 2 || type === 3) && v.length >= 4;
+  state.cx = ends ? (v[0] + v[2]) / 2 : v[0];
+  state.cy = ends ? (v[1] + v[3]) / 2 : v[1];
   draw();
 }
 
@@ -213,23 +302,37 @@ function wire() {
   $('open-form').addEventListener('submit', (e) => { e.preventDefault(); openJob($('path').value); });
   $('drill-check').addEventListener('click', () => runCheck('drill'));
   $('signal-check').addEventListener('click', () => runCheck('signal'));
+  $('export-layer').addEventListener('click', exportLayer);
+  $('export-picture').addEventListener('click', exportPicture);
   const b = $('board');
+  const at = (e) => { const r = b.getBoundingClientRect(); return toBoard(e.clientX - r.left, e.clientY - r.top); };
   let drag = null;
-  b.addEventListener('mousedown', (e) => { drag = { x: e.clientX, y: e.clientY, cx: state.cx, cy: state.cy, moved: false }; });
+  b.addEventListener('mousedown', (e) => {
+    drag = { x: e.clientX, y: e.clientY, cx: state.cx, cy: state.cy, moved: false, box: e.shiftKey };
+    if (drag.box) { const [x, y] = at(e); band = { x0: x, y0: y, x1: x, y1: y }; }
+  });
   window.addEventListener('mousemove', (e) => {
     if (!drag) return;
     const dx = e.clientX - drag.x, dy = e.clientY - drag.y;
     if (Math.abs(dx) + Math.abs(dy) > 3) drag.moved = true;
     if (!drag.moved) return;
+    if (drag.box) { [band.x1, band.y1] = at(e); return drawMarkers(); }
     state.cx = drag.cx - dx / scale(); state.cy = drag.cy + dy / scale();
     draw();
   });
   window.addEventListener('mouseup', (e) => {
-    if (drag && !drag.moved) {
-      const r = b.getBoundingClientRect();
-      clickAt(...toBoard(e.clientX - r.left, e.clientY - r.top));
-    }
+    if (drag && drag.box && drag.moved) clickAt(band.x0, band.y0, band.x1, band.y1);
+    else if (drag && !drag.moved) clickAt(...at(e));
+    band = null;
     drag = null;
+    drawMarkers();
+  });
+  b.addEventListener('dragover', (e) => { e.preventDefault(); b.classList.add('dropping'); });
+  b.addEventListener('dragleave', () => b.classList.remove('dropping'));
+  b.addEventListener('drop', (e) => {
+    e.preventDefault();
+    b.classList.remove('dropping');
+    if (e.dataTransfer.files.length) dropFiles([...e.dataTransfer.files]);
   });
   b.addEventListener('wheel', (e) => {
     e.preventDefault();
@@ -240,7 +343,7 @@ function wire() {
 }
 
 // Actions carried in the address, for scripted runs:
-// ?open=PATH&toggle=LAYER&active=LAYER&click=X,Y
+// ?open=PATH&toggle=LAYER&active=LAYER&click=X,Y&box=X0,Y0,X1,Y1&finding=TYPE,N,N,...
 async function scripted() {
   const q = new URLSearchParams(location.search);
   if (!q.get('open')) return;
@@ -249,6 +352,8 @@ async function scripted() {
   for (const name of q.getAll('toggle')) toggleLayer(name);
   if (q.get('active')) { state.active = q.get('active'); listLayers(); }
   if (q.get('click')) await clickAt(...q.get('click').split(',').map(Number));
+  if (q.get('box')) await clickAt(...q.get('box').split(',').map(Number));
+  if (q.get('finding')) { const [type, ...v] = q.get('finding').split(',').map(Number); centre(type, v); }
   await Promise.all([...document.querySelectorAll('#tiles img')].map((img) =>
     img.complete ? null : new Promise((done) => { img.onload = img.onerror = done; })));
   document.body.dataset.tilesDrawn = [...document.querySelectorAll('#tiles img')].filter((img) => img.naturalWidth > 0).length;

@@ -4,6 +4,7 @@
 #include "engine/model/model.h"
 #include "engine/render/canvas.h"
 #include "engine/render/layer_shapes.h"
+#include "engine/select/workspace.h"
 #include "engine/store/store.h"
 
 #include <glog/logging.h>
@@ -17,6 +18,9 @@
 namespace KESTO {
 namespace API {
 namespace {
+
+// Below this many features a walk over the layer is as quick as the index.
+constexpr size_t kIndexedDrawing = 1000;
 
 struct Display {
     show_param param;
@@ -146,15 +150,25 @@ bool draw(const std::string& job_name, const std::string& step_name, const std::
     kesto::render::DrawStyle style;
     style.widths = param.display_widths != 0;
     style.texts = param.display_text != 0;
-    const kesto::geom::OutlineContext context = kesto::geom::context_of(*job);
     const kesto::Box window = kesto::render::visible_box(canvas);
-    const auto shapes = kesto::render::layer_shapes(*layer, context, window, pick, style);
+    // A large layer of a step's own is drawn from its spatial index (built
+    // once, kept current by the edits): a window of a large board, as the
+    // viewer's tiles ask, costs what it shows, not the whole layer.
+    kesto::select::LayerView view;
+    const bool indexed = layer != &flat && layer->features.size() >= kIndexedDrawing &&
+                         kesto::select::view(job->name, step->name, layer_name, view) && view.layer == layer;
+    const kesto::geom::OutlineContext& context = indexed ? *view.context : kesto::select::context_for(*job);
+    std::vector<size_t> shown;
+    if (indexed) shown = view.index->query(window);
+    auto shapes_of = [&](const std::function<bool(const kesto::Feature&, size_t)>& which) {
+        return indexed ? kesto::render::layer_shapes(*layer, context, shown, which, style)
+                       : kesto::render::layer_shapes(*layer, context, window, which, style);
+    };
+    const auto shapes = shapes_of(pick);
     std::vector<kesto::render::Shape> marked;
     if (param.negative_data)
-        marked = kesto::render::layer_shapes(
-            *layer, context, window,
-            [&](const kesto::Feature& f, size_t i) { return f.polarity == kesto::Polarity::Negative && (!pick || pick(f, i)); },
-            style);
+        marked = shapes_of(
+            [&](const kesto::Feature& f, size_t i) { return f.polarity == kesto::Polarity::Negative && (!pick || pick(f, i)); });
     if (param.drill_markers && row && row->type == "DRILL")
         marked.push_back(drill_marks(*layer, pick, nm_per_pixel(canvas)));
     if (param.mode == 1) { // outlines only: every feature's edge one pixel wide, nothing filled

@@ -4,6 +4,7 @@
 #include "engine/edit/output_shaping.h"
 #include "engine/model/model.h"
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -84,6 +85,8 @@ struct ReadOptions {
     // "D10 C 0.010", "D11 R 0.060 0.040", "D12 O 0.060 0.030" (shapes also
     // ROUND, SQUARE, RECT, RECTANGLE, OBLONG, OVAL), sizes in the file's units.
     std::string aperture_list;
+    // Counts the bytes of the text read so far, for a progress bar.
+    std::atomic<long long>* read = nullptr;
 };
 
 // Reads Gerber text into `layer` (appending), adding the user symbols it needs
@@ -100,6 +103,8 @@ struct WriteOptions {
     std::vector<std::pair<std::string, std::string>> file_attributes;
     // The job's stroke fonts by name for texts; the built-in font when empty.
     std::map<std::string, std::shared_ptr<const geom::StrokeFont>> fonts;
+    // Counts the layer's features as they are written, for a progress bar.
+    std::atomic<long long>* written = nullptr;
 };
 
 // The X2 file attributes of a job's layer from its matrix row: .FileFunction
@@ -139,6 +144,8 @@ struct WriteOptions {
     // unless `descending`.
     std::vector<int> tool_order;
     bool descending = false;
+    // Counts the layer's features as they are written, for a progress bar.
+    std::atomic<long long>* written = nullptr;
 };
 
 bool write(const Layer& layer, const WriteOptions& options, std::string& text, Reports& reports);

@@ -21,7 +21,7 @@ struct Board {
     std::mutex lock;
     std::vector<std::pair<const void*, reader>> reporters; // outermost first
     int fd = -1;
-    bool started = false;
+    pid_t started = 0; // the process that read the environment: a forked child reads it again
 };
 
 // Never destroyed: the reporting thread may outlive static destruction.
@@ -59,7 +59,8 @@ void report_loop(Board& b)
 
 void start_reporting(Board& b)
 {
-    b.started = true;
+    b.started = getpid();
+    b.fd = -1;
     const char* text = std::getenv("KESTO_PROGRESS_FD");
     if (!text || !*text) return;
     char* end = nullptr;
@@ -76,7 +77,7 @@ void enter(const void* reporter, reader read)
 {
     Board& b = board();
     std::lock_guard<std::mutex> hold(b.lock);
-    if (!b.started) start_reporting(b);
+    if (b.started != getpid()) start_reporting(b); // threads do not outlive a fork
     b.reporters.emplace_back(reporter, read);
 }
 

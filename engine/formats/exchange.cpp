@@ -1,6 +1,7 @@
 // The engine operations of data exchange: translating files into layers of
 // open jobs, exporting layers, and the drill tool table.
 #include "engine/api/exchange.h"
+#include "engine/api/progress.h"
 #include "engine/edit/step_repeat.h"
 #include "engine/model/text.h"
 #include "engine/formats/gerber/layer_build.h"
@@ -165,6 +166,8 @@ bool file_translate(const std::string& path, const std::string& job, const std::
     Layer read;
     read.units = p.units == "mm" ? kesto::Units::Mm : kesto::Units::Inch;
     kesto::UserSymbols symbols;
+    COMMON::progress_value<long long> progress; // the host's bar follows the bytes read
+    progress.total = static_cast<long long>(text.size());
     bool ok;
     if (p.format == "Excellon") {
         kesto::excellon::ReadOptions options;
@@ -175,6 +178,7 @@ bool file_translate(const std::string& path, const std::string& job, const std::
         kesto::gerber::ReadOptions options;
         options.file_name = file_name;
         options.defaults = p;
+        options.read = &progress.done;
         if (p.format == "Gerber274D") {
             options.aperture_list = aperture_list_beside(path);
             if (options.aperture_list.empty())
@@ -304,8 +308,12 @@ bool export_layer(const std::string& job, const std::string& step, const std::st
         if (!shaped_copy(t, *source, shaping, shaped, reports)) return false;
         source = &shaped;
     }
+    // The host's bar follows the features as they are written.
+    COMMON::progress_value<long long> progress;
+    progress.total = static_cast<long long>(source->features.size()) + 1;
     std::string text;
-    const bool written = write(*t.job, *source, text);
+    const bool written = write(*t.job, *source, text, &progress.done);
+    progress.done = progress.total - 1;
     if (text.empty()) return false;
     return kesto::save_text(path, text, reports) && written;
 }
@@ -330,8 +338,10 @@ bool export_gerber(const std::string& job, const std::string& step, const std::s
                    const kesto::gerber::WriteOptions& given, std::vector<translate_report>& reports,
                    const kesto::edit::OutputShaping& shaping)
 {
-    return export_layer(job, step, layer, path, shaping, reports, [&](const kesto::Job& j, const kesto::Layer& l, std::string& text) {
+    return export_layer(job, step, layer, path, shaping, reports,
+                        [&](const kesto::Job& j, const kesto::Layer& l, std::string& text, std::atomic<long long>* written) {
         kesto::gerber::WriteOptions options = given;
+        options.written = written;
         if (options.fonts.empty()) options.fonts = kesto::geom::context_of(j).fonts;
         if (options.file_attributes.empty()) options.file_attributes = kesto::gerber::file_attributes(j, layer);
         return kesto::gerber::write(l, j.symbols, options, text, reports);
@@ -342,8 +352,11 @@ bool export_excellon(const std::string& job, const std::string& step, const std:
                      const kesto::excellon::WriteOptions& options, std::vector<translate_report>& reports,
                      const kesto::edit::OutputShaping& shaping)
 {
-    return export_layer(job, step, layer, path, shaping, reports, [&](const kesto::Job&, const kesto::Layer& l, std::string& text) {
-        return kesto::excellon::write(l, options, text, reports);
+    return export_layer(job, step, layer, path, shaping, reports,
+                        [&](const kesto::Job&, const kesto::Layer& l, std::string& text, std::atomic<long long>* written) {
+        kesto::excellon::WriteOptions counted = options;
+        counted.written = written;
+        return kesto::excellon::write(l, counted, text, reports);
     });
 }
 

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <thread>
 
 namespace kesto::render {
 namespace {
@@ -118,6 +120,75 @@ void clear(Canvas& canvas)
     cairo_paint(cr.get());
 }
 
+namespace {
+
+// Draws the exposures into rows [top, top + rows) of the layer's mask, a
+// surface over those rows of its memory: bands share no pixels, so each
+// thread draws into its own.
+void draw_band(const Canvas& canvas, unsigned char* mask_data, int stride, int top, int rows,
+               const std::vector<Shape>& shapes, bool negative_layer, const std::vector<Shape>& marked)
+{
+    std::shared_ptr<cairo_surface_t> band(
+        cairo_image_surface_create_for_data(mask_data + std::ptrdiff_t(top) * stride, CAIRO_FORMAT_A8, canvas.width, rows,
+                                            stride),
+        cairo_surface_destroy);
+    Context cr = context(band);
+    cairo_set_antialias(cr.get(), canvas.antialias ? CAIRO_ANTIALIAS_DEFAULT : CAIRO_ANTIALIAS_NONE);
+    cairo_set_fill_rule(cr.get(), CAIRO_FILL_RULE_WINDING);
+    if (negative_layer) {
+        cairo_set_source_rgba(cr.get(), 0, 0, 0, 1);
+        cairo_paint(cr.get());
+    }
+    cairo_translate(cr.get(), 0, -top);
+    set_world(cr.get(), canvas);
+    cairo_set_source_rgba(cr.get(), 0, 0, 0, 1);
+    // Runs of the same polarity are filled as one path with the non-zero
+    // rule: far fewer rasterisations on real layers, and the same picture
+    // as long as every shape keeps outers counter-clockwise.
+    size_t i = 0;
+    while (i < shapes.size()) {
+        const bool expose = shapes[i].dark != negative_layer;
+        cairo_new_path(cr.get());
+        size_t j = i;
+        bool hairlines = false;
+        for (; j < shapes.size() && (shapes[j].dark != negative_layer) == expose; ++j) {
+            add_paths(cr.get(), shapes[j].paths);
+            hairlines = hairlines || !shapes[j].hairlines.empty();
+        }
+        cairo_set_operator(cr.get(), expose ? CAIRO_OPERATOR_OVER : CAIRO_OPERATOR_CLEAR);
+        cairo_fill(cr.get());
+        if (hairlines) {
+            ClipperLib::Paths lines;
+            for (size_t k = i; k < j; ++k) lines.insert(lines.end(), shapes[k].hairlines.begin(), shapes[k].hairlines.end());
+            stroke_hairlines(cr.get(), lines);
+        }
+        i = j;
+    }
+    if (!marked.empty()) {
+        cairo_set_operator(cr.get(), CAIRO_OPERATOR_OVER);
+        ClipperLib::Paths lines;
+        for (const Shape& s : marked) {
+            for (auto path : s.paths) {
+                if (!path.empty()) path.push_back(path.front()); // closed
+                lines.push_back(std::move(path));
+            }
+            lines.insert(lines.end(), s.hairlines.begin(), s.hairlines.end());
+        }
+        stroke_hairlines(cr.get(), lines);
+    }
+    cairo_surface_flush(band.get());
+}
+
+} // namespace
+
+int drawing_threads(const Canvas& canvas)
+{
+    if (canvas.threads > 0) return canvas.threads;
+    // Small pictures (the viewer's tiles) are not worth a thread.
+    if (double(canvas.width) * canvas.height < 1024.0 * 1024.0) return 1;
+    return int(std::clamp(std::thread::hardware_concurrency(), 1u, 16u));
+}
+
 void draw_layer(Canvas& canvas, const std::vector<Shape>& shapes, Colour colour, bool negative_layer,
                 const std::vector<Shape>& marked)
 {
@@ -127,51 +198,20 @@ void draw_layer(Canvas& canvas, const std::vector<Shape>& shapes, Colour colour,
         LOG(ERROR) << "no memory for a layer mask";
         return;
     }
-    {
-        Context cr = context(mask);
-        cairo_set_antialias(cr.get(), canvas.antialias ? CAIRO_ANTIALIAS_DEFAULT : CAIRO_ANTIALIAS_NONE);
-        cairo_set_fill_rule(cr.get(), CAIRO_FILL_RULE_WINDING);
-        if (negative_layer) {
-            cairo_set_source_rgba(cr.get(), 0, 0, 0, 1);
-            cairo_paint(cr.get());
-        }
-        set_world(cr.get(), canvas);
-        cairo_set_source_rgba(cr.get(), 0, 0, 0, 1);
-        // Runs of the same polarity are filled as one path with the non-zero
-        // rule: far fewer rasterisations on real layers, and the same picture
-        // as long as every shape keeps outers counter-clockwise.
-        size_t i = 0;
-        while (i < shapes.size()) {
-            const bool expose = shapes[i].dark != negative_layer;
-            cairo_new_path(cr.get());
-            size_t j = i;
-            bool hairlines = false;
-            for (; j < shapes.size() && (shapes[j].dark != negative_layer) == expose; ++j) {
-                add_paths(cr.get(), shapes[j].paths);
-                hairlines = hairlines || !shapes[j].hairlines.empty();
-            }
-            cairo_set_operator(cr.get(), expose ? CAIRO_OPERATOR_OVER : CAIRO_OPERATOR_CLEAR);
-            cairo_fill(cr.get());
-            if (hairlines) {
-                ClipperLib::Paths lines;
-                for (size_t k = i; k < j; ++k) lines.insert(lines.end(), shapes[k].hairlines.begin(), shapes[k].hairlines.end());
-                stroke_hairlines(cr.get(), lines);
-            }
-            i = j;
-        }
-        if (!marked.empty()) {
-            cairo_set_operator(cr.get(), CAIRO_OPERATOR_OVER);
-            ClipperLib::Paths lines;
-            for (const Shape& s : marked) {
-                for (auto path : s.paths) {
-                    if (!path.empty()) path.push_back(path.front()); // closed
-                    lines.push_back(std::move(path));
-                }
-                lines.insert(lines.end(), s.hairlines.begin(), s.hairlines.end());
-            }
-            stroke_hairlines(cr.get(), lines);
-        }
+    cairo_surface_flush(mask.get());
+    unsigned char* data = cairo_image_surface_get_data(mask.get());
+    const int stride = cairo_image_surface_get_stride(mask.get());
+    // Horizontal bands, one a thread, each drawing every exposure clipped to its rows.
+    const int bands = std::clamp(drawing_threads(canvas), 1, canvas.height);
+    std::vector<std::thread> workers;
+    for (int b = 1; b < bands; ++b) {
+        const int top = int(std::int64_t(canvas.height) * b / bands), bottom = int(std::int64_t(canvas.height) * (b + 1) / bands);
+        workers.emplace_back(draw_band, std::cref(canvas), data, stride, top, bottom - top, std::cref(shapes),
+                             negative_layer, std::cref(marked));
     }
+    draw_band(canvas, data, stride, 0, int(canvas.height / bands), shapes, negative_layer, marked);
+    for (auto& w : workers) w.join();
+    cairo_surface_mark_dirty(mask.get());
     Context cr = context(canvas.surface);
     cairo_set_source_rgba(cr.get(), colour.r, colour.g, colour.b, colour.a);
     cairo_mask_surface(cr.get(), mask.get(), 0, 0);

@@ -40,8 +40,14 @@ struct Canvas {
     bool antialias = true;
     // The world window: x_px = (x - origin_x) * scale, y grows upwards.
     double origin_x = 0, origin_y = 0, scale = 1e-6;
+    // Threads drawing a layer, each a band of rows; 0: one a core for large
+    // pictures, one for small ones. Every count gives the same pixels.
+    int threads = 0;
     std::shared_ptr<cairo_surface_t> surface;
 };
+
+// The threads draw_layer uses on this canvas.
+int drawing_threads(const Canvas& canvas);
 
 // A canvas of the given size in pixels, cleared to its background. Sizes are
 // limited to 32768 pixels a side; false (an empty canvas) beyond that.

@@ -24,6 +24,13 @@ std::vector<Shape> layer_shapes(const Layer& layer, const geom::OutlineContext& 
                                 const std::function<bool(const Feature&, size_t)>& pick = {},
                                 const DrawStyle& style = {});
 
+// The same for the features at `positions` only, in the order given (as a
+// spatial index answers for a window: drawing order).
+std::vector<Shape> layer_shapes(const Layer& layer, const geom::OutlineContext& context,
+                                const std::vector<size_t>& positions,
+                                const std::function<bool(const Feature&, size_t)>& pick = {},
+                                const DrawStyle& style = {});
+
 // The world box the canvas shows.
 Box visible_box(const Canvas& canvas);
 

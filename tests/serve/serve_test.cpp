@@ -208,8 +208,8 @@ TEST(Serve, SampleJobLayersTilesClicksAndDrillCheck)
     EXPECT_EQ(be32(16), 256);
     EXPECT_EQ(be32(20), 256);
     EXPECT_EQ(c.Get(tile.c_str())->body, t1->body);
-    // Tiles are cut from a larger picture: the one served is the picture the
-    // library draws of the tile's own square, -64..0 mm by 0..64 mm.
+    // The tile served is the picture the library draws of the tile's own
+    // square, -64..0 mm by 0..64 mm, by a host of its own.
     {
         const std::string lines = dir / "tile.jsonl";
         kesto::test::write_file(lines, R"({"func":"OPEN_JOB","paras":[{"path":")" + sample_root() +
@@ -355,4 +355,107 @@ TEST(Serve, PageInHeadlessChromium)
     fs::remove(shot);
     std::system((common + "--screenshot='" + shot + "' '" + url.str() + "' >/dev/null 2>&1").c_str());
     EXPECT_TRUE(fs::exists(shot) && fs::file_size(shot) > 1000) << shot;
+}
+
+namespace {
+
+// How many lines of `text` start with `head`.
+size_t lines_starting(const std::string& text, const std::string& head)
+{
+    std::istringstream in(text);
+    size_t n = 0;
+    for (std::string line; std::getline(in, line);) n += line.rfind(head, 0) == 0;
+    return n;
+}
+
+size_t occurrences(const std::string& text, const std::string& what)
+{
+    size_t n = 0;
+    for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
+    return n;
+}
+
+} // namespace
+
+// A box dragged on the page picks what lies in it; a layer exports as the
+// file a fab reads; files dropped onto the page open as a job of their own.
+TEST(Serve, BoxSelectExportAndDroppedFiles)
+{
+    TempDir dir;
+    const std::string job = sample_root() + "/sample_design";
+    Server server({sample_root()}, config_folder(dir));
+    ASSERT_GT(server.port(), 0);
+    auto c = server.client();
+    ASSERT_EQ(c.Post("/api/open", R"({"path":"sample_design"})", "application/json")->status, 200);
+    const std::string drill_file = kesto::test::read_file(job + "/steps/step/layers/drill/features");
+    const size_t holes = lines_starting(drill_file, "P "), slots = lines_starting(drill_file, "L ");
+
+    // The whole board's box holds every hole and slot of the drill file; a box
+    // beside the board (it spans x -167..0 mm) holds none.
+    const Json::Value all = json(c.Post("/api/click",
+        R"({"job":"sample_design","step":"step","layer":"drill","x":-200,"y":-20,"x2":20,"y2":200})",
+        "application/json")->body);
+    EXPECT_EQ(all["count"].asUInt(), holes + slots);
+    EXPECT_EQ(all["features"].size(), std::min<size_t>(holes + slots, 200));
+    const Json::Value none = json(c.Post("/api/click",
+        R"({"job":"sample_design","step":"step","layer":"drill","x":10,"y":10,"x2":30,"y2":30})",
+        "application/json")->body);
+    EXPECT_EQ(none["count"].asUInt(), 0u);
+
+    // Excellon of the drill layer: one hit line per hole of the file.
+    auto drl = c.Post("/api/export", R"({"format":"excellon","job":"sample_design","step":"step","layer":"drill"})",
+                      "application/json");
+    ASSERT_EQ(drl->status, 200) << drl->body;
+    EXPECT_NE(drl->get_header_value("Content-Disposition").find("drill.drl"), std::string::npos);
+    EXPECT_EQ(lines_starting(drl->body, "M48"), 1u);
+    size_t hits = 0;
+    std::istringstream rows(drl->body);
+    for (std::string line; std::getline(rows, line);) hits += (line[0] == 'X' || line[0] == 'Y') && line.find('G') == std::string::npos;
+    EXPECT_EQ(hits, holes);
+    // Gerber of a signal layer: a flash for every pad record of its file.
+    const std::string copper = kesto::test::read_file(job + "/steps/step/layers/layer-1/features");
+    auto gbr = c.Post("/api/export", R"({"format":"gerber","job":"sample_design","step":"step","layer":"layer-1"})",
+                      "application/json");
+    ASSERT_EQ(gbr->status, 200) << gbr->body;
+    EXPECT_EQ(occurrences(gbr->body, "D03*"), lines_starting(copper, "P "));
+    EXPECT_NE(gbr->body.find("M02*"), std::string::npos);
+    // A picture of the view: a PNG of the size asked.
+    auto png = c.Post("/api/export", R"({"format":"picture","job":"sample_design","step":"step","size":300,)"
+                                     R"("layers":["layer-1","drill"],"xmin":-100,"ymin":0,"xmax":0,"ymax":100})",
+                      "application/json");
+    ASSERT_EQ(png->status, 200) << png->body;
+    kesto::test::write_file(dir / "view.png", png->body);
+    EXPECT_EQ(png_pixels(dir / "view.png").size(), 300u * 300u);
+    EXPECT_EQ(c.Post("/api/export", R"({"format":"dxf","job":"sample_design","layer":"drill"})", "application/json")->status, 400);
+    EXPECT_EQ(c.Post("/api/export", R"({"format":"gerber","job":"sample_design","step":"step","layer":"none"})",
+                     "application/json")->status, 422);
+
+    // Dropped Gerber and Excellon files: a layer each, named as the file;
+    // a name with a path in it is kept to its last part, inside the server's
+    // own space. Every flash of the Gerber file is caught by a box round it.
+    const std::string pads = kesto::test::read_file(KESTO_TESTDATA "/gerber/pads/polygon.gbr");
+    httplib::MultipartFormDataItems dropped = {
+        {"files", pads, "polygon.gbr", "application/octet-stream"},
+        {"files", kesto::test::read_file(KESTO_TESTDATA "/gerber/drill/hit.drl"), "../../hit.drl", "application/octet-stream"},
+    };
+    auto up = c.Post("/api/upload", dropped);
+    ASSERT_TRUE(up);
+    ASSERT_EQ(up->status, 200) << up->body;
+    const Json::Value made = json(up->body);
+    std::vector<std::string> names;
+    for (const auto& l : made["layers"]) names.push_back(l["name"].asString());
+    EXPECT_EQ(names, (std::vector<std::string>{"hit.drl", "polygon.gbr"}));
+    const std::string made_job = made["job"].asString(), made_step = made["steps"][0].asString();
+    const Json::Value flashes = json(c.Post("/api/click", R"({"job":")" + made_job + R"(","step":")" + made_step +
+                                                              R"(","layer":"polygon.gbr","x":-1000,"y":-1000,"x2":1000,"y2":1000})",
+                                            "application/json")->body);
+    EXPECT_EQ(flashes["count"].asUInt(), occurrences(pads, "D03"));
+    EXPECT_EQ(c.Get(("/api/tile?job=" + made_job + "&step=" + made_step + "&layers=polygon.gbr&z=2&x=0&y=0").c_str())->status, 200);
+    // An ODB++ archive dropped alone opens as that job.
+    httplib::MultipartFormDataItems archive = {
+        {"files", kesto::test::read_file(KESTO_TESTDATA "/odb/sample_design.tgz"), "sample_design.tgz", "application/gzip"}};
+    auto tgz = c.Post("/api/upload", archive);
+    ASSERT_EQ(tgz->status, 200) << tgz->body;
+    EXPECT_EQ(json(tgz->body)["layers"].size(), matrix_layers(job).size());
+    EXPECT_EQ(c.Post("/api/upload", httplib::MultipartFormDataItems{})->status, 400);
 }

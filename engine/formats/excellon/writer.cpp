@@ -76,7 +76,10 @@ public:
         number = 1;
         for (const auto& [key, features] : tools) {
             out_ += "T" + std::to_string(number++) + "\n";
-            for (const Feature* f : *features) feature(*f);
+            for (const Feature* f : *features) {
+                feature(*f);
+                if (options_.written) options_.written->fetch_add(1, std::memory_order_relaxed);
+            }
         }
         out_ += "M30\n";
         out.swap(out_);

@@ -106,6 +106,7 @@ Contour polygon_contour(const std::vector<std::pair<double, double>>& points, bo
         area += p.first * q.second - q.first * p.second;
     }
     c.start = at(points[0].first, points[0].second);
+    c.segments.reserve(points.size());
     for (std::size_t i = 1; i < points.size(); ++i) c.segments.push_back(line_to(at(points[i].first, points[i].second)));
     if (c.segments.empty() || c.segments.back().end != c.start) c.segments.push_back(line_to(c.start));
     const bool clockwise = area < 0;
@@ -120,6 +121,7 @@ void reverse_contour(Contour& c)
     reversed.reserve(c.segments.size());
     Point from = c.start;
     std::vector<Point> starts;
+    starts.reserve(c.segments.size());
     for (auto& s : c.segments) {
         starts.push_back(from);
         from = s.end;

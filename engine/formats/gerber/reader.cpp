@@ -10,12 +10,15 @@
 #include "engine/geometry/outline.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <map>
 #include <memory>
 #include <sstream>
+#include <string_view>
 
 namespace kesto::gerber {
 
@@ -27,12 +30,29 @@ namespace {
 
 // The whole number that starts `text` (digits only), held to 1e9 so that a
 // long run of digits never overflows.
-int capped_integer(const char* text)
+int capped_integer(std::string_view text)
 {
     long long v = 0;
-    for (; *text >= '0' && *text <= '9'; ++text) v = std::min<long long>(v * 10 + (*text - '0'), 1000000000);
+    for (std::size_t i = 0; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i)
+        v = std::min<long long>(v * 10 + (text[i] - '0'), 1000000000);
     return int(v);
 }
+
+// A decimal number of the characters given, read without the locale.
+double plain_decimal(std::string_view s)
+{
+    if (!s.empty() && s[0] == '+') s.remove_prefix(1);
+    double v = 0;
+    std::from_chars(s.data(), s.data() + s.size(), v);
+    return v;
+}
+
+// Flashes and strokes of one aperture mostly come at one scale and unit:
+// the last symbol made is kept beside the table of all of them.
+struct LastSymbol {
+    double scale = std::nan(""), unit = 0;
+    int symbol = -1;
+};
 
 enum class Interpolation { Linear, Clockwise, CounterClockwise };
 
@@ -46,6 +66,11 @@ struct Aperture {
     std::shared_ptr<Layer> block;
     Attributes attributes;          // the aperture dictionary when it was defined
     std::map<std::pair<double, double>, int> symbols; // (scale, unit) -> symbol index
+    LastSymbol last_line, last_flash;
+    // The attribute set of its objects, valid while the object dictionary
+    // is at this generation (0: none yet).
+    std::uint64_t set_generation = 0;
+    std::uint32_t set = 0;
 };
 
 // An aperture block or a step-and-repeat being recorded.
@@ -59,10 +84,10 @@ struct Frame {
 
 bool digit(char c) { return c >= '0' && c <= '9'; }
 
-std::string trim(const std::string& s)
+std::string_view trim(std::string_view s)
 {
     const std::size_t a = s.find_first_not_of(" \t\r\n");
-    if (a == std::string::npos) return {};
+    if (a == std::string_view::npos) return {};
     const std::size_t b = s.find_last_not_of(" \t\r\n");
     return s.substr(a, b - a + 1);
 }
@@ -87,7 +112,12 @@ public:
     {
         if (!options_.aperture_list.empty()) read_aperture_list();
         const std::size_t n = text_.size();
+        // Room for the features a file of this size usually holds (one in
+        // 25 to 30 bytes), so the list is not copied as it grows.
+        builder_.layer.features.reserve(builder_.layer.features.size() + n / 40);
+        std::size_t reported = 0;
         while (pos_ < n && !ended_) {
+            if (options_.read && pos_ - reported > (1u << 16)) options_.read->store(static_cast<long long>(reported = pos_));
             const char c = text_[pos_];
             if (c == '\n') {
                 ++line_;
@@ -100,6 +130,7 @@ public:
                 word();
             }
         }
+        if (options_.read) options_.read->store(static_cast<long long>(n));
         if (!ended_) warn(0, "the file ends without M02");
         while (!frames_.empty()) {
             if (frames_.back().block) error(line_, "aperture block not closed by %AB*%"); // a step and repeat ends with the file
@@ -171,9 +202,9 @@ private:
             ++pos_;
         }
         if (pos_ < text_.size() && text_[pos_] == '.') {
-            const double v = std::strtod(std::string(text_, start, 40).c_str(), nullptr);
             ++pos_;
             while (pos_ < text_.size() && digit(text_[pos_])) ++pos_;
+            const double v = plain_decimal(std::string_view(text_).substr(start, std::min<std::size_t>(pos_ - start, 40)));
             return coordinate(v * decimal_scale_, out);
         }
         if (digits == 0 || digits > 18) {
@@ -193,7 +224,10 @@ private:
             error(line_, "coordinate beyond 10 m");
             return false;
         }
-        out = Coord(std::llround(nm));
+        // llround's rounding (halves away from zero), inline; the fraction is exact.
+        out = Coord(nm);
+        const double fraction = nm - double(out);
+        out += fraction >= 0.5 ? 1 : fraction <= -0.5 ? -1 : 0;
         return true;
     }
 
@@ -313,8 +347,9 @@ private:
     {
         const std::size_t start = pos_;
         skip_word();
-        std::string text = trim(text_.substr(start, pos_ - start - (pos_ > start && text_[pos_ - 1] == '*' ? 1 : 0)));
-        if (text.rfind("#@!", 0) != 0) return;
+        std::string_view text =
+            trim(std::string_view(text_).substr(start, pos_ - start - (pos_ > start && text_[pos_ - 1] == '*' ? 1 : 0)));
+        if (text.substr(0, 3) != "#@!") return;
         text = trim(text.substr(3));
         if (text.size() >= 2 && text[0] == 'T' && (text[1] == 'F' || text[1] == 'A' || text[1] == 'O' || text[1] == 'D'))
             parameter(text, line);
@@ -350,7 +385,8 @@ private:
 
     void select_aperture(int d, int line)
     {
-        if (apertures_.find(d) == apertures_.end()) {
+        selected_ = find_aperture(d);
+        if (!selected_) {
             error(line, "aperture D" + std::to_string(d) + " used but not defined");
             aperture_ = -1;
             return;
@@ -358,21 +394,40 @@ private:
         aperture_ = d;
     }
 
+    static constexpr int kFlatApertures = 10000;
+
+    Aperture* find_aperture(int d)
+    {
+        if (d >= 0 && d < int(flat_apertures_.size())) return flat_apertures_[std::size_t(d)];
+        if (d < kFlatApertures) return nullptr;
+        auto it = apertures_.find(d);
+        return it == apertures_.end() ? nullptr : &it->second;
+    }
+
+    void define_aperture(int d, Aperture&& a)
+    {
+        Aperture& stored = apertures_[d] = std::move(a);
+        if (d < 0 || d >= kFlatApertures) return;
+        if (d >= int(flat_apertures_.size())) flat_apertures_.resize(std::size_t(d) + 1, nullptr);
+        flat_apertures_[std::size_t(d)] = &stored;
+    }
+
     // ------------------------------------------------------------ operations
     Layer& sink() { return frames_.empty() ? builder_.layer : frames_.back().layer; }
 
-    std::uint32_t attributes_for(const Aperture* aperture)
+    std::uint32_t attributes_for(Aperture* aperture)
     {
-        if (!attributes_dirty_ && aperture == attributes_aperture_) return attributes_set_;
+        std::uint64_t& generation = aperture ? aperture->set_generation : region_set_generation_;
+        std::uint32_t& set = aperture ? aperture->set : region_set_;
+        if (generation == dictionary_generation_) return set;
         Attributes all = aperture ? aperture->attributes : aperture_dictionary_;
         for (auto& a : object_dictionary_) all.push_back(a);
-        attributes_set_ = builder_.attribute_set(all);
-        attributes_aperture_ = aperture;
-        attributes_dirty_ = false;
-        return attributes_set_;
+        set = builder_.attribute_set(all);
+        generation = dictionary_generation_;
+        return set;
     }
 
-    void add(Feature f, const Aperture* aperture)
+    void add(Feature f, Aperture* aperture)
     {
         f.polarity = dark_ ? Polarity::Positive : Polarity::Negative;
         f.attributes = attributes_for(aperture);
@@ -390,11 +445,11 @@ private:
 
     Aperture* current_aperture(int line, const char* what)
     {
-        if (aperture_ < 0) {
+        if (aperture_ < 0 || !selected_) {
             error(line, std::string(what) + " with no aperture selected");
             return nullptr;
         }
-        return &apertures_[aperture_];
+        return selected_;
     }
 
     void interpolate(const Point& target, Coord i, Coord j, int line)
@@ -434,9 +489,11 @@ private:
 
     int line_symbol(Aperture& a)
     {
+        if (a.last_line.scale == scale_factor_ && a.last_line.unit == unit_) return a.last_line.symbol;
         const double d = a.parameters.empty() ? 0 : a.parameters[0];
         auto [it, added] = a.symbols.emplace(std::make_pair(-scale_factor_, unit_), 0);
         if (added) it->second = builder_.symbol(formats::round_symbol(d * unit_ * scale_factor_));
+        a.last_line = {scale_factor_, unit_, it->second};
         return it->second;
     }
 
@@ -451,9 +508,9 @@ private:
         }
         const double x0 = double(current_.x), y0 = double(current_.y);
         const double x1 = double(target.x), y1 = double(target.y);
-        std::vector<std::pair<double, double>> corners = {
+        const std::array<std::pair<double, double>, 8> corners = {{
             {x0 - w, y0 - h}, {x0 + w, y0 - h}, {x0 + w, y0 + h}, {x0 - w, y0 + h},
-            {x1 - w, y1 - h}, {x1 + w, y1 - h}, {x1 + w, y1 + h}, {x1 - w, y1 + h}};
+            {x1 - w, y1 - h}, {x1 + w, y1 - h}, {x1 + w, y1 + h}, {x1 - w, y1 + h}}};
         Feature f;
         f.kind = FeatureKind::Surface;
         f.body = std::uint32_t(sink().surfaces.size());
@@ -461,26 +518,28 @@ private:
         add(f, &a);
     }
 
-    static std::vector<std::pair<double, double>> hull(std::vector<std::pair<double, double>> p)
+    // The convex hull, counter-clockwise from the lowest-left corner (a
+    // monotone chain); on the stack, as it runs once a stroke.
+    static std::vector<std::pair<double, double>> hull(std::array<std::pair<double, double>, 8> corners)
     {
-        std::sort(p.begin(), p.end());
-        p.erase(std::unique(p.begin(), p.end()), p.end());
-        if (p.size() < 3) return p;
-        std::vector<std::pair<double, double>> h(2 * p.size());
+        std::sort(corners.begin(), corners.end());
+        const std::size_t n = std::size_t(std::unique(corners.begin(), corners.end()) - corners.begin());
+        if (n < 3) return std::vector<std::pair<double, double>>(corners.begin(), corners.begin() + std::ptrdiff_t(n));
+        const auto& p = corners;
+        std::array<std::pair<double, double>, 16> h;
         std::size_t k = 0;
         auto cross = [](auto& o, auto& a, auto& b) {
             return (a.first - o.first) * (b.second - o.second) - (a.second - o.second) * (b.first - o.first);
         };
-        for (std::size_t i = 0; i < p.size(); ++i) {
+        for (std::size_t i = 0; i < n; ++i) {
             while (k >= 2 && cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
             h[k++] = p[i];
         }
-        for (std::size_t i = p.size() - 1, t = k + 1; i > 0; --i) {
+        for (std::size_t i = n - 1, t = k + 1; i > 0; --i) {
             while (k >= t && cross(h[k - 2], h[k - 1], p[i - 1]) <= 0) --k;
             h[k++] = p[i - 1];
         }
-        h.resize(k - 1);
-        return h;
+        return std::vector<std::pair<double, double>>(h.begin(), h.begin() + std::ptrdiff_t(k - 1));
     }
 
     bool arc_centre(const Point& target, Coord i, Coord j, bool cw, Point& centre, int line)
@@ -558,6 +617,14 @@ private:
     }
 
     int flash_symbol(Aperture& a, int line)
+    {
+        if (a.last_flash.scale == scale_factor_ && a.last_flash.unit == unit_) return a.last_flash.symbol;
+        const int symbol = make_flash_symbol(a, line);
+        if (symbol >= 0) a.last_flash = {scale_factor_, unit_, symbol};
+        return symbol;
+    }
+
+    int make_flash_symbol(Aperture& a, int line)
     {
         auto [it, added] = a.symbols.emplace(std::make_pair(scale_factor_, unit_), -1);
         if (!added) return it->second;
@@ -707,32 +774,38 @@ private:
             pos_ = text_.size();
             return;
         }
-        const std::string block = text_.substr(pos_ + 1, end - pos_ - 1);
+        const std::string_view block = std::string_view(text_).substr(pos_ + 1, end - pos_ - 1);
+        const bool broken = block.find_first_of("\r\n") != std::string_view::npos;
         for (char c : block)
             if (c == '\n') ++line_;
         pos_ = end + 1;
-        const std::string head = trim(block).substr(0, 2);
+        const std::string_view head = trim(block).substr(0, 2);
         if (head == "AM") {
-            const std::string body = trim(block).substr(2);
+            const std::string_view body = trim(block).substr(2);
             const std::size_t star = body.find('*');
-            const std::string name = trim(body.substr(0, star));
+            const std::string name(trim(body.substr(0, star)));
             Macro m;
             std::string why;
-            if (name.empty() || star == std::string::npos) error(line, "macro definition without a name");
-            else if (!parse_macro(name, body.substr(star + 1), m, why)) error(line, why);
+            if (name.empty() || star == std::string_view::npos) error(line, "macro definition without a name");
+            else if (!parse_macro(name, std::string(body.substr(star + 1)), m, why)) error(line, why);
             else macros_[name] = std::move(m);
             return;
         }
         std::size_t from = 0;
+        std::string joined;
         while (from < block.size()) {
             std::size_t star = block.find('*', from);
-            if (star == std::string::npos) {
+            if (star == std::string_view::npos) {
                 if (!trim(block.substr(from)).empty()) error(line, "command in '%' block not ended by '*'");
                 star = block.size();
             }
-            std::string command;
-            for (std::size_t k = from; k < star; ++k)
-                if (block[k] != '\n' && block[k] != '\r') command += block[k];
+            std::string_view command = block.substr(from, star - from);
+            if (broken) { // a command split over lines reads as if on one
+                joined.clear();
+                for (char c : command)
+                    if (c != '\n' && c != '\r') joined += c;
+                command = joined;
+            }
             from = star + 1;
             if (!trim(command).empty()) parameter(trim(command), line);
         }
@@ -740,7 +813,7 @@ private:
 
     // A plain decimal number ("-1.25", ".5"); strtod alone would also take
     // hexadecimal ("0X0.25" is a zero and a separator here) and "inf".
-    static bool read_number(const std::string& s, std::size_t& i, double& v)
+    static bool read_number(std::string_view s, std::size_t& i, double& v)
     {
         std::size_t j = i;
         if (j < s.size() && (s[j] == '+' || s[j] == '-')) ++j;
@@ -749,14 +822,18 @@ private:
         if (j < s.size() && s[j] == '.') ++j;
         while (j < s.size() && digit(s[j])) ++j;
         if (j == digits || (j == digits + 1 && s[digits] == '.')) return false;
-        v = std::strtod(s.substr(i, j - i).c_str(), nullptr);
+        v = plain_decimal(s.substr(i, j - i));
         i = j;
         return true;
     }
 
-    void parameter(const std::string& c, int line)
+    void parameter(std::string_view command, int line)
     {
-        const std::string code = c.substr(0, 2);
+        const std::string_view code = command.substr(0, 2);
+        // Attributes, the most frequent command, are read without copies.
+        if (code == "TA" || code == "TO") return attribute(code, command.substr(2), line);
+        const std::string c(command);
+        const std::string code_text(code);
         const std::string rest = c.size() > 2 ? c.substr(2) : std::string();
         if (code == "FS") format_statement(rest, line);
         else if (code == "MO") {
@@ -786,7 +863,7 @@ private:
             (code == "LR" ? rotation_ : scale_factor_) = v;
         } else if (code == "SR") step_repeat(rest, line);
         else if (code == "AB") aperture_block(rest, line);
-        else if (code == "TF" || code == "TA" || code == "TO") attribute(code, rest, line);
+        else if (code == "TF") attribute(code, rest, line);
         else if (code == "TD") {
             const std::string name = model_attribute_name(rest);
             auto drop = [&](Attributes& d) {
@@ -795,7 +872,7 @@ private:
             };
             drop(aperture_dictionary_);
             drop(object_dictionary_);
-            attributes_dirty_ = true;
+            ++dictionary_generation_;
         } else if (code == "IP") {
             if (rest == "NEG" || rest == "POS") {
                 negative_image_ = rest == "NEG";
@@ -838,7 +915,7 @@ private:
         } else if (code == "IN" || code == "LN") {
             builder_.layer.attributes[code == "IN" ? ".image_name" : ".layer_name"] = rest;
         } else if (code == "IJ" || code == "IO" || code == "KO" || code == "PF" || code == "SM") {
-            warn(line, "obsolete command %" + code + " ignored");
+            warn(line, "obsolete command %" + code_text + " ignored");
         } else if (!c.empty() && c[0] == 'G') {
             std::size_t i = 1;
             double g = 0;
@@ -938,7 +1015,7 @@ private:
             return;
         }
         if (d < 10) warn(line, "aperture number D" + std::to_string(d) + " below 10");
-        apertures_[d] = std::move(a);
+        define_aperture(d, std::move(a));
     }
 
     void step_repeat(const std::string& s, int line)
@@ -1008,7 +1085,7 @@ private:
             Aperture a;
             a.shape = 'B';
             a.block = std::make_shared<Layer>(std::move(f.layer));
-            apertures_[f.dcode] = std::move(a);
+            define_aperture(f.dcode, std::move(a));
             return;
         }
         // A hostile file must not make the repeat exhaust memory.
@@ -1029,13 +1106,14 @@ private:
             }
     }
 
-    void attribute(const std::string& code, const std::string& s, int line)
+    void attribute(std::string_view code, std::string_view s, int line)
     {
         const std::size_t comma = s.find(',');
-        const std::string name = model_attribute_name(s.substr(0, comma));
-        const std::string value = comma == std::string::npos ? std::string() : model_attribute_value(s.substr(comma + 1));
+        const std::string name = model_attribute_name(std::string(s.substr(0, comma)));
+        const std::string value =
+            comma == std::string_view::npos ? std::string() : model_attribute_value(std::string(s.substr(comma + 1)));
         if (name.empty()) {
-            error(line, "attribute without a name: %" + code + s);
+            error(line, "attribute without a name: %" + std::string(code) + std::string(s));
             return;
         }
         if (code == "TF") {
@@ -1046,11 +1124,11 @@ private:
         for (auto& a : d)
             if (a.first == name) {
                 a.second = value;
-                attributes_dirty_ = true;
+                ++dictionary_generation_;
                 return;
             }
         d.push_back({name, value});
-        attributes_dirty_ = true;
+        ++dictionary_generation_;
     }
 
     void read_aperture_list()
@@ -1076,7 +1154,7 @@ private:
                 continue;
             }
             if (a.shape != 'C' && a.parameters.size() == 1) a.parameters.push_back(a.parameters[0]);
-            apertures_[capped_integer(d.c_str() + 1)] = std::move(a);
+            define_aperture(capped_integer(std::string_view(d).substr(1)), std::move(a));
         }
     }
 
@@ -1145,7 +1223,11 @@ private:
     int last_operation_ = 0;
     Point current_;
     int aperture_ = -1;
+    // Apertures by D code; the low codes files use also in a flat table, so
+    // that a change of aperture is one index. Map nodes never move.
     std::map<int, Aperture> apertures_;
+    std::vector<Aperture*> flat_apertures_;
+    Aperture* selected_ = nullptr;
     std::map<std::string, Macro> macros_;
 
     bool dark_ = true;
@@ -1158,9 +1240,9 @@ private:
     std::vector<Frame> frames_;
 
     Attributes aperture_dictionary_, object_dictionary_;
-    bool attributes_dirty_ = true;
-    const Aperture* attributes_aperture_ = nullptr;
-    std::uint32_t attributes_set_ = 0;
+    std::uint64_t dictionary_generation_ = 1; // counts changes of the attribute dictionaries
+    std::uint64_t region_set_generation_ = 0;
+    std::uint32_t region_set_ = 0;
 
     bool image_mirror_x_ = false, image_mirror_y_ = false, swap_axes_ = false;
     bool negative_image_ = false;

@@ -696,6 +696,7 @@ private:
     {
         std::size_t skipped_texts = 0;
         for (const Feature& f : layer.features) {
+            if (depth == 0 && options_.written) options_.written->fetch_add(1, std::memory_order_relaxed);
             const Split attrs = split_attributes(layer, f);
             switch (f.kind) {
             case FeatureKind::Pad: {

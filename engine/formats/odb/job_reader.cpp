@@ -1,5 +1,6 @@
 #include "engine/formats/odb/job_io.h"
 #include "engine/model/text.h"
+#include "engine/api/progress.h"
 
 #include "engine/formats/odb/structured.h"
 #include "engine/formats/odb/symbols.h"
@@ -72,9 +73,16 @@ bool read_entry_data(archive* a, std::string& bytes, std::string& error)
 
 // `location` names the archive in messages; `memory`, when given, holds its
 // bytes, else it is read from the file.
-bool walk_archive(const std::string& location, const FileSink& sink, std::string& error,
-                  const std::string* memory = nullptr)
+bool walk_archive(const std::string& location, const FileSink& sink, std::string& error, const std::string* memory,
+                  KESTO::COMMON::progress_value<long long>* progress)
 {
+    if (memory) {
+        progress->total = static_cast<long long>(memory->size());
+    } else {
+        boost::system::error_code size_error;
+        const auto size = fs::file_size(location, size_error);
+        progress->total = size_error ? 0 : static_cast<long long>(size);
+    }
     ArchivePtr a(archive_read_new(), archive_read_free);
     archive_read_support_filter_all(a.get());
     archive_read_support_format_all(a.get());
@@ -123,13 +131,18 @@ bool walk_archive(const std::string& location, const FileSink& sink, std::string
             return false;
         }
         if (!sink(path.substr(root.size()), std::move(bytes))) return false;
+        progress->done = std::min<long long>(archive_filter_bytes(a.get(), -1), progress->total);
     }
 }
 
-bool walk_directory(const std::string& location, const FileSink& sink, std::string& error)
+bool walk_directory(const std::string& location, const FileSink& sink, std::string& error,
+                    KESTO::COMMON::progress_value<long long>* progress)
 {
     boost::system::error_code ec;
     const fs::path root(location);
+    boost::system::error_code counting;
+    for (fs::recursive_directory_iterator count(root, counting), end; !counting && count != end; count.increment(counting))
+        if (fs::is_regular_file(count->symlink_status())) ++progress->total;
     fs::recursive_directory_iterator it(root, ec), end;
     if (ec) {
         error = "cannot read the job folder: " + ec.message();
@@ -155,6 +168,7 @@ bool walk_directory(const std::string& location, const FileSink& sink, std::stri
         }
         std::string relative = it->path().lexically_relative(root).generic_string();
         if (!sink(relative, std::move(bytes))) return false;
+        ++progress->done;
     }
     return true;
 }
@@ -542,7 +556,10 @@ bool read_job(const std::string& location, Job& job, std::string& error)
         error = location + ": no such job";
         return false;
     }
-    const bool walked = is_archive(location) ? walk_archive(location, sink, error) : walk_directory(location, sink, error);
+    // The host's bar follows the archive's bytes, or a folder's files.
+    KESTO::COMMON::progress_value<long long> progress;
+    const bool walked = is_archive(location) ? walk_archive(location, sink, error, nullptr, &progress)
+                                             : walk_directory(location, sink, error, &progress);
     if (!walked) {
         if (!file_error.empty()) error = file_error;
         return false;
@@ -557,7 +574,8 @@ bool read_job_archive(const std::string& bytes, Job& job, std::string& error)
     const FileSink sink = [&](const std::string& path, std::string&& data) {
         return reader.file(path, std::move(data), file_error);
     };
-    if (!walk_archive("stored archive", sink, error, &bytes)) {
+    KESTO::COMMON::progress_value<long long> progress;
+    if (!walk_archive("stored archive", sink, error, &bytes, &progress)) {
         if (!file_error.empty()) error = file_error;
         return false;
     }

@@ -1,5 +1,6 @@
 #include "engine/formats/odb/job_io.h"
 #include "engine/model/text.h"
+#include "engine/api/progress.h"
 
 #include "engine/formats/odb/structured.h"
 #include "engine/formats/odb/symbols.h"
@@ -260,6 +261,9 @@ bool write_files(const Job& job, const std::function<bool(const std::string&, co
         if (!put(path, path == "misc/userattr" ? bytes + (bytes.empty() || bytes.back() == '\n' ? "" : "\n") + added_defs : bytes))
             return false;
     if (!added_defs.empty() && !job.files.count("misc/userattr") && !put("misc/userattr", added_defs)) return false;
+    // The host's bar counts layers written, the slow part of a large job.
+    KESTO::COMMON::progress_value<int> progress;
+    for (const auto& [name, step] : job.steps) progress.total += int(step.layers.size());
     for (const auto& [name, step] : job.steps) {
         if (name.empty()) continue;
         const std::string dir = "steps/" + name + "/";
@@ -270,6 +274,7 @@ bool write_files(const Job& job, const std::function<bool(const std::string&, co
         for (const auto& [path, bytes] : step.files)
             if (!put(dir + path, bytes)) return false;
         for (const auto& [lname, layer] : step.layers) {
+            ++progress.done;
             if (lname.empty()) continue;
             const std::string ldir = dir + "layers/" + lname + "/";
             if (!put(ldir + "features", write_features_file(layer, texts, options)) ||
