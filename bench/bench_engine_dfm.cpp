@@ -67,6 +67,30 @@ void BM_TeardropsOnSampleCopper(benchmark::State& state)
 BENCHMARK(BM_TeardropsOnSampleCopper)->Unit(benchmark::kMillisecond)->UseRealTime()->Repetitions(5)->Iterations(1)
     ->ReportAggregatesOnly(true);
 
+void BM_NfpRemovalOnSampleInnerLayers(benchmark::State& state)
+{
+    const Sample* sample = open_sample();
+    if (!sample) {
+        state.SkipWithError("the sample job cannot be read");
+        return;
+    }
+    KESTO::API::NFP_removal_DFM_op_params p;
+    p.isolated = p.drill_over = p.duplicate = p.covered = true;
+    std::size_t removed = 0;
+    for (auto _ : state) {
+        std::map<KESTO::API::NFP_removal_DFM_op_items, KESTO::API::NFP_removal_DFM_op_result> result;
+        KESTO::API::NFP_removal_DFM_op("dfm_bench_sample", sample->step, sample->inner, p, result, nullptr);
+        state.PauseTiming();
+        removed = 0;
+        for (const auto& [item, r] : result) removed += r.counts[0] + r.counts[1] + r.counts[2];
+        store::undo(*store::find_job("dfm_bench_sample"), sample->step);
+        state.ResumeTiming();
+    }
+    state.counters["removed"] = double(removed);
+}
+BENCHMARK(BM_NfpRemovalOnSampleInnerLayers)->Unit(benchmark::kMillisecond)->UseRealTime()->Repetitions(5)
+    ->Iterations(1)->ReportAggregatesOnly(true);
+
 } // namespace
 
 BENCHMARK_MAIN();

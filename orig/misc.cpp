@@ -12,7 +12,6 @@ KESTO_PENDING(filter_by_mode)
 KESTO_PENDING(set_layer_checklist)
 KESTO_PENDING(construct_pads)
 KESTO_PENDING(auto_move_drill_pad)
-KESTO_PENDING(teardrop_attribute_classfy)
 
 using namespace kesto::adaptor;
 

@@ -84,3 +84,17 @@ bool NFP_removal_DFM_op(const std::string& job, const std::string& step, const s
 
 } // namespace API
 } // namespace KESTO
+
+namespace KESTO {
+namespace API {
+
+// Marks teardrop-shaped surfaces of the layers (made by this engine or by a
+// design tool) with the teardrop attribute, so a teardrop run's
+// delete_old_teardrops finds them: a positive surface that touches a pad and
+// a line ending in that pad and stays within the pad's diameter of the pad's
+// edge. Per layer, how many were marked; one undoable edit.
+bool teardrop_attribute_classify(const std::string& job, const std::string& step,
+                                 const std::vector<std::string>& layers, std::map<std::string, int>& marked);
+
+} // namespace API
+} // namespace KESTO

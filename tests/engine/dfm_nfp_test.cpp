@@ -4,9 +4,14 @@
 
 #include "engine/api/dfm_ops.h"
 #include "engine/drc/feature_shapes.h"
+#include "engine/formats/odb/job_io.h"
+#include "engine/geometry/outline.h"
 #include "engine/store/store.h"
 
 #include <gtest/gtest.h>
+
+#include <iostream>
+#include <set>
 
 using namespace kesto;
 using kesto::test::JobBuilder;
@@ -133,4 +138,80 @@ TEST(DfmNfpRemoval, RemovesEachKindOnInnerLayersOnly)
     // B, and D: with drilled-over pads not asked for, D is an isolated pad too.
     EXPECT_EQ(marked, (std::vector<double>{5000, 15000}));
     store::remove_job("nfp_board");
+}
+
+// On the sample job's inner layers: the isolated lands the operation finds
+// are those a brute-force search finds, for every land no negative feature
+// comes near (there the copper left needs the booleans the search avoids).
+TEST(DfmNfpRemoval, SampleIsolatedLandsMatchABruteForceSearch)
+{
+    Job job;
+    std::string error;
+    ASSERT_TRUE(odb::read_job(std::string(KESTO_TESTDATA) + "/odb/sample_design.tgz", job, error)) << error;
+    job.name = "nfp_sample";
+    const std::string step_name = job.steps.begin()->first;
+    Job& held = store::add_job(std::move(job));
+    Step& step = held.steps[step_name];
+    const geom::OutlineContext ctx = geom::context_of(held);
+    std::vector<Point> hole_centres;
+    for (const MatrixRow& row : held.rows)
+        if (drc::iequals(row.type, "DRILL"))
+            for (const Feature& f : step.layers[row.name].features)
+                if (f.kind == FeatureKind::Pad) hole_centres.push_back(f.a);
+    ASSERT_FALSE(hole_centres.empty());
+
+    const std::vector<std::string> inner{"layer-2", "layer-3", "layer-4", "layer-5", "layer-6", "layer-7"};
+    std::map<std::string, std::set<std::uint32_t>> expected, clean;
+    for (const std::string& name : inner) {
+        const Layer& l = step.layers[name];
+        std::vector<Box> boxes;
+        for (const Feature& f : l.features) boxes.push_back(geom::feature_box(l, f, ctx));
+        auto near = [&](std::size_t a, std::size_t b, Coord reach) {
+            return boxes[a].xmin - reach <= boxes[b].xmax && boxes[b].xmin - reach <= boxes[a].xmax &&
+                   boxes[a].ymin - reach <= boxes[b].ymax && boxes[b].ymin - reach <= boxes[a].ymax;
+        };
+        for (std::uint32_t i = 0; i < l.features.size(); ++i) {
+            const Feature& f = l.features[i];
+            if (f.kind != FeatureKind::Pad || f.polarity != Polarity::Positive) continue;
+            const geom::Paths pad = geom::feature_outline(l, f, ctx);
+            bool drilled = false;
+            for (Point c : hole_centres)
+                if (c.x >= boxes[i].xmin && c.x <= boxes[i].xmax && c.y >= boxes[i].ymin && c.y <= boxes[i].ymax &&
+                    geom::locate({c.x, c.y}, pad) != geom::Where::Outside)
+                    drilled = true;
+            if (!drilled) continue;
+            bool touched = false, negative_near = false;
+            for (std::uint32_t j = 0; j < l.features.size(); ++j) {
+                if (j == i || !near(i, j, 1000)) continue;
+                if (l.features[j].polarity == Polarity::Negative) {
+                    negative_near = true;
+                    continue;
+                }
+                if (geom::outline_distance(pad, geom::feature_outline(l, l.features[j], ctx)).distance <= 1000) touched = true;
+            }
+            if (negative_near) continue;
+            clean[name].insert(i);
+            if (!touched) expected[name].insert(i);
+        }
+    }
+
+    api::NFP_removal_DFM_op_params p;
+    p.isolated = p.npth = p.pth_pressfit = p.via_laser = p.via_photo = true;
+    p.remove_mark_NFP = true; // keep the features where they are, marked
+    std::map<api::NFP_removal_DFM_op_items, api::NFP_removal_DFM_op_result> r;
+    ASSERT_TRUE(api::NFP_removal_DFM_op("nfp_sample", step_name, inner, p, r, nullptr));
+    std::size_t expected_total = 0, found_total = 0;
+    for (const std::string& name : inner) {
+        const Layer& l = step.layers[name];
+        std::set<std::uint32_t> found;
+        for (std::uint32_t i = 0; i < l.features.size(); ++i)
+            if (clean[name].count(i) && drc::attribute(l, l.features[i], ".nfp")) found.insert(i);
+        EXPECT_EQ(found, expected[name]) << name;
+        expected_total += expected[name].size();
+        found_total += found.size();
+    }
+    EXPECT_GT(expected_total, 0u);
+    std::cout << "isolated lands on the sample's inner layers: " << found_total << " (brute force " << expected_total
+              << ")\n";
+    store::remove_job("nfp_sample");
 }

@@ -306,3 +306,51 @@ TEST(DfmTeardropRun, DrillSpacingAndUndrilledPads)
     EXPECT_EQ(teardrops(layer).size(), 2u);
     store::remove_job("tear_drill");
 }
+
+TEST(DfmTeardropClassify, TeardropsDrawnElsewhereAreMarkedAndThenReplaced)
+{
+    JobBuilder b("tear_classify");
+    Layer& top = b.layer("top", "SIGNAL");
+    b.layer("bot", "SIGNAL");
+    Layer& drill = b.layer("drill", "DRILL", "top", "bot");
+    const int r600 = JobBuilder::round(top, 600), r150 = JobBuilder::round(top, 150);
+    JobBuilder::pad(drill, JobBuilder::round(drill, 300), 0, 0);
+    JobBuilder::pad(top, r600, 0, 0);
+    JobBuilder::line(top, r150, 0, 0, 3000, 0);
+    // A design tool's teardrop at the origin (the shape worked out above),
+    // not marked.
+    top.surfaces.push_back(*dfm::straight_teardrop(site_600_150(), um(450)));
+    Feature tear;
+    tear.kind = FeatureKind::Surface;
+    tear.body = std::uint32_t(top.surfaces.size() - 1);
+    top.features.push_back(tear);
+    // A 10 mm plane holding a pad with a line ending in it: not a teardrop.
+    JobBuilder::pad(top, r600, 20000, 0);
+    JobBuilder::line(top, r150, 20000, 0, 23000, 0);
+    Contour plane;
+    plane.start = {um(15000), um(-5000)};
+    for (auto [x, y] : {std::pair{25000, -5000}, {25000, 5000}, {15000, 5000}, {15000, -5000}})
+        plane.segments.push_back({{um(x), um(y)}, {}, false, false});
+    top.surfaces.push_back({{plane}});
+    Feature pf;
+    pf.kind = FeatureKind::Surface;
+    pf.body = std::uint32_t(top.surfaces.size() - 1);
+    top.features.push_back(pf);
+    store::add_job(std::move(b.job));
+    Layer& layer = store::find_job("tear_classify")->steps["pcb"].layers["top"];
+
+    std::map<std::string, int> marked;
+    ASSERT_TRUE(api::teardrop_attribute_classify("tear_classify", "pcb", {"top"}, marked));
+    EXPECT_EQ(marked["top"], 1);
+    EXPECT_EQ(teardrops(layer), (std::vector<std::size_t>{3}));
+    // A run that deletes old teardrops replaces it with its own, full size.
+    api::teardrop_create_DFM_op_params p;
+    p.drilled_pads = true;
+    p.delete_old_teardrops = 1;
+    const auto r = run("tear_classify", p);
+    EXPECT_EQ(count(r, api::TeardropFull), 1u);
+    const auto now = teardrops(layer);
+    ASSERT_EQ(now.size(), 1u);
+    EXPECT_NEAR(geom::area(geom::surface_outline(layer.surfaces[layer.features[now[0]].body])) / 1e6, 146141.7, 1.0);
+    store::remove_job("tear_classify");
+}
