@@ -8,7 +8,6 @@
 
 // Not built yet: these answer the error text.
 KESTO_PENDING(set_layer_checklist)
-KESTO_PENDING(teardrop_attribute_classfy)
 
 using namespace kesto::adaptor;
 

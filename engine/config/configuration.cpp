@@ -3,6 +3,7 @@
 #include <glog/logging.h>
 #include <json/json.h>
 
+#include <filesystem>
 #include <fstream>
 #include <list>
 #include <sstream>
@@ -59,6 +60,9 @@ bool configuration::load(const std::string& path)
     resource_path_ = text_of("resource_path", "");
     jobdb_folder_ = text_of("jobdb_folder", "./jobdb");
     jobdb_connection_ = text_of("jobdb_connection", "");
+    std::error_code ec;
+    const std::filesystem::path where = std::filesystem::absolute(path, ec).parent_path();
+    folder_ = ec ? std::string(".") : where.string();
     loaded = true;
     defaults_only = false;
     ready = log_path_handed_out_;

@@ -22,6 +22,9 @@ public:
     // SQLite file in the folder.
     const std::string& jobdb_folder() const { return jobdb_folder_; }
     const std::string& jobdb_connection() const { return jobdb_connection_; }
+    // The folder of the configuration file last loaded (absolute), where the
+    // engine keeps settings of its own; empty before any load.
+    const std::string& folder() const { return folder_; }
 
     // The byte flags hosts read directly; their order is part of the interface.
     bool loaded = false;          // the last load succeeded
@@ -37,6 +40,7 @@ private:
     std::string resource_path_;
     std::string jobdb_folder_ = "./jobdb";
     std::string jobdb_connection_;
+    std::string folder_;
     char* pass_;
     char* error_;
     bool log_path_handed_out_ = false;
