@@ -112,6 +112,13 @@ int engine_units(double working)
     return static_cast<int>(std::lround(nm));
 }
 
+// An angle in whole degrees; beyond what an int holds (or not a number) throws.
+int whole_degrees(double angle)
+{
+    if (!(std::fabs(angle) < INT_MAX)) throw std::out_of_range("angle out of range");
+    return static_cast<int>(angle);
+}
+
 // Feature descriptions sent with a change, one text or a list of them, added
 // to the layer after the change.
 void add_descriptions(const std::string& job, const std::string& step, const std::string& layer,
@@ -260,7 +267,7 @@ KESTO_HANDLER(change_texts)
                    {"mirror", mirror}, {"angle", angle}},
                   [&] {
                       KESTO::API::change_text(job, step, layers, text, font, engine_units(xsize), engine_units(ysize),
-                                              engine_units(width), polarity, mirror, static_cast<int>(angle));
+                                              engine_units(width), polarity, mirror, whole_degrees(angle));
                       return pass();
                   });
 }
