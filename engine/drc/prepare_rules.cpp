@@ -85,7 +85,8 @@ std::pair<int, int> copper_span(const Job& job)
 // The board row of a type on a side, found by the matrix alone.
 const MatrixRow* row_by_type(const Job& job, const Role& role)
 {
-    const auto [first, last] = copper_span(job);
+    const auto span = copper_span(job);
+    const int first = span.first, last = span.second;
     const int n = int(job.rows.size());
     auto on_side = [&](int i) {
         if (role.side == Side::Any) return true;
