@@ -481,23 +481,30 @@ Box symbol_box(const Symbol& s, const OutlineContext& context, int depth)
     }
 }
 
+// A contour's points, arcs as chords, without the closing repeat of the start.
+static Path contour_path(const Contour& contour)
+{
+    Path path{{contour.start.x, contour.start.y}};
+    Point at = contour.start;
+    for (const Segment& seg : contour.segments) {
+        if (seg.arc) {
+            Path arc = arc_points(at, seg.end, seg.centre, seg.cw);
+            path.insert(path.end(), arc.begin() + 1, arc.end());
+        } else {
+            path.push_back({seg.end.x, seg.end.y});
+        }
+        at = seg.end;
+    }
+    if (path.size() > 1 && path.back() == path.front()) path.pop_back();
+    return path;
+}
+
 Paths surface_contours(const Surface& surface)
 {
     Paths out;
     out.reserve(surface.contours.size());
     for (const Contour& contour : surface.contours) {
-        Path path{{contour.start.x, contour.start.y}};
-        Point at = contour.start;
-        for (const Segment& seg : contour.segments) {
-            if (seg.arc) {
-                Path arc = arc_points(at, seg.end, seg.centre, seg.cw);
-                path.insert(path.end(), arc.begin() + 1, arc.end());
-            } else {
-                path.push_back({seg.end.x, seg.end.y});
-            }
-            at = seg.end;
-        }
-        if (path.size() > 1 && path.back() == path.front()) path.pop_back();
+        Path path = contour_path(contour);
         if (ClipperLib::Orientation(path) != contour.island) std::reverse(path.begin(), path.end());
         out.push_back(std::move(path));
     }
@@ -520,18 +527,7 @@ Paths surface_outline(const Surface& surface)
         group.clear();
     };
     for (const Contour& contour : surface.contours) {
-        Path path{{contour.start.x, contour.start.y}};
-        Point at = contour.start;
-        for (const Segment& seg : contour.segments) {
-            if (seg.arc) {
-                Path arc = arc_points(at, seg.end, seg.centre, seg.cw);
-                path.insert(path.end(), arc.begin() + 1, arc.end());
-            } else {
-                path.push_back({seg.end.x, seg.end.y});
-            }
-            at = seg.end;
-        }
-        if (path.size() > 1 && path.back() == path.front()) path.pop_back();
+        Path path = contour_path(contour);
         if (!ClipperLib::Orientation(path)) std::reverse(path.begin(), path.end());
         if (contour.island) {
             close_group();
