@@ -1,6 +1,11 @@
-// What the DFM commands share besides the handler frame: the "name:value"
-// record of the values an operation ran with.
+// What the DFM commands share besides the handler frame: the refusal of an
+// empty layer list and the "name:value" record of the values an operation
+// ran with.
 #pragma once
+#include "adaptor/reply.h"
+
+#include <glog/logging.h>
+
 #include <sstream>
 #include <type_traits>
 #include <string>
@@ -28,5 +33,12 @@ private:
     std::ostringstream out_;
     bool first_ = true;
 };
+
+// An operation given no layers changes nothing: ERROR record, error text.
+inline char* refuse_empty_layers(const char* operation)
+{
+    LOG(ERROR) << operation << ": no layers given; nothing is changed";
+    return kesto::adaptor::error();
+}
 
 } // namespace kesto::checks

@@ -35,10 +35,7 @@ KESTO_HANDLER(teardrop_create_DFM)
                    {"tear_line_width_ratio", p.tear_line_width_ratio}, {"ranges", ranges}},
                   [&] {
                       p.ranges = thresholds(ranges, "TeardropsRanges");
-                      if (layers.empty()) {
-                          LOG(ERROR) << "teardrop_create_DFM: no layers named";
-                          return kesto::adaptor::error();
-                      }
+                      if (layers.empty()) return kesto::checks::refuse_empty_layers("teardrop_create_DFM");
                       std::map<KESTO::API::teardrop_create_DFM_op_items, KESTO::API::teardrop_create_DFM_op_result> result;
                       KESTO::COMMON::progress_value<int> progress;
                       KESTO::API::teardrop_create_DFM_op(job, step, layers, p, result, &progress);
@@ -75,10 +72,7 @@ KESTO_HANDLER(NFP_removal_DFM)
                    {"remove_mark_NFP", p.remove_mark_NFP}, {"ranges", ranges}},
                   [&] {
                       p.ranges = thresholds(ranges, "NFPRemoval");
-                      if (layers.empty()) {
-                          LOG(ERROR) << "NFP_removal_DFM: no layers named";
-                          return kesto::adaptor::error();
-                      }
+                      if (layers.empty()) return kesto::checks::refuse_empty_layers("NFP_removal_DFM");
                       std::map<KESTO::API::NFP_removal_DFM_op_items, KESTO::API::NFP_removal_DFM_op_result> result;
                       KESTO::COMMON::progress_value<int> progress;
                       KESTO::API::NFP_removal_DFM_op(job, step, layers, p, result, &progress);

@@ -1,12 +1,14 @@
 // DFM operation commands: signal-layer, solder-mask and clearance repairs.
 #include "adaptor/handler.h"
+#include "checks/dfm_frame.h"
 #include "checks/ranges.h"
 #include "engine/api/dfm_repairs.h"
 
-#include <sstream>
 
 using kesto::adaptor::Form;
 using kesto::adaptor::handle;
+using kesto::checks::refuse_empty_layers;
+using kesto::checks::ValueLog;
 
 namespace {
 
@@ -46,12 +48,6 @@ Json::Value dfm_level_report(const std::string& layer, const KESTO::API::signal_
     return doc;
 }
 
-char* refuse_empty_layers(const char* name)
-{
-    LOG(ERROR) << name << ": no layers given; nothing is changed";
-    return kesto::adaptor::error();
-}
-
 } // namespace
 
 KESTO_HANDLER(signal_layer_DFM)
@@ -83,24 +79,39 @@ KESTO_HANDLER(signal_layer_DFM)
                       std::map<std::string, KESTO::API::signal_layer_DFM_layer_result> result;
                       KESTO::COMMON::progress_value<int> progress;
                       KESTO::API::signal_layer_DFM_op(job, step, layers, p, thresholds, result, &progress);
-                      std::ostringstream used;
-                      used << "pth_ar_min:" << p.pth_ar_min << "\npth_ar_opt:" << p.pth_ar_opt
-                           << "\nvia_ar_min:" << p.via_ar_min << "\nvia_ar_opt:" << p.via_ar_opt
-                           << "\nmvia_ar_min:" << p.mvia_ar_min << "\nmvia_ar_opt:" << p.mvia_ar_opt
-                           << "\nspacing_min:" << p.spacing_min << "\nspacing_opt:" << p.spacing_opt
-                           << "\npad_to_pad_spacing_min:" << p.pad_to_pad_spacing_min
-                           << "\npad_to_pad_spacing_opt:" << p.pad_to_pad_spacing_opt
-                           << "\nlre_range_fr:" << p.lre_range_fr << "\nlre_range_to:" << p.lre_range_to
-                           << "\nreduction:" << p.reduction << "\nabs_min:" << p.abs_min
-                           << "\ndrill_to_cu:" << p.drill_to_cu << "\napply_to:" << p.apply_to
-                           << "\npads:" << p.pads << "\nsmds:" << p.smds << "\ndrills:" << p.drills
-                           << "\npadup:" << p.padup << "\nshave:" << p.shave << "\npaddn:" << p.paddn
-                           << "\nrerout:" << p.rerout << "\nlinedn:" << p.linedn << "\nreshape:" << p.reshape
-                           << "\ncut_pad_touch_pad:" << p.cut_pad_touch_pad
-                           << "\npadup_can_touch_pad:" << p.padup_can_touch_pad
-                           << "\nlaser_ar_min:" << p.laser_ar_min << "\nlaser_ar_opt:" << p.laser_ar_opt
-                           << "\nburied_ar_min:" << p.buried_ar_min << "\nburied_ar_opt:" << p.buried_ar_opt;
-                      LOG(INFO) << used.str();
+                      LOG(INFO) << ValueLog()
+                                       .add("pth_ar_min:", p.pth_ar_min)
+                                       .add("pth_ar_opt:", p.pth_ar_opt)
+                                       .add("via_ar_min:", p.via_ar_min)
+                                       .add("via_ar_opt:", p.via_ar_opt)
+                                       .add("mvia_ar_min:", p.mvia_ar_min)
+                                       .add("mvia_ar_opt:", p.mvia_ar_opt)
+                                       .add("spacing_min:", p.spacing_min)
+                                       .add("spacing_opt:", p.spacing_opt)
+                                       .add("pad_to_pad_spacing_min:", p.pad_to_pad_spacing_min)
+                                       .add("pad_to_pad_spacing_opt:", p.pad_to_pad_spacing_opt)
+                                       .add("lre_range_fr:", p.lre_range_fr)
+                                       .add("lre_range_to:", p.lre_range_to)
+                                       .add("reduction:", p.reduction)
+                                       .add("abs_min:", p.abs_min)
+                                       .add("drill_to_cu:", p.drill_to_cu)
+                                       .add("apply_to:", p.apply_to)
+                                       .add("pads:", p.pads)
+                                       .add("smds:", p.smds)
+                                       .add("drills:", p.drills)
+                                       .add("padup:", p.padup)
+                                       .add("shave:", p.shave)
+                                       .add("paddn:", p.paddn)
+                                       .add("rerout:", p.rerout)
+                                       .add("linedn:", p.linedn)
+                                       .add("reshape:", p.reshape)
+                                       .add("cut_pad_touch_pad:", p.cut_pad_touch_pad)
+                                       .add("padup_can_touch_pad:", p.padup_can_touch_pad)
+                                       .add("laser_ar_min:", p.laser_ar_min)
+                                       .add("laser_ar_opt:", p.laser_ar_opt)
+                                       .add("buried_ar_min:", p.buried_ar_min)
+                                       .add("buried_ar_opt:", p.buried_ar_opt)
+                                       .text();
                       // The report of the run, per layer, for review.
                       for (const auto& [layer, r] : result)
                           LOG(INFO) << "signal layer DFM report " << layer << ": "
@@ -121,7 +132,7 @@ KESTO_HANDLER(New_signal_layer_DFM_op)
                       if (layers.empty()) return refuse_empty_layers("New_signal_layer_DFM");
                       KESTO::COMMON::progress_value<int> progress;
                       KESTO::API::New_signal_layer_DFM_op(job, step, layers, &progress, p);
-                      LOG(INFO) << "cut_pad_touch_pad:" << p.cut_pad_touch_pad << "\ndrill_to_cu:" << p.drill_to_cu;
+                      LOG(INFO) << ValueLog().add("cut_pad_touch_pad:", p.cut_pad_touch_pad).add("drill_to_cu:", p.drill_to_cu).text();
                       return kesto::adaptor::pass();
                   });
 }
@@ -144,7 +155,7 @@ KESTO_HANDLER(sliver_DFM_op)
                       if (layers.empty()) return refuse_empty_layers("sliver_DFM_op");
                       KESTO::COMMON::progress_value<int> progress;
                       KESTO::API::sliver_DFM_op(job, step, layers, p, &progress);
-                      LOG(INFO) << "max_width:" << p.max_width << "\nmax_height:" << p.max_height;
+                      LOG(INFO) << ValueLog().add("max_width:", p.max_width).add("max_height:", p.max_height).text();
                       return kesto::adaptor::pass();
                   });
 }
