@@ -490,10 +490,11 @@ bool on_picked(const std::string& job, const std::string& step, const std::vecto
     return true;
 }
 
-// A length in the working unit as nanometres, held to what the kernel accepts.
+// A length in the working unit as nanometres; beyond the length limit it
+// throws (the host gets the error text), so convert before an edit opens.
 double nm_of(double working)
 {
-    return double(kesto::geom::to_nm(working * (working_unit_is_inch() ? kesto::kNmPerInch : kesto::kNmPerMm)));
+    return double(from_working_unit(working));
 }
 
 constexpr double kDefaultPen = 25400; // 1 mil
@@ -701,12 +702,13 @@ bool reshape_substitute(const Op::OpPara& para)
         LOG(ERROR) << "reshape_substitute: \"" << para.symbol_name << "\" is no symbol";
         return false;
     }
+    const double size = nm_of(para.size);
     Edited t;
     if (!open_edit_any(para.job, para.step, para.layers, t)) return false;
     const auto context = kesto::geom::context_of(*t.job);
     size_t changed = 0;
     for (Layer* l : t.layers) {
-        const size_t n = kesto::edit::substitute(*l, picked_of(*l, para.sel_type == 1), s, nm_of(para.size),
+        const size_t n = kesto::edit::substitute(*l, picked_of(*l, para.sel_type == 1), s, size,
                                                  para.dcode, context);
         if (n) kesto::select::forget(*l);
         changed += n;
@@ -804,10 +806,11 @@ kesto::geom::Paths grown_area(const kesto::geom::Paths& area, double margin, con
     return kesto::geom::grow(area, margin);
 }
 
+// `margin` in nanometres.
 bool clip_layers(Edited& t, kesto::geom::Paths area, bool inside, bool cut, double margin, int types)
 {
     const auto context = kesto::geom::context_of(*t.job);
-    if (margin != 0) area = grown_area(area, nm_of(margin), t, context);
+    if (margin != 0) area = grown_area(area, margin, t, context);
     if (area.empty()) {
         LOG(ERROR) << "clip area: the area is empty";
         t.finish(0);
@@ -838,14 +841,16 @@ bool clip_area_use_manual(const std::string& job, const std::string& step, const
         LOG(ERROR) << "clip_area_use_manual: the area needs three points or more";
         return false;
     }
+    const double grow = nm_of(margin);
     Edited t;
     if (!open_edit(job, step, layers, t)) return false;
-    return clip_layers(t, kesto::geom::unite({polygon}), clipinside, clipcontour, margin, featuretype);
+    return clip_layers(t, kesto::geom::unite({polygon}), clipinside, clipcontour, grow, featuretype);
 }
 
 bool clip_area_use_profile(const std::string& job, const std::string& step, const std::string& layer, bool clipinside,
                            bool clipcontour, double margin, int featuretype)
 {
+    const double grow = nm_of(margin);
     Edited t;
     if (!open_edit(job, step, {layer}, t)) return false;
     if (!t.step->has_profile) {
@@ -853,17 +858,18 @@ bool clip_area_use_profile(const std::string& job, const std::string& step, cons
         t.finish(0);
         return false;
     }
-    return clip_layers(t, kesto::geom::surface_outline(t.step->profile), clipinside, clipcontour, margin, featuretype);
+    return clip_layers(t, kesto::geom::surface_outline(t.step->profile), clipinside, clipcontour, grow, featuretype);
 }
 
 bool clip_area_use_reference(const std::string& job, const std::string& step, const std::string& work_layer,
                              const std::string& reference_layer, double margin, bool clipcontour, int featuretype)
 {
+    const double grow = nm_of(margin);
     Target reference;
     Edited t;
     if (!resolve(job, step, {reference_layer}, reference) || !open_edit(job, step, {work_layer}, t)) return false;
     const auto area = kesto::geom::layer_outline(*reference.layers.front(), kesto::geom::context_of(*t.job));
-    return clip_layers(t, area, true, clipcontour, margin, featuretype);
+    return clip_layers(t, area, true, clipcontour, grow, featuretype);
 }
 
 bool self_interaction(const std::vector<point>& points)
@@ -919,17 +925,17 @@ bool use_pattern_fill_contours(const std::string& job, const std::string& step, 
         LOG(ERROR) << "use_pattern_fill_contours: \"" << symbol << "\" is no symbol to fill with";
         return false;
     }
+    how.dx = dx > 0 ? nm_of(dx) : double(size.xmax - size.xmin);
+    how.dy = dy > 0 ? nm_of(dy) : double(size.ymax - size.ymin);
+    how.outline_width = outline ? (outline_width > 0 ? nm_of(outline_width) : kDefaultPen) : 0;
     Edited t;
     if (!open_edit_any(job, step, layers, t)) return false;
     size_t changed = 0;
     for (Layer* l : t.layers) {
-        how.dx = dx > 0 ? nm_of(dx) : double(size.xmax - size.xmin);
-        how.dy = dy > 0 ? nm_of(dy) : double(size.ymax - size.ymin);
         how.origin = t.step->datum;
         how.origin_at_box = origin_type == 1;
         how.break_partial = break_partial;
         how.cut_primitive = cut_primitive;
-        how.outline_width = outline ? (outline_width > 0 ? nm_of(outline_width) : kDefaultPen) : 0;
         how.outline_negative = outline_invert;
         const size_t n = kesto::edit::pattern_fill(*l, picked_of(*l, false), how, context);
         if (n) kesto::select::forget(*l);

@@ -86,6 +86,7 @@ TEST_F(Limits, ClipByAnAreaWithHolesAndIslands)
 
 // A profile margin beyond the board reaches every feature; a negative one as
 // large leaves no area at all and changes nothing. Neither grows anything.
+// Beyond the 10 m length limit a margin is refused before anything changes.
 TEST_F(Limits, ClipMarginsBeyondTheBoard)
 {
     Step& step = job().steps["pcb"];
@@ -97,13 +98,16 @@ TEST_F(Limits, ClipMarginsBeyondTheBoard)
     step.has_profile = true;
     pad("r100", 2 * mm, 2 * mm);
     pad("r100", 300 * mm, -200 * mm);
-    EXPECT_FALSE(api::clip_area_use_profile("shapes", "pcb", "top", true, false, -2147483647.0, 0));
+    EXPECT_FALSE(api::clip_area_use_profile("shapes", "pcb", "top", true, false, -9999, 0));
+    EXPECT_EQ(top().features.size(), 2u);
+    EXPECT_THROW(api::clip_area_use_profile("shapes", "pcb", "top", true, false, 2147483647.0, 0), std::out_of_range);
+    EXPECT_THROW(api::clip_area_use_profile("shapes", "pcb", "top", true, false, -10001, 0), std::out_of_range);
     EXPECT_EQ(top().features.size(), 2u);
     // 5 mm reaches (4, 4) + 5 = the profile grown, not (300, -200).
     ASSERT_TRUE(api::clip_area_use_profile("shapes", "pcb", "top", true, false, 5, 0));
     ASSERT_EQ(top().features.size(), 1u);
     EXPECT_EQ(top().features[0].a, (Point{300 * mm, -200 * mm}));
-    ASSERT_TRUE(api::clip_area_use_profile("shapes", "pcb", "top", true, false, 2147483647.0, 0));
+    ASSERT_TRUE(api::clip_area_use_profile("shapes", "pcb", "top", true, false, 9999, 0));
     EXPECT_TRUE(top().features.empty());
 }
 

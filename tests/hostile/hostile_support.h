@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <poll.h>
 #include <signal.h>
@@ -24,7 +25,17 @@ struct Outcome {
     int signal = 0;        // what killed it, if anything
     bool null_reply = false;
     std::string reply;
+    double seconds = 0; // how long the answer took
 };
+
+// KESTO_HOSTILE_SLOW=S names on standard error every call that took longer
+// than S seconds (a survey, not a test: times depend on the machine).
+inline void note_if_slow(const Outcome& o, const char* request)
+{
+    static const char* limit = std::getenv("KESTO_HOSTILE_SLOW");
+    if (limit && o.seconds > std::atof(limit))
+        std::fprintf(stderr, "slow: %.2f s: %.160s\n", o.seconds, request ? request : "(no text)");
+}
 
 // Calls `handler` with `request` in a child process and brings back its reply.
 inline Outcome call_in_child(Handler handler, const char* request, int seconds = 20)
@@ -48,7 +59,8 @@ inline Outcome call_in_child(Handler handler, const char* request, int seconds =
     close(fds[1]);
     Outcome out;
     std::string text;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+    const auto started = std::chrono::steady_clock::now();
+    const auto deadline = started + std::chrono::seconds(seconds);
     for (;;) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
         if (left.count() <= 0) break;
@@ -70,6 +82,8 @@ inline Outcome call_in_child(Handler handler, const char* request, int seconds =
     if (WIFEXITED(status) && WEXITSTATUS(status) != 0) out.signal = -WEXITSTATUS(status);
     out.null_reply = text == "N";
     if (!text.empty()) out.reply = text.substr(1);
+    out.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+    note_if_slow(out, request);
     return out;
 }
 

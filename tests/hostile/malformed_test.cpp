@@ -133,7 +133,8 @@ TEST(MalformedRequests, LengthsBeyondTheEnginesRangeAreRefused)
             return std::stoi(reply["featureNum"].asString());
         };
         const int before = count();
-        for (const char* name : {"add-line-beyond-int64-nm.json", "strech-feature-beyond-int64-nm.json"}) {
+        for (const char* name : {"add-line-beyond-int64-nm.json", "strech-feature-beyond-int64-nm.json",
+                                 "clip-area-use-profile-margin.json"}) {
             const std::string request = read_file(kMalformed + "requests/" + name);
             const Outcome o = call_in_child(&process, request.c_str());
             ASSERT_TRUE(answered_cleanly(o, name));
