@@ -490,9 +490,15 @@ bool on_picked(const std::string& job, const std::string& step, const std::vecto
     return true;
 }
 
-// A length in the working unit as nanometres; beyond the length limit it
-// throws (the host gets the error text), so convert before an edit opens.
+// A length in the working unit as nanometres, held to what the kernel accepts.
 double nm_of(double working)
+{
+    return double(kesto::geom::to_nm(working * (working_unit_is_inch() ? kesto::kNmPerInch : kesto::kNmPerMm)));
+}
+
+// A clip margin in nanometres: beyond the length limit it throws (the host
+// gets the error text), so it is converted before the edit opens.
+double margin_nm(double working)
 {
     return double(from_working_unit(working));
 }
@@ -841,7 +847,7 @@ bool clip_area_use_manual(const std::string& job, const std::string& step, const
         LOG(ERROR) << "clip_area_use_manual: the area needs three points or more";
         return false;
     }
-    const double grow = nm_of(margin);
+    const double grow = margin_nm(margin);
     Edited t;
     if (!open_edit(job, step, layers, t)) return false;
     return clip_layers(t, kesto::geom::unite({polygon}), clipinside, clipcontour, grow, featuretype);
@@ -850,7 +856,7 @@ bool clip_area_use_manual(const std::string& job, const std::string& step, const
 bool clip_area_use_profile(const std::string& job, const std::string& step, const std::string& layer, bool clipinside,
                            bool clipcontour, double margin, int featuretype)
 {
-    const double grow = nm_of(margin);
+    const double grow = margin_nm(margin);
     Edited t;
     if (!open_edit(job, step, {layer}, t)) return false;
     if (!t.step->has_profile) {
@@ -864,7 +870,7 @@ bool clip_area_use_profile(const std::string& job, const std::string& step, cons
 bool clip_area_use_reference(const std::string& job, const std::string& step, const std::string& work_layer,
                              const std::string& reference_layer, double margin, bool clipcontour, int featuretype)
 {
-    const double grow = nm_of(margin);
+    const double grow = margin_nm(margin);
     Target reference;
     Edited t;
     if (!resolve(job, step, {reference_layer}, reference) || !open_edit(job, step, {work_layer}, t)) return false;
