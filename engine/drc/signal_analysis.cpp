@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <ctime>
 
 namespace kesto::drc {
 
@@ -33,7 +34,9 @@ SignalLayerRun analyse_signal_layer(Job& job, Step& step, const std::string& lay
         if (asked(r.check)) rules.push_back(&r);
     if (progress) progress->total += int(rules.size()) + 1;
 
+    auto cpu_ms = [] { return 1000.0 * double(std::clock()) / CLOCKS_PER_SEC; };
     const auto t0 = clock::now();
+    const double c0 = cpu_ms();
     ContextOptions options;
     options.nets = true;
     options.holes = asked(CheckDrill) || asked(CheckRout) || asked(CheckSpacing);
@@ -45,6 +48,7 @@ SignalLayerRun analyse_signal_layer(Job& job, Step& step, const std::string& lay
     }
     run.found = true;
     run.family_ms["context"] = std::chrono::duration<double, std::milli>(clock::now() - t0).count();
+    run.family_cpu_ms["context"] = cpu_ms() - c0;
     if (progress) ++progress->done;
 
     Findings findings(ctx->name, levels);
@@ -55,8 +59,10 @@ SignalLayerRun analyse_signal_layer(Job& job, Step& step, const std::string& lay
             break;
         }
         const auto t = clock::now();
+        const double c = cpu_ms();
         r->run(in);
         run.family_ms[r->family] += std::chrono::duration<double, std::milli>(clock::now() - t).count();
+        run.family_cpu_ms[r->family] += cpu_ms() - c;
         if (progress) ++progress->done;
     }
     run.result = findings.take(limits.sort_spacing);

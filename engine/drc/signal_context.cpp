@@ -256,6 +256,33 @@ int LayerContext::exposure(std::uint32_t piece) const
     return e;
 }
 
+const EndContacts& LayerContext::end_contacts(std::uint32_t piece, int end) const
+{
+    if (end_contacts_.empty()) {
+        end_contacts_.resize(pieces.size());
+        ends_known_.assign(pieces.size(), false);
+    }
+    std::array<EndContacts, 2>& both = end_contacts_[piece];
+    if (ends_known_[piece]) return both[std::size_t(end)];
+    ends_known_[piece] = true;
+    const CopperPiece& p = pieces[piece];
+    const Feature& f = layer->features[p.feature];
+    for (int e = 0; e < 2; ++e) {
+        const Point at = e == 0 ? f.a : f.b;
+        const Capsule disc{at, at, p.width / 2, 0};
+        EndContacts& out = both[std::size_t(e)];
+        for (std::size_t k : pieces_near(*this, capsule_box(disc), kJoinGap)) {
+            if (k == piece) continue;
+            if (capsule_gap_to_piece(*this, disc, std::uint32_t(k)).distance > double(kJoinGap)) continue;
+            const CopperPiece& q = pieces[k];
+            const bool trace = (q.role == CopperRole::Line || q.role == CopperRole::Arc) && q.width > 0;
+            const bool pad = q.role == CopperRole::Pad || q.role == CopperRole::Smd;
+            (trace ? out.traces : pad ? out.pads : out.other).push_back(std::uint32_t(k));
+        }
+    }
+    return both[std::size_t(end)];
+}
+
 namespace {
 
 // From an outline to a segment, the segment's point first.
@@ -303,7 +330,8 @@ geom::Closest piece_gap(const LayerContext& ctx, std::uint32_t a, std::uint32_t 
         c = capsule_gap_to_piece(ctx, pb.cap, a);
         c = {c.distance, c.bx, c.by, c.ax, c.ay};
     } else if (const geom::PreparedOutline* prep = ctx.prepared(a)) {
-        c = prep->distance(pb.copper);
+        const geom::PreparedOutline* other = ctx.prepared(b);
+        c = other ? prep->distance(*other) : prep->distance(pb.copper);
     } else if (const geom::PreparedOutline* prep = ctx.prepared(b)) {
         c = prep->distance(pa.copper);
         c = {c.distance, c.bx, c.by, c.ax, c.ay};

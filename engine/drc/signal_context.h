@@ -15,6 +15,7 @@
 #include "engine/geometry/layer_index.h"
 #include "engine/geometry/prepared_outline.h"
 
+#include <array>
 #include <memory>
 #include <string>
 #include <vector>
@@ -54,6 +55,13 @@ struct RoutPath {
     std::uint32_t feature = 0;
 };
 
+// What one end of a trace touches (within the nets' join gap), the trace
+// itself left out.
+struct EndContacts {
+    std::vector<std::uint32_t> traces, pads, other;
+    bool free() const { return traces.empty() && pads.empty() && other.empty(); }
+};
+
 struct ContextOptions {
     bool nets = true;            // board nets of the step
     bool holes = true;           // holes of the drill layers spanning the layer, and rout paths
@@ -85,6 +93,9 @@ struct LayerContext {
     const geom::PreparedOutline* prepared(std::uint32_t piece) const;
     // 2 wholly in a mask opening, 1 partly, 0 covered; -1 without a mask layer.
     int exposure(std::uint32_t piece) const;
+    // What end 0 (start) or 1 of a trace (a line or arc with a round
+    // symbol) touches: looked up once per piece and shared by the rules.
+    const EndContacts& end_contacts(std::uint32_t piece, int end) const;
 
     // A panel's layers with its boards placed (layer, holes and mask point
     // into it); empty for a board step.
@@ -94,6 +105,8 @@ struct LayerContext {
     mutable std::vector<geom::Paths> capsule_outline_;
     mutable std::vector<std::int8_t> exposure_;
     mutable std::unique_ptr<geom::LayerIndex> mask_index_;
+    mutable std::vector<std::array<EndContacts, 2>> end_contacts_;
+    mutable std::vector<bool> ends_known_;
 };
 
 // Makes the layer ready; nullptr when it is no layer of the step. On a panel

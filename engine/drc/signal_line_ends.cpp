@@ -19,7 +19,6 @@ using namespace signal_item;
 constexpr Coord kNoReach = std::numeric_limits<Coord>::max();
 
 bool is_trace(const CopperPiece& p) { return (p.role == CopperRole::Line || p.role == CopperRole::Arc) && p.width > 0; }
-bool is_pad(const CopperPiece& p) { return p.role == CopperRole::Pad || p.role == CopperRole::Smd; }
 
 Point end_of(const Feature& f, int end) { return end == 0 ? f.a : f.b; }
 
@@ -32,27 +31,6 @@ double trace_length(const Feature& f)
     double sweep = f.cw ? from - to : to - from;
     while (sweep <= 0) sweep += 2 * M_PI;  // start on end: a full circle
     return r * sweep;
-}
-
-// The pieces an end of a trace touches (within the nets' join gap), itself left out.
-struct EndContacts {
-    std::vector<std::uint32_t> traces, pads, other;
-    bool free() const { return traces.empty() && pads.empty() && other.empty(); }
-};
-
-EndContacts contacts(const LayerContext& ctx, std::uint32_t piece, int end)
-{
-    const CopperPiece& p = ctx.pieces[piece];
-    const Point at = end_of(ctx.layer->features[p.feature], end);
-    const Capsule disc{at, at, p.width / 2, 0};
-    EndContacts out;
-    for (std::size_t k : pieces_near(ctx, capsule_box(disc), kJoinGap)) {
-        if (k == piece) continue;
-        if (capsule_gap_to_piece(ctx, disc, std::uint32_t(k)).distance > double(kJoinGap)) continue;
-        const CopperPiece& q = ctx.pieces[k];
-        (is_trace(q) ? out.traces : is_pad(q) ? out.pads : out.other).push_back(std::uint32_t(k));
-    }
-    return out;
 }
 
 // Which end of trace `q` meets the point `at` (within both half widths); -1 when neither.
@@ -74,7 +52,8 @@ bool is_neck(const LayerContext& ctx, const SignalLimits& limits, std::uint32_t 
     const Feature& f = ctx.layer->features[p.feature];
     if (trace_length(f) > double(limits.neck_length)) return false;
     for (int end = 0; end < 2; ++end) {
-        const EndContacts here = contacts(ctx, piece, end), there = contacts(ctx, piece, 1 - end);
+        const EndContacts& here = ctx.end_contacts(piece, end);
+        const EndContacts& there = ctx.end_contacts(piece, 1 - end);
         if (here.pads.empty() || !there.pads.empty()) continue;
         for (std::uint32_t q : there.traces)
             if (ctx.pieces[q].width > p.width + limits.width_tolerance &&
@@ -95,7 +74,7 @@ void stub_rule(const RuleInput& in)
     for (std::uint32_t p = 0; p < ctx.pieces.size(); ++p) {
         if (!is_trace(ctx.pieces[p]) || !in.wanted(p)) continue;
         for (int end = 0; end < 2; ++end) {
-            if (!contacts(ctx, p, end).free()) continue;
+            if (!ctx.end_contacts(p, end).free()) continue;
             // Walk the dangling branch back while it is a plain chain of
             // traces (one trace joined at each end, nothing else).
             double length = 0;
@@ -104,7 +83,7 @@ void stub_rule(const RuleInput& in)
             for (int hops = 0; hops < 1000 && length <= double(reach); ++hops) {
                 const Feature& f = ctx.layer->features[ctx.pieces[at].feature];
                 length += trace_length(f);
-                const EndContacts next = contacts(ctx, at, 1 - from);
+                const EndContacts& next = ctx.end_contacts(at, 1 - from);
                 if (next.traces.size() != 1 || !next.pads.empty() || !next.other.empty()) break;
                 const std::uint32_t q = next.traces.front();
                 const int e = end_meeting(ctx, q, end_of(f, 1 - from), std::max(ctx.pieces[at].width, ctx.pieces[q].width) / 2);
@@ -141,7 +120,7 @@ void inconsistent_width_rule(const RuleInput& in)
         if (!is_trace(piece)) continue;
         const Feature& f = ctx.layer->features[piece.feature];
         for (int end = 0; end < 2; ++end) {
-            const EndContacts here = contacts(ctx, p, end);
+            const EndContacts& here = ctx.end_contacts(p, end);
             if (!here.pads.empty() || !here.other.empty()) continue;  // a change of width on a pad is no fault
             for (std::uint32_t q : here.traces) {
                 const CopperPiece& other = ctx.pieces[q];

@@ -103,6 +103,7 @@ const std::vector<SignalRule>& signal_rules();
 struct SignalLayerRun {
     std::map<int, KESTO::API::signal_check_result> result;
     std::map<std::string, double> family_ms;  // time per family, for benchmarks and the log
+    std::map<std::string, double> family_cpu_ms;  // the same in processor time
     std::vector<std::string> notes;
     bool found = false;                        // the layer is a layer of the step
 };

@@ -1,104 +1,152 @@
 // Slivers: parts of a copper surface narrower than the smallest width a fab
-// can etch. What an opening (a shrink then a grow by half the limit) takes
-// away from the surface is copper narrower than the limit; each such piece
-// larger than a corner's rounding is a sliver, measured by the shrink at
-// which it vanishes.
+// can etch. Thin copper lies only where two sides of the surface's outline
+// face each other across copper closer than the limit; an R-tree of the
+// outline's edges finds those pairs, and
+// the gap between two facing edges, exact segment to segment, is the width
+// there. Facing pairs whose thin stretches meet are one sliver: measured by
+// its narrowest gap, marked by the box of those stretches.
 //
-// A plane is one outline with thousands of clearance rings, and opening all
-// of it costs seconds. Thin copper can only lie where two sides of the
-// outline come closer than the limit across copper, so a large surface is
-// opened only in windows round those places (its prepared outline finds
-// them through its edge R-tree). The opening at a point depends only on the
-// copper within the limit of it, so a window grown by twice the limit gives
-// the same thin parts as the whole surface in its core; parts reaching the
-// window's rim are the window's own cut and are left out.
+// A spike (two sides meeting at a sharp angle with nothing else facing them)
+// narrows to nothing at its tip and is measured as 0. It is reported only
+// when it is long: thinner than the limit over more than twice the limit,
+// which is a tip sharper than about 28 degrees; a blunter corner is the
+// rounding every etched corner has.
 #include "engine/drc/signal_rules.h"
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
+#include <numeric>
 
 namespace kesto::drc {
 
 namespace {
 
-// Whether something of `piece` survives shrinking `copper` by `delta`.
-bool survives(const geom::Paths& copper, const geom::Paths& piece, double delta)
+// The stretch of edge e lying within `width` of edge o, as the two ends'
+// parameters along e. The distance to o is convex along e, so the stretch is
+// one interval round the nearest point t0; its ends are found by halving.
+std::pair<double, double> stretch_near(const geom::Edge& e, const geom::Edge& o, double width, double t0)
 {
-    const geom::Paths shrunk = geom::offset(copper, -delta);
-    return !shrunk.empty() && geom::area(geom::intersect(shrunk, piece)) > 1e3;
+    auto gap_at = [&](double t) {
+        const double x = e.x1 + (e.x2 - e.x1) * t, y = e.y1 + (e.y2 - e.y1) * t;
+        return geom::segment_point(o.x1, o.y1, o.x2, o.y2, x, y).distance;
+    };
+    auto end_toward = [&](double far) {
+        if (gap_at(far) < width) return far;
+        double in = t0, out = far;
+        for (int k = 0; k < 24; ++k) {
+            const double mid = (in + out) / 2;
+            (gap_at(mid) < width ? in : out) = mid;
+        }
+        return in;
+    };
+    return {end_toward(0), end_toward(1)};
 }
 
-bool meets(const Box& a, const Box& b) { return a.xmin <= b.xmax && b.xmin <= a.xmax && a.ymin <= b.ymax && b.ymin <= a.ymax; }
-bool inside(const Box& a, const Box& b) { return a.xmin >= b.xmin && a.ymin >= b.ymin && a.xmax <= b.xmax && a.ymax <= b.ymax; }
+double along(const geom::Edge& e, double x, double y)
+{
+    const double dx = e.x2 - e.x1, dy = e.y2 - e.y1, len2 = dx * dx + dy * dy;
+    return len2 == 0 ? 0 : std::clamp(((x - e.x1) * dx + (y - e.y1) * dy) / len2, 0.0, 1.0);
+}
 
-Box grown(Box b, Coord by) { return {b.xmin - by, b.ymin - by, b.xmax + by, b.ymax + by}; }
-
-// The surface's copper inside a box: only the rings whose boxes meet it (a
-// ring that misses a box cannot enclose it), clipped.
-struct Rings {
-    const geom::Paths& copper;
-    std::vector<Box> box;
-
-    explicit Rings(const geom::Paths& c) : copper(c)
-    {
-        for (const geom::Path& ring : copper) box.push_back(geom::box_of(ring));
+void extend(Box& b, const geom::Edge& e, std::pair<double, double> t)
+{
+    for (double u : {t.first, t.second}) {
+        const Coord x = Coord(std::llround(e.x1 + (e.x2 - e.x1) * u)), y = Coord(std::llround(e.y1 + (e.y2 - e.y1) * u));
+        b.xmin = std::min(b.xmin, x), b.ymin = std::min(b.ymin, y);
+        b.xmax = std::max(b.xmax, x), b.ymax = std::max(b.ymax, y);
     }
-    geom::Paths within(const Box& b) const
-    {
-        geom::Paths near;
-        for (std::size_t k = 0; k < box.size(); ++k)
-            if (meets(box[k], b)) near.push_back(copper[k]);
-        return geom::clip_to_box(near, b);
-    }
+}
+
+double length_of(const geom::Edge& e, std::pair<double, double> t)
+{
+    return std::hypot(e.x2 - e.x1, e.y2 - e.y1) * (t.second - t.first);
+}
+
+// One pair of facing edges: the box of their thin stretches and the gap.
+struct Neck {
+    Box box;
+    double gap = 0;           // 0 for a spike's two sides
+    double spike_length = 0;  // for a spike: the shorter side's thin stretch
 };
 
-// Merges overlapping boxes until none overlap.
-std::vector<Box> merged(std::vector<Box> boxes)
+bool left_of(const geom::Edge& line, double x, double y)
 {
-    bool again = true;
-    while (again) {
-        again = false;
-        std::sort(boxes.begin(), boxes.end(), [](const Box& a, const Box& b) { return a.xmin < b.xmin; });
-        std::vector<Box> out;
-        for (const Box& b : boxes) {
-            bool joined = false;
-            for (auto it = out.rbegin(); it != out.rend() && !joined; ++it)
-                if (meets(*it, b)) {
-                    *it = {std::min(it->xmin, b.xmin), std::min(it->ymin, b.ymin), std::max(it->xmax, b.xmax),
-                           std::max(it->ymax, b.ymax)};
-                    joined = again = true;
-                }
-            if (!joined) out.push_back(b);
-        }
-        boxes.swap(out);
-    }
-    return boxes;
+    return (line.x2 - line.x1) * (y - line.y1) - (line.y2 - line.y1) * (x - line.x1) > 0;
 }
 
-// The slivers of `copper` (the whole surface or a window of it); with a
-// core, only parts wholly inside it.
-void slivers_of(const RuleInput& in, std::uint32_t p, const geom::Paths& copper, const Rings& rings, Coord limit,
-                const Box* core)
+// Two edges sharing an end that close on the inside at under 60 degrees: a
+// spike's sides.
+bool spike(const geom::Edge& a, const geom::Edge& b)
 {
-    const double half = double(limit) / 2;
-    const geom::Paths opened = geom::offset(geom::offset(copper, -half), half);
-    const geom::Paths thin = geom::subtract(copper, opened);
-    for (const geom::Path& part : thin) {
-        if (geom::area({part}) < double(limit) * double(limit)) continue;  // a corner's rounding
-        const Box part_box = geom::box_of(part);
-        if (core && !inside(part_box, *core)) continue;
-        // Each part's width: the largest shrink it survives, to 0.5 um (a
-        // fab's figure; each halving is a Clipper offset), asked of the
-        // copper around the part only (shrinks stop at half the limit).
-        const geom::Paths local = rings.within(grown(part_box, limit));
-        double lo = 0, hi = half;
-        while (hi - lo > 250) {
-            const double mid = (lo + hi) / 2;
-            (survives(local, {part}, mid) ? lo : hi) = mid;
+    double vx, vy, ux, uy, wx, wy;  // the shared end, and the far end of each
+    if (a.x1 == b.x1 && a.y1 == b.y1) vx = a.x1, vy = a.y1, ux = a.x2, uy = a.y2, wx = b.x2, wy = b.y2;
+    else if (a.x1 == b.x2 && a.y1 == b.y2) vx = a.x1, vy = a.y1, ux = a.x2, uy = a.y2, wx = b.x1, wy = b.y1;
+    else if (a.x2 == b.x1 && a.y2 == b.y1) vx = a.x2, vy = a.y2, ux = a.x1, uy = a.y1, wx = b.x2, wy = b.y2;
+    else if (a.x2 == b.x2 && a.y2 == b.y2) vx = a.x2, vy = a.y2, ux = a.x1, uy = a.y1, wx = b.x1, wy = b.y1;
+    else return false;
+    const double lu = std::hypot(ux - vx, uy - vy), lw = std::hypot(wx - vx, wy - vy);
+    if (lu == 0 || lw == 0) return false;
+    return ((ux - vx) * (wx - vx) + (uy - vy) * (wy - vy)) / (lu * lw) >= 0.5 && left_of(a, wx, wy) && left_of(b, ux, uy);
+}
+
+// Calls on_pair(a, b, gap, stretch of a, stretch of b) for each pair of edges of the outline facing each
+// other across its inside closer than `width`, and for a spike's two sides
+// (gap 0). Outlines as Clipper leaves them, and surfaces as they are read,
+// keep their inside on the left of every edge: two edges each wholly on the
+// outer side of the other's line face each other across a clearance or not
+// at all, which drops a clearance ring's own chords without a distance being
+// worked (one on the outer side only may still face the other across the
+// copper round a re-entrant corner, as at a spike's base). The middle of the
+// gap must lie inside with no other edge nearer to it than the two: the
+// chords round a rounded corner are one side bending, not two facing sides.
+template <class OnPair>
+void facing_pairs(const geom::PreparedOutline& outline, double width, OnPair&& on_pair)
+{
+    const std::vector<geom::Edge> edges = geom::edges_of(outline.outline());
+    std::vector<Box> boxes;
+    boxes.reserve(edges.size());
+    for (const geom::Edge& e : edges)
+        boxes.push_back({Coord(std::floor(e.xmin)), Coord(std::floor(e.ymin)), Coord(std::ceil(e.xmax)), Coord(std::ceil(e.ymax))});
+    geom::LayerIndex index;
+    index.build(boxes);
+    const Coord reach = Coord(std::ceil(width));
+    for (std::size_t i = 0; i < edges.size(); ++i) {
+        const geom::Edge& a = edges[i];
+        const Box& bi = boxes[i];
+        for (std::size_t j : index.query({bi.xmin - reach, bi.ymin - reach, bi.xmax + reach, bi.ymax + reach})) {
+            if (j <= i) continue;
+            const geom::Edge& b = edges[j];
+            if (!left_of(a, b.x1, b.y1) && !left_of(a, b.x2, b.y2) && !left_of(b, a.x1, a.y1) && !left_of(b, a.x2, a.y2))
+                continue;
+            const geom::Closest c = geom::segment_segment(a.x1, a.y1, a.x2, a.y2, b.x1, b.y1, b.x2, b.y2);
+            if (c.distance >= width) continue;
+            const auto ta = stretch_near(a, b, width, along(a, c.ax, c.ay));
+            const auto tb = stretch_near(b, a, width, along(b, c.bx, c.by));
+            if (c.distance > 1) {
+                // The middle of the nearest points, or for edges side by side
+                // (whose nearest points may sit at an end) half way along.
+                auto open_across = [&](double px, double py, double qx, double qy) {
+                    const double mx = (px + qx) / 2, my = (py + qy) / 2;
+                    return outline.edge_distance(mx, my).distance >= 0.75 * std::hypot(qx - px, qy - py) / 2 &&
+                           outline.locate(mx, my) == geom::Where::Inside;
+                };
+                const double t = (ta.first + ta.second) / 2;
+                const double px = a.x1 + (a.x2 - a.x1) * t, py = a.y1 + (a.y2 - a.y1) * t;
+                const geom::Closest q = geom::segment_point(b.x1, b.y1, b.x2, b.y2, px, py);
+                if (!open_across(c.ax, c.ay, c.bx, c.by) && !open_across(px, py, q.ax, q.ay)) continue;
+            } else if (!spike(a, b)) {
+                continue;
+            }
+            on_pair(a, b, c, ta, tb);
         }
-        const Coord width = Coord(std::llround(2 * lo));
-        in.out.add(signal_item::Slivers, width, rect_marker(part_box), {in.ctx.ref(p)});
     }
+}
+
+std::size_t root(std::vector<std::size_t>& parent, std::size_t i)
+{
+    while (parent[i] != i) i = parent[i] = parent[parent[i]];
+    return i;
 }
 
 } // namespace
@@ -108,26 +156,64 @@ void sliver_rule(const RuleInput& in)
     const LayerContext& ctx = in.ctx;
     const Coord limit = in.reach(signal_item::Slivers, in.limits.sliver_min);
     if (limit <= 0) return;
+    const double width = double(limit);
     for (std::uint32_t p = 0; p < ctx.pieces.size(); ++p) {
         const CopperPiece& piece = ctx.pieces[p];
         if (piece.role != CopperRole::Surface || !in.wanted(p)) continue;
-        const Rings rings(piece.copper);
         const geom::PreparedOutline* prepared = ctx.prepared(p);
+        std::unique_ptr<geom::PreparedOutline> small;  // a small surface is prepared here, once
         if (!prepared) {
-            slivers_of(in, p, piece.copper, rings, limit, nullptr);
-            continue;
+            small = std::make_unique<geom::PreparedOutline>(piece.copper);
+            prepared = small.get();
         }
-        std::vector<Box> places;
-        // Both facing edges whole: a long strip has its close pair at one
-        // end only, but is thin all along.
-        prepared->narrow_places(double(limit), [&](const geom::Edge& a, const geom::Edge& b) {
-            const Box at{Coord(std::floor(std::min(a.xmin, b.xmin))), Coord(std::floor(std::min(a.ymin, b.ymin))),
-                         Coord(std::ceil(std::max(a.xmax, b.xmax))), Coord(std::ceil(std::max(a.ymax, b.ymax)))};
-            places.push_back(grown(at, 2 * limit));
-        });
-        for (const Box& window : merged(std::move(places))) {
-            const Box core = grown(window, -limit);
-            slivers_of(in, p, rings.within(window), rings, limit, &core);
+        std::vector<Neck> necks;
+        facing_pairs(*prepared, width,
+                     [&](const geom::Edge& a, const geom::Edge& b, const geom::Closest& c, std::pair<double, double> ta,
+                         std::pair<double, double> tb) {
+                         Neck n;
+                         n.box = {Coord(std::llround(c.ax)), Coord(std::llround(c.ay)), Coord(std::llround(c.ax)),
+                                  Coord(std::llround(c.ay))};
+                         extend(n.box, a, ta);
+                         extend(n.box, b, tb);
+                         n.gap = c.distance > 1 ? c.distance : 0;
+                         if (n.gap == 0) n.spike_length = std::min(length_of(a, ta), length_of(b, tb));
+                         necks.push_back(n);
+                     });
+        if (necks.empty()) continue;
+
+        // Necks whose stretches meet are one sliver.
+        std::vector<Box> boxes;
+        for (const Neck& n : necks) boxes.push_back(n.box);
+        geom::LayerIndex index;
+        index.build(boxes);
+        std::vector<std::size_t> parent(necks.size());
+        std::iota(parent.begin(), parent.end(), std::size_t(0));
+        for (std::size_t i = 0; i < necks.size(); ++i)
+            for (std::size_t j : index.query(necks[i].box)) parent[root(parent, j)] = root(parent, i);
+
+        struct Sliver {
+            Box box;
+            double gap = -1;          // the narrowest facing gap; -1 when only a spike's sides
+            double spike_length = 0;
+        };
+        std::vector<Sliver> slivers(necks.size());
+        std::vector<bool> used(necks.size(), false);
+        for (std::size_t i = 0; i < necks.size(); ++i) {
+            const Neck& n = necks[i];
+            const std::size_t r = root(parent, i);
+            Sliver& s = slivers[r];
+            if (!used[r]) s.box = n.box, used[r] = true;
+            s.box = {std::min(s.box.xmin, n.box.xmin), std::min(s.box.ymin, n.box.ymin), std::max(s.box.xmax, n.box.xmax),
+                     std::max(s.box.ymax, n.box.ymax)};
+            if (n.gap > 0) s.gap = s.gap < 0 ? n.gap : std::min(s.gap, n.gap);
+            s.spike_length = std::max(s.spike_length, n.spike_length);
+        }
+        for (std::size_t r = 0; r < slivers.size(); ++r) {
+            if (!used[r]) continue;
+            const Sliver& s = slivers[r];
+            if (s.gap < 0 && s.spike_length <= 2 * width) continue;  // an etched corner's rounding
+            const Coord measured = s.gap < 0 ? 0 : Coord(std::llround(s.gap));
+            in.out.add(signal_item::Slivers, measured, rect_marker(s.box), {in.ctx.ref(p)});
         }
     }
 }

@@ -170,3 +170,67 @@ TEST(DrcSignalSample, DanglingEndsMatchABruteForceOverTheWholeLayer)
                   << " other ends checked\n";
     }
 }
+
+// Slivers on the sample's planes against the plain definition, window by
+// window: round a sample of reported slivers, the piece's copper is opened
+// (shrunk and grown by half the limit) and what the opening takes away is
+// thin copper. Each sampled marker must meet such a part, and every thin part
+// of the window larger than the limit squared must lie under some marker.
+TEST(DrcSignalSample, SliversMatchTheOpeningInWindows)
+{
+    Job job;
+    std::string error;
+    ASSERT_TRUE(odb::read_job(std::string(KESTO_TESTDATA) + "/odb/sample_design.tgz", job, error)) << error;
+    job.name = "signal_sample_slivers";
+    Step& step = job.steps.at("step");
+    const Coord limit = 250000;  // wide enough to find webs between the planes' clearances
+    SignalLimits limits;
+    limits.sliver_min = limit;
+    auto meets = [](const Box& a, const Box& b) {
+        return a.xmin <= b.xmax && b.xmin <= a.xmax && a.ymin <= b.ymax && b.ymin <= a.ymax;
+    };
+    int windows = 0;
+    for (const char* name : {"layer-2", "layer-3", "layer-6"}) {
+        SCOPED_TRACE(name);
+        const SignalLayerRun run = analyse_signal_layer(job, step, name, limits, {CheckSliver}, {});
+        ASSERT_TRUE(run.found);
+        auto ctx = build_layer_context(job, step, name, {false, false, false});
+        std::map<int, std::size_t> piece_of;  // feature to piece
+        for (std::size_t k = 0; k < ctx->pieces.size(); ++k) piece_of[int(ctx->pieces[k].feature)] = k;
+        std::map<int, std::vector<Box>> markers;  // by feature
+        auto it = run.result.find(signal_item::Slivers);
+        if (it == run.result.end()) continue;
+        for (const auto& level : it->second.lv)
+            for (const auto& f : level)
+                markers[f.features[0].feature_index].push_back({f.values[0] - f.values[2] / 2, f.values[1] - f.values[3] / 2,
+                                                                f.values[0] + f.values[2] / 2, f.values[1] + f.values[3] / 2});
+        std::vector<std::pair<int, Box>> all;
+        for (const auto& [feature, boxes] : markers)
+            for (const Box& b : boxes) all.push_back({feature, b});
+        std::cout << name << ": " << all.size() << " slivers\n";
+        for (std::size_t s = 0; s < all.size(); s += std::max<std::size_t>(1, all.size() / 6)) {
+            const int feature = all[s].first;
+            const Box at = all[s].second;
+            const Box window{at.xmin - 4 * limit, at.ymin - 4 * limit, at.xmax + 4 * limit, at.ymax + 4 * limit};
+            const geom::Paths copper = geom::clip_to_box(ctx->pieces[piece_of.at(feature)].copper, window);
+            const geom::Paths thin = geom::subtract(copper, geom::offset(geom::offset(copper, -double(limit) / 2), double(limit) / 2));
+            const Box inner{window.xmin + limit, window.ymin + limit, window.xmax - limit, window.ymax - limit};
+            bool marked_thin = false;
+            for (const geom::Path& part : thin) {
+                const Box pb = geom::box_of(part);
+                if (meets(pb, at) && geom::area({part}) > 1e6) marked_thin = true;
+                if (geom::area({part}) < double(limit) * double(limit) || !meets(pb, inner) ||
+                    pb.xmin <= window.xmin || pb.ymin <= window.ymin || pb.xmax >= window.xmax || pb.ymax >= window.ymax)
+                    continue;
+                bool covered = false;
+                for (const Box& m : markers[feature]) covered = covered || meets(m, pb);
+                EXPECT_TRUE(covered) << "thin part at " << pb.xmin << "," << pb.ymin << " - " << pb.xmax << "," << pb.ymax
+                                     << " not reported";
+            }
+            EXPECT_TRUE(marked_thin) << "sliver marked at " << at.xmin << "," << at.ymin << " - " << at.xmax << ","
+                                     << at.ymax << " is not thin";
+            ++windows;
+        }
+    }
+    EXPECT_GT(windows, 3);
+}

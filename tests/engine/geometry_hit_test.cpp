@@ -247,6 +247,16 @@ TEST(GeometryClearance, PreparedOutlinesLocateAsPlainOnes)
     double to_rim = std::hypot(55 * mm, 5 * mm) - 50 * mm; // the pad's corner to the outer circle
     EXPECT_NEAR(prepared.distance(pad).distance, to_rim, kMaxChordError);
     EXPECT_NEAR(prepared.distance(55 * mm, 5 * mm).distance, to_rim, kMaxChordError);
+    // Two prepared outlines, apart and overlapping, against every pair of edges.
+    for (double dx : {120.0, 45.0}) {
+        Paths other = subtract({circle(c(dx * mm), c(3 * mm), 20 * mm)}, {circle(c(dx * mm), c(3 * mm), 12 * mm)});
+        double pairs = std::numeric_limits<double>::infinity();
+        for (const Edge& e : edges_of(frame))
+            for (const Edge& f : edges_of(other))
+                pairs = std::min(pairs, segment_segment(e.x1, e.y1, e.x2, e.y2, f.x1, f.y1, f.x2, f.y2).distance);
+        EXPECT_DOUBLE_EQ(prepared.distance(PreparedOutline(other)).distance, pairs) << dx;
+        EXPECT_DOUBLE_EQ(PreparedOutline(other).distance(prepared).distance, pairs) << dx;
+    }
 }
 
 TEST(GeometryHits, ClickWithMarginCatchesWhatIsNearEnough)
