@@ -552,5 +552,23 @@ KESTO_HANDLER(translate_lines)
                   });
 }
 
-// Not built yet: this answers the error text.
-KESTO_PENDING(change_gds_line_width)
+// "input" names the layout layer: {"job"?, "step", "layer"}; the other keys
+// are the compensation rule. The layer is changed in place, with undo.
+KESTO_HANDLER(change_gds_line_width)
+{
+    Json::Value input;
+    KESTO::API::line_width_request r;
+    return handle(__func__, request, Form::Members,
+                  {{"input", input}, {"max_distance", r.max_distance}, {"default_resize", r.default_resize},
+                   {"length", r.length}, {"offset_para", r.offset_para}, {"imin", r.imin}, {"imax", r.imax},
+                   {"resize_size", r.resize_size}, {"angle", r.angle}},
+                  [&] {
+                      if (!input.isObject()) throw std::invalid_argument("\"input\" names the layer: {\"step\", \"layer\"}");
+                      read_direct(input, "job", r.job);
+                      read_direct(input, "step", r.step);
+                      read_direct(input, "layer", r.layer);
+                      KESTO::API::line_width_result done;
+                      std::string why;
+                      return KESTO::API::change_gds_line_width(r, done, why) ? pass() : error();
+                  });
+}

@@ -1,15 +1,47 @@
 // Nets, fonts, reports, tolerances, profiles and attributes.
 #include "adaptor/handler.h"
+#include "engine/api/checklist.h"
 #include "engine/api/edit.h"
 #include "engine/api/layer_tools.h"
 #include "engine/api/nets.h"
 
 #include <stdexcept>
 
-// Not built yet: these answer the error text.
-KESTO_PENDING(set_layer_checklist)
-
 using namespace kesto::adaptor;
+
+// ---------------------------------------------------------------- layer checklist
+
+// "checks" left out leaves each layer's checks as they are; [] clears them.
+// The reply lists the step's whole checklist as it now stands.
+KESTO_HANDLER(set_layer_checklist)
+{
+    std::string job, step, status;
+    std::vector<std::string> layers;
+    Json::Value checks;
+    return handle(__func__, request, Form::Members,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"checks", checks}, {"status", status}}, [&] {
+                      std::vector<std::string> names;
+                      if (!checks.isNull() && !checks.isArray()) throw std::invalid_argument("\"checks\" is a list of checks");
+                      if (!checks.isNull()) read_value(checks, names);
+                      std::vector<KESTO::API::checklist_entry> list;
+                      std::string why;
+                      if (!KESTO::API::set_layer_checklist(job, step, layers, !checks.isNull(), names, status, list, why))
+                          return error();
+                      Json::Value paras(Json::objectValue);
+                      paras["job"] = job;
+                      paras["step"] = step;
+                      paras["layers"] = Json::Value(Json::arrayValue);
+                      for (const auto& e : list) {
+                          Json::Value one(Json::objectValue);
+                          one["layer"] = e.layer;
+                          one["checks"] = Json::Value(Json::arrayValue);
+                          for (const std::string& c : e.checks) one["checks"].append(c);
+                          one["status"] = e.status;
+                          paras["layers"].append(one);
+                      }
+                      return reply_json("SET_LAYER_CHECKLIST", paras);
+                  });
+}
 
 // ---------------------------------------------------------------- layer and feature tools
 

@@ -202,6 +202,23 @@ bool remove_sharp_angle(const std::string& step, const std::vector<std::string>&
 bool translate_lines(const std::string& step, const std::string& layer, int op_type, int type, int& turned,
                      std::string& error);
 
+// Line-width compensation of a layout's traces on one layer (lengths in the
+// working unit; see engine/edit/line_width.h): round lines whose width lies in
+// [imin, imax] change width by resize_size, the layer's other round lines by
+// default_resize; traces (lines joined end to end within max_distance,
+// turning by at most angle degrees) shorter than length are left; a widened
+// line keeps offset_para from copper it does not touch. The job may be left
+// empty when one job is open. One undo record.
+struct line_width_request {
+    std::string job, step, layer;
+    double max_distance = 0, default_resize = 0, length = 0, offset_para = 0;
+    double imin = 0, imax = 0, resize_size = 0, angle = 0;
+};
+struct line_width_result {
+    int changed = 0, limited = 0, blocked = 0, short_left = 0, vanishing = 0;
+};
+bool change_gds_line_width(const line_width_request& request, line_width_result& result, std::string& error);
+
 struct table_request {
     std::string job, step, layer;
     double x = 0, y = 0;

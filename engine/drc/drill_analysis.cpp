@@ -4,6 +4,7 @@
 #include "engine/drc/feature_shapes.h"
 #include "engine/drc/findings.h"
 #include "engine/drc/nets.h"
+#include "engine/drc/placed_layers.h"
 #include "engine/store/store.h"
 
 #include <algorithm>
@@ -76,6 +77,23 @@ struct Analysis {
     std::vector<Hole> holes;           // round holes and slots of the classes asked for
     DrillAnalysis out;
     std::shared_ptr<const BoardNets> nets; // when the caller asked for them
+    PlacedLayers placed;                   // a panel's flattened layers
+    std::map<std::string, const Layer*> seen; // by lower-case name: each layer flattened once
+    std::vector<std::string> row_names;    // the requested layers as the matrix spells them (nets key by these)
+
+    // A layer as the check sees it: the step's own, or on a panel every
+    // placed board's copy (see checked_layer). nullptr, with a note, when the
+    // step has no such layer or its table is broken.
+    const Layer* layer_named(const std::string& name)
+    {
+        std::string key = name;
+        for (char& c : key) c = char(std::tolower(static_cast<unsigned char>(c)));
+        if (auto it = seen.find(key); it != seen.end()) return it->second;
+        std::string why;
+        const Layer* found = checked_layer(job, step, name, placed, &why);
+        if (!found && !why.empty()) out.notes.push_back("step " + step.name + ": " + why);
+        return seen[key] = found;
+    }
 
     bool wanted(HoleClass c) const
     {
@@ -115,8 +133,10 @@ struct Analysis {
     void collect()
     {
         for (std::uint32_t l = 0; l < names.size(); ++l) {
-            const Layer* found = store::find_layer(job, step, names[l]);
+            const Layer* found = layer_named(names[l]);
             layers.push_back(found);
+            const MatrixRow* row = store::find_row(job, names[l]);
+            row_names.push_back(row ? row->name : names[l]);
             if (!found) {
                 out.notes.push_back("layer " + names[l] + " is not a layer of job " + job.name + "; skipped");
                 continue;
@@ -217,7 +237,7 @@ struct Analysis {
     {
         if (a.cls == HoleClass::Npth && b.cls == HoleClass::Npth) return KESTO::API::CloseNpths;
         if (!nets) return KESTO::API::CloseHoles;
-        const std::int32_t na = nets->net(names[a.layer], a.feature), nb = nets->net(names[b.layer], b.feature);
+        const std::int32_t na = nets->net(row_names[a.layer], a.feature), nb = nets->net(row_names[b.layer], b.feature);
         const bool a_plated = a.cls != HoleClass::Npth, b_plated = b.cls != HoleClass::Npth;
         if (a_plated && b_plated) {
             if (na < 0 || nb < 0) return KESTO::API::CloseHoles;
@@ -234,7 +254,7 @@ struct Analysis {
     // stay under "Close Holes", and no nets are built.
     void board_nets_of_step()
     {
-        if (!copper_rows().empty()) nets = board_nets(job, step);
+        if (!copper_rows().empty()) nets = checked_nets(job, step);
         if (nets && !nets->copper.empty()) return;
         nets = nullptr;
         out.notes.push_back("step " + step.name + " has no copper layer; close holes are not sorted by net");
@@ -306,7 +326,9 @@ struct Analysis {
         const std::size_t hole_caps = caps.size();
         for (const MatrixRow& row : job.rows) {
             if (!iequals(row.context, "BOARD") || !iequals(row.type, "ROUT")) continue;
-            const Layer& layer = *store::find_layer(job, step, row.name);
+            const Layer* found = layer_named(row.name);
+            if (!found) continue;
+            const Layer& layer = *found;
             const std::uint32_t rl = std::uint32_t(rout_names.size());
             rout_names.push_back(row.name);
             rout_layers.push_back(&layer);
@@ -376,8 +398,11 @@ struct Analysis {
         std::uint32_t first = 0;
         while (first < layers.size() && !layers[first]) ++first;
         if (first == layers.size()) return;
-        const Layer& top = *store::find_layer(job, step, rows.front()->name);
-        const Layer& bottom = *store::find_layer(job, step, rows.back()->name);
+        const Layer* top_layer = layer_named(rows.front()->name);
+        const Layer* bottom_layer = layer_named(rows.back()->name);
+        if (!top_layer || !bottom_layer) return;
+        const Layer& top = *top_layer;
+        const Layer& bottom = *bottom_layer;
         std::vector<Point> bottom_pads;
         for (const Feature& f : bottom.features)
             if (f.kind == FeatureKind::Pad && f.polarity == Polarity::Positive) bottom_pads.push_back(f.a);
@@ -422,15 +447,18 @@ struct Analysis {
         }
         std::vector<CopperAtPoints> copper;
         copper.reserve(rows.size());
-        for (const MatrixRow* row : rows) copper.emplace_back(*store::find_layer(job, step, row->name));
+        std::vector<const MatrixRow*> present;
+        for (const MatrixRow* row : rows)
+            if (const Layer* l = layer_named(row->name)) copper.emplace_back(*l), present.push_back(row);
+        if (present.empty()) return;
         for (const Hole& h : holes) {
             if (h.slot || h.cls == HoleClass::Npth) continue;
             const MatrixRow* drill_row = store::find_row(job, names[h.layer]);
             const int from = drill_row && !drill_row->start_name.empty() ? row_of(drill_row->start_name) : INT32_MIN;
             const int to = drill_row && !drill_row->end_name.empty() ? row_of(drill_row->end_name) : INT32_MAX;
             bool met = false;
-            for (std::size_t r = 0; r < rows.size() && !met; ++r)
-                if (rows[r]->row >= std::min(from, to) && rows[r]->row <= std::max(from, to)) met = copper[r].copper_at(h.cap.a);
+            for (std::size_t r = 0; r < present.size() && !met; ++r)
+                if (present[r]->row >= std::min(from, to) && present[r]->row <= std::max(from, to)) met = copper[r].copper_at(h.cap.a);
             if (met) continue;
             check_info info = about({{h.layer, h.feature}});
             info.shape = KESTO::API::MarkerCircle;
@@ -499,7 +527,7 @@ DrillAnalysis analyse_drill(Job& job, Step& step, const std::vector<std::string>
                             const DrillOptions& options, const LevelLimits& limits,
                             KESTO::COMMON::progress_value<int>* progress)
 {
-    Analysis a{job, step, layers, options, limits, {}, {}, {}, {}};
+    Analysis a{job, step, layers, options, limits, {}, {}, {}, {}, {}, {}, {}};
     struct Stage {
         bool run;
         void (Analysis::*work)();

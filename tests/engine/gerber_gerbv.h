@@ -21,14 +21,19 @@ inline bool gerbv_png(const std::string& gerber, const std::string& png)
 }
 
 // The share of pixels on which two pictures agree, lit being a green channel
-// above half. With `slack`, a pixel that differs still agrees when each
-// picture has the other's value within one pixel of it: the two then differ
-// only by where an edge falls between neighbouring pixels.
-inline double agreement(const std::string& a, const std::string& b, bool slack = false)
+// above half: strictly, and with slack, where a pixel that differs still
+// agrees when each picture has the other's value within one pixel of it (the
+// two then differ only by where an edge falls between neighbouring pixels).
+// Both from one reading of each picture; -1 when they cannot be compared.
+struct Agreement {
+    double strict = -1, within = -1;
+};
+
+inline Agreement agreements(const std::string& a, const std::string& b)
 {
     cairo_surface_t* x = cairo_image_surface_create_from_png(a.c_str());
     cairo_surface_t* y = cairo_image_surface_create_from_png(b.c_str());
-    double same = -1;
+    Agreement out;
     if (cairo_surface_status(x) == CAIRO_STATUS_SUCCESS && cairo_surface_status(y) == CAIRO_STATUS_SUCCESS &&
         cairo_image_surface_get_width(x) == cairo_image_surface_get_width(y) &&
         cairo_image_surface_get_height(x) == cairo_image_surface_get_height(y)) {
@@ -43,17 +48,25 @@ inline double agreement(const std::string& a, const std::string& b, bool slack =
                     if (lit(s, i, j) == value) return true;
             return false;
         };
-        long equal = 0;
+        long equal = 0, close = 0;
         for (int r = 0; r < h; ++r)
             for (int c = 0; c < w; ++c) {
                 const bool p = lit(x, r, c), q = lit(y, r, c);
-                equal += p == q || (slack && near(y, r, c, p) && near(x, r, c, q));
+                if (p == q) ++equal, ++close;
+                else close += near(y, r, c, p) && near(x, r, c, q);
             }
-        same = double(equal) / (double(w) * h);
+        out.strict = double(equal) / (double(w) * h);
+        out.within = double(close) / (double(w) * h);
     }
     cairo_surface_destroy(x);
     cairo_surface_destroy(y);
-    return same;
+    return out;
+}
+
+inline double agreement(const std::string& a, const std::string& b, bool slack = false)
+{
+    const Agreement both = agreements(a, b);
+    return slack ? both.within : both.strict;
 }
 
 } // namespace kesto

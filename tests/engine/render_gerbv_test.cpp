@@ -163,10 +163,10 @@ TEST(RenderAgainstGerbv, EveryCaseMatchesWithinHalfAPercent)
         const Window w = window_of(shapes);
         ASSERT_TRUE(ours(shapes, w, dir / "ours.png")) << file;
         ASSERT_TRUE(theirs(file, w, dir / "gerbv.png")) << file;
-        const double share = agreement(dir / "ours.png", dir / "gerbv.png");
+        const Agreement both = agreements(dir / "ours.png", dir / "gerbv.png");
         const bool crosshair = gerbv_misses_crosshair(it->path().filename().string());
-        EXPECT_GE(share, crosshair ? 0.99 : 0.995) << file << ": " << 100 * share << "% equal pixels";
-        EXPECT_GE(agreement(dir / "ours.png", dir / "gerbv.png", true), crosshair ? 0.99 : 0.9999) << file;
+        EXPECT_GE(both.strict, crosshair ? 0.99 : 0.995) << file << ": " << 100 * both.strict << "% equal pixels";
+        EXPECT_GE(both.within, crosshair ? 0.99 : 0.9999) << file;
         ++cases;
     }
     EXPECT_GT(cases, 20);
@@ -207,8 +207,7 @@ TEST(RenderAgainstGerbv, LayersOfTheSampleJob)
         const Window w = window_of(shapes);
         ASSERT_TRUE(ours(shapes, w, dir / "ours.png"));
         ASSERT_TRUE(theirs(dir / "layer.gbr", w, dir / "gerbv.png"));
-        const double strict = agreement(dir / "ours.png", dir / "gerbv.png");
-        const double within = agreement(dir / "ours.png", dir / "gerbv.png", true);
+        const auto [strict, within] = agreements(dir / "ours.png", dir / "gerbv.png");
         std::printf("%-20s %.3f%% equal, %.4f%% within a pixel\n", name.c_str(), 100 * strict, 100 * within);
         EXPECT_GE(strict, least.count(name) ? least.at(name) : 0.995) << name;
         EXPECT_GE(within, 0.9999) << name;
