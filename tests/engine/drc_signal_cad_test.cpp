@@ -260,7 +260,9 @@ TEST(DrcSignalCad, EveryNetlistReferenceOfTheSampleIsCopperWhereItSays)
                     ++traces;
                     EXPECT_TRUE(feature.kind == FeatureKind::Line || feature.kind == FeatureKind::Arc) << net.name;
                 }
-                if (s.kind == "TOP" && s.side == 'T') EXPECT_LT(std::size_t(s.component), eda->top.size());
+                if (s.kind == "TOP" && s.side == 'T') {
+                    EXPECT_LT(std::size_t(s.component), eda->top.size());
+                }
             }
     EXPECT_GT(copper, 10000u);
     EXPECT_GT(toeprints, 2000u);
