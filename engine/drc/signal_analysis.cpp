@@ -18,6 +18,14 @@ const std::vector<SignalRule>& signal_rules()
         {"stubs", CheckStubs, &stub_rule},
         {"neckdown", CheckBottleneck, &neckdown_rule},
         {"inconsistent widths", CheckSize, &inconsistent_width_rule},
+        {"cad spacing", CheckSpacing, &cad_spacing_rule},
+        {"smd pitch", CheckSmd, &smd_pitch_rule},
+        {"toeprint spacing", CheckSmd, &toeprint_spacing_rule},
+        {"shaved pads", CheckSmd, &shaved_pad_rule},
+        {"shaved lines", CheckSize, &shaved_line_rule},
+        {"texts", CheckSize, &text_rule},
+        {"pad connections", -1, &pad_connection_rule},
+        {"local spacing", CheckSpacing, &local_spacing_rule},
     };
     return rules;
 }
@@ -31,7 +39,7 @@ SignalLayerRun analyse_signal_layer(Job& job, Step& step, const std::string& lay
     auto asked = [&](int check) { return std::find(checks.begin(), checks.end(), check) != checks.end(); };
     std::vector<const SignalRule*> rules;
     for (const SignalRule& r : signal_rules())
-        if (asked(r.check)) rules.push_back(&r);
+        if (r.check < 0 || asked(r.check)) rules.push_back(&r);
     if (progress) progress->total += int(rules.size()) + 1;
 
     auto cpu_ms = [] { return 1000.0 * double(std::clock()) / CLOCKS_PER_SEC; };

@@ -91,10 +91,20 @@ void sliver_rule(const RuleInput& in);    // signal_slivers.cpp
 void stub_rule(const RuleInput& in);                // dangling trace ends
 void neckdown_rule(const RuleInput& in);            // short narrower lines into pads
 void inconsistent_width_rule(const RuleInput& in);  // traces changing width away from pads
+void cad_spacing_rule(const RuleInput& in);         // signal_cad.cpp: CAD short and CAD self spacing
+// signal_smd.cpp: pads of component pins.
+void smd_pitch_rule(const RuleInput& in);
+void toeprint_spacing_rule(const RuleInput& in);    // toeprint and BGA spacing
+void shaved_pad_rule(const RuleInput& in);          // shaved SMD and BGA pads
+void shaved_line_rule(const RuleInput& in);         // signal_shaved_lines.cpp: traces cut narrower
+void text_rule(const RuleInput& in);                // signal_texts.cpp: text stroke widths and fields
+// signal_connections.cpp: where traces enter pads.
+void pad_connection_rule(const RuleInput& in);      // traces grazing pads
+void local_spacing_rule(const RuleInput& in);       // spacing of a trace's first stretch off a pad
 
 struct SignalRule {
     const char* family;
-    int check;                   // the SignalCheck that switches it on
+    int check;                   // the SignalCheck that switches it on; -1: its own switch in the limits
     void (*run)(const RuleInput&);
 };
 // Every rule, in the order a run applies them.
