@@ -92,7 +92,7 @@ TEST(PrepareCheck, OkStepKeepsTheHostsVerdictAndAnswersTheErrorText)
     EXPECT_EQ(KESTO::Cache::common_cache::instance()->getOkCheckResult(), "OK");
 }
 
-TEST(PrepareCheck, SampleJobIsCompleteButForItsZeroPoint)
+TEST(PrepareCheck, SampleJobFindingsAgainstItsOwnFiles)
 {
     kesto::test::TempDir dir;
     const std::string unpack = "tar -xzf '" KESTO_TESTDATA "/odb/sample_design.tgz' -C '" + dir.path() +
