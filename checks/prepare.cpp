@@ -28,10 +28,67 @@ KESTO_HANDLER(ok_step_check)
     return kesto::adaptor::error();
 }
 
-// Not built yet: these answer the error text.
-KESTO_PENDING(mrc_check)
-KESTO_PENDING(npth_and_pth_prepare_op)
-KESTO_PENDING(surface_analyze)
+KESTO_HANDLER(mrc_check)
+{
+    KESTO::API::mrc_check_params params;
+    return handle(__func__, request, Form::ElementsLogged,
+                  {{"job", params.job}, {"step", params.step}, {"layers", params.layers}}, [&]() -> char* {
+                      KESTO::API::mrc_result result;
+                      KESTO::COMMON::progress_value<int> progress;
+                      if (!KESTO::API::mrc_check(params, result, &progress)) return kesto::adaptor::error();
+                      KESTO::Cache::common_cache::instance()->setMrcCheckResult(result);
+                      return kesto::adaptor::pass();
+                  });
+}
+
+// Findings are not kept anywhere by this command: each layer's counts per
+// item, with the worst value, go to the log.
+KESTO_HANDLER(surface_analyze)
+{
+    std::string job, step;
+    std::vector<std::string> layers;
+    KESTO::API::surface_analyser_params params;
+    return handle(__func__, request, Form::ElementsLogged,
+                  {{"job", job}, {"step", step}, {"layers", layers}, {"erf", params.erf},
+                   {"max_size", params.max_size}, {"mode", params.mode},
+                   {"max_fold_length", params.max_fold_length}, {"small_edge_length", params.small_edge_length}},
+                  [&]() -> char* {
+                      std::vector<KESTO::API::surface_analyser_list> items;
+                      for (int i = 0; i < 5; ++i)
+                          if (params.mode == 0 || (params.mode >> i) & 1) items.push_back(KESTO::API::surface_analyser_list(i));
+                      KESTO::COMMON::progress_value<int> progress;
+                      for (const std::string& layer : layers) {
+                          std::map<KESTO::API::surface_analyser_items, KESTO::API::surface_analyser_result> result;
+                          if (!KESTO::API::surface_analyser(job, step, layer, params, items, {}, result, &progress))
+                              return kesto::adaptor::error();
+                          for (const auto& [item, r] : result) {
+                              std::size_t n = 0;
+                              std::int32_t worst = 0;
+                              for (const auto& level : r.lv)
+                                  for (const auto& info : level) worst = n++ ? std::min(worst, info.measure_value) : info.measure_value;
+                              LOG(INFO) << "surface_analyze: " << layer << ": " << KESTO::API::surface_item_name(item)
+                                        << ": " << n << " (smallest " << worst << " nm)";
+                          }
+                      }
+                      return kesto::adaptor::pass();
+                  });
+}
+
+// Its normal answer is the error text, as hosts of this command expect.
+KESTO_HANDLER(npth_and_pth_prepare_op)
+{
+    std::string job, step;
+    KESTO::API::npth_and_pth_prepare_params params;
+    return handle(__func__, request, Form::MembersParse,
+                  {{"job", job}, {"step", step}, {"sm_clearance", params.sm_clearance},
+                   {"sm_np_clearance", params.sm_np_clearance}, {"add_sm_pads", params.add_sm_pads},
+                   {"add_signal_pads", params.add_signal_pads}},
+                  [&]() -> char* {
+                      KESTO::COMMON::progress_value<int> progress;
+                      KESTO::API::npth_and_pth_prepare_op(job, step, params, &progress);
+                      return kesto::adaptor::error();
+                  });
+}
 
 KESTO_HANDLER(prepare_check)
 {

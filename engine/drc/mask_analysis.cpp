@@ -85,6 +85,7 @@ MaskSilkRun analyse_mask_layer(Job& job, Step& step, const std::string& layer, c
     mask_ring_rule(in);
     mask_bridge_rule(in);
     mask_coverage_rule(in);
+    mask_exposure_rule(in);
     run.result = findings.take(true);
     return run;
 }

@@ -25,6 +25,7 @@ enum : int {
     PadToPadSpacing = 40, PadToPadSpacingSameNet = 41, PadToNonPadSpacing = 42, NonPadSpacing = 43,
     MissingSmd = 45, MissingUndrilled = 46, MissingPth = 47, MissingVia = 48, MissingNpth = 50,
     SmdPartial = 51, UndrilledPartial = 52, ViaPartial = 55, NpthPartial = 56, PthPartial = 57,
+    SeveralNets = 27, ExposedTeardrop = 44,
 };
 } // namespace mask_item
 
@@ -32,7 +33,8 @@ namespace silk_item {
 enum : int {
     MaskClearance = 0, SmdClearance = 1, PthPadClearance = 2, ViaPadClearance = 3, NpthPadClearance = 4,
     UndrilledPadClearance = 5, NpthClearance = 6, PthClearance = 7, ViaClearance = 8, RoutClearance = 9,
-    LineWidth = 10, ArcWidth = 11, PadWidth = 12, ZeroLineWidth = 14, TextWidth = 22, TextHeight = 23, SilkToSilk = 24,
+    LineWidth = 10, ArcWidth = 11, PadWidth = 12, ZeroLineWidth = 14, InconsistentLineWidth = 19,
+    InconsistentArcWidth = 20, TextWidth = 22, TextHeight = 23, SilkToSilk = 24, SsOverText = 25,
 };
 } // namespace silk_item
 
@@ -82,6 +84,7 @@ struct MaskInput {
 void mask_ring_rule(MaskInput& in);     // mask_rings.cpp: rings, same size, partial and missing openings
 void mask_bridge_rule(MaskInput& in);   // mask_bridges.cpp: bridges and spacing between openings
 void mask_coverage_rule(MaskInput& in); // mask_coverage.cpp: copper too near an opening, NPTH touching mask
+void mask_exposure_rule(MaskInput& in); // mask_exposure.cpp: openings over several nets, exposed teardrops
 
 struct SilkInput {
     const LayerContext& silk;

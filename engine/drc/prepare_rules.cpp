@@ -3,7 +3,8 @@
 // matrix (top rows lie above the first copper row, bottom rows below the
 // last); a step needs a profile and its zero point at the profile's lower
 // left corner; signal, drill and mask layers must hold no negative
-// features; every feature's symbol must have a size.
+// features; every feature's symbol must have a size. The rules across a
+// step's layers are in prepare_board.cpp.
 #include "engine/drc/prepare_rules.h"
 
 #include "engine/drc/drill_analysis.h"
@@ -23,7 +24,9 @@ const std::vector<int>& prepare_items_measured()
     static const std::vector<int> items{StepPresent, PasteTop,  SilkTop,    MaskTop,    SignalTop,  SignalInner,
                                         SignalBottom, MaskBottom, SilkBottom, PasteBottom, DrillLayer, RoutLayer,
                                         ZeroPoint,    OutlineLayer, Profile,  SignalNegative, DrillNegative,
-                                        MaskNegative, SymbolSize};
+                                        MaskNegative, SymbolSize, NetStep, ClipOutline, ClipOutside, SmdPaste,
+                                        SignalAttribute, DrillAttribute, MaskFeature, PasteOnMask, OuterDrillPad,
+                                        DrillPadPosition};
     return items;
 }
 
@@ -105,6 +108,16 @@ Coord rounded(double v) { return Coord(std::llround(v)); }
 
 } // namespace
 
+const MatrixRow* role_row(const Job& job, const RoleNames& roles, int item)
+{
+    auto named = roles.find(item);
+    if (named != roles.end() && !named->second.empty()) return row_named(job, named->second);
+    if (item == SignalInner || item == OutlineLayer) return nullptr;
+    for (const Role& role : kRoles)
+        if (role.item == item) return row_by_type(job, role);
+    return nullptr;
+}
+
 PrepareRun run_prepare_rules(Job& job, const RoleNames& roles, const std::vector<int>& items, const LevelLimits& levels,
                              const std::function<void()>& step_done)
 {
@@ -143,6 +156,7 @@ PrepareRun run_prepare_rules(Job& job, const RoleNames& roles, const std::vector
             const Coord off = rounded(std::hypot(double(step.datum.x - corner.x), double(step.datum.y - corner.y)));
             if (off > 0) out("").add(ZeroPoint, off, segment_marker(step.datum, corner, off), {});
         }
+        run_board_rules(job, step, roles, wanted, out);
         for (const MatrixRow& row : job.rows) {
             if (!board_row(row)) continue;
             auto l = step.layers.find(row.name);
