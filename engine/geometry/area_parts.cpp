@@ -1,7 +1,7 @@
 #include "engine/geometry/area_parts.h"
 #include "engine/geometry/layer_index.h"
 
-#include <boost/function_output_iterator.hpp>
+#include <boost/iterator/function_output_iterator.hpp>
 
 #include <limits>
 #include <memory>
@@ -108,7 +108,7 @@ public:
     {
         std::vector<const Segment*> near;
         tree_.query(bgi::intersects(rect_of(other_box)),
-                    boost::make_function_output_iterator([&](const auto& hit) { near.push_back(&segments_[hit.second]); }));
+                    boost::iterators::make_function_output_iterator([&](const auto& hit) { near.push_back(&segments_[hit.second]); }));
         if (near.empty()) return false;
         bool met = false;
         if (near.size() > 64) {
