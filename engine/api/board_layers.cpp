@@ -2,6 +2,7 @@
 #include "engine/edit/step_repeat.h"
 
 #include "engine/api/units.h"
+#include "engine/geometry/area_parts.h"
 #include "engine/model/text.h"
 #include "engine/select/workspace.h"
 #include "engine/store/store.h"
@@ -117,7 +118,7 @@ const Layer& drawn_layer(const StepRef& at, const Layer& layer, const MatrixRow&
 geom::Paths layer_image(const StepRef& at, const Layer& layer, const MatrixRow& row)
 {
     Layer flat;
-    geom::Paths image = geom::layer_outline(drawn_layer(at, layer, row, flat), *at.context);
+    geom::Paths image = geom::layer_outline_by_parts(drawn_layer(at, layer, row, flat), *at.context);
     if (row.polarity == "NEGATIVE") image = geom::subtract(profile_outline(*at.step), image);
     return image;
 }

@@ -82,7 +82,10 @@ struct Frame {
     Layer layer;
 };
 
-bool digit(char c) { return c >= '0' && c <= '9'; }
+bool digit(char c) { return unsigned(c - '0') < 10u; }
+
+constexpr double kPowersOfTen[19] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8, 1e9,
+                                     1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18};
 
 std::string_view trim(std::string_view s)
 {
@@ -113,8 +116,9 @@ public:
         if (!options_.aperture_list.empty()) read_aperture_list();
         const std::size_t n = text_.size();
         // Room for the features a file of this size usually holds (one in
-        // 25 to 30 bytes), so the list is not copied as it grows.
-        builder_.layer.features.reserve(builder_.layer.features.size() + n / 40);
+        // 25 to 30 bytes, fewer in dense artwork), so the list is not copied
+        // as it grows; pages never written cost nothing.
+        builder_.layer.features.reserve(builder_.layer.features.size() + n / 24);
         std::size_t reported = 0;
         while (pos_ < n && !ended_) {
             if (options_.read && pos_ - reported > (1u << 16)) options_.read->store(static_cast<long long>(reported = pos_));
@@ -187,33 +191,39 @@ private:
         }
     }
 
-    // A coordinate number after X, Y, I or J, in nanometres.
+    // A coordinate number after X, Y, I or J, in nanometres. The digits are
+    // read through a local pointer: the text's size and pos_ stay out of
+    // memory inside the loop.
     bool number(Coord& out)
     {
         check_format_known();
-        const std::size_t start = pos_;
+        const char* const begin = text_.data();
+        const char* const end = begin + text_.size();
+        const char* const start = begin + pos_;
+        const char* p = start;
         bool negative = false;
-        if (pos_ < text_.size() && (text_[pos_] == '+' || text_[pos_] == '-')) negative = text_[pos_++] == '-';
+        if (p < end && (*p == '+' || *p == '-')) negative = *p++ == '-';
         std::int64_t value = 0;
-        int digits = 0;
-        while (pos_ < text_.size() && digit(text_[pos_])) {
-            if (digits < 18) value = value * 10 + (text_[pos_] - '0');
-            ++digits;
-            ++pos_;
-        }
-        if (pos_ < text_.size() && text_[pos_] == '.') {
-            ++pos_;
-            while (pos_ < text_.size() && digit(text_[pos_])) ++pos_;
-            const double v = plain_decimal(std::string_view(text_).substr(start, std::min<std::size_t>(pos_ - start, 40)));
+        const char* const first_digit = p;
+        const char* const last_exact = p + 18 < end ? p + 18 : end;
+        while (p < last_exact && digit(*p)) value = value * 10 + (*p++ - '0');
+        while (p < end && digit(*p)) ++p;
+        const int digits = int(p - first_digit);
+        if (p < end && *p == '.') {
+            ++p;
+            while (p < end && digit(*p)) ++p;
+            pos_ = std::size_t(p - begin);
+            const double v = plain_decimal(std::string_view(start, std::min<std::size_t>(std::size_t(p - start), 40)));
             return coordinate(v * decimal_scale_, out);
         }
+        pos_ = std::size_t(p - begin);
         if (digits == 0 || digits > 18) {
             error(line_, digits ? "coordinate number too long" : "coordinate letter without a number");
             return false;
         }
         double v = double(value);
         const int total = integer_digits_ + decimal_digits_;
-        if (zeros_ == 'T' && digits < total) v *= std::pow(10.0, total - digits);
+        if (zeros_ == 'T' && digits < total) v *= kPowersOfTen[std::min(total - digits, 18)];
         return coordinate((negative ? -v : v) * scale_, out);
     }
 
@@ -233,13 +243,15 @@ private:
 
     int integer()
     {
-        int v = 0, digits = 0;
-        while (pos_ < text_.size() && digit(text_[pos_])) {
-            if (v < 100000000) v = v * 10 + (text_[pos_] - '0');
-            ++pos_;
-            ++digits;
-        }
-        return digits ? v : -1;
+        const char* const begin = text_.data();
+        const char* const end = begin + text_.size();
+        const char* p = begin + pos_;
+        const char* const first = p;
+        int v = 0;
+        for (; p < end && digit(*p); ++p)
+            if (v < 100000000) v = v * 10 + (*p - '0');
+        pos_ = std::size_t(p - begin);
+        return p > first ? v : -1;
     }
 
     // ------------------------------------------------------------ words
@@ -514,19 +526,46 @@ private:
         Feature f;
         f.kind = FeatureKind::Surface;
         f.body = std::uint32_t(sink().surfaces.size());
-        sink().surfaces.push_back(Surface{{formats::polygon_contour(hull(corners), true)}});
+        Surface body;
+        body.contours.push_back(hull_contour(corners));
+        sink().surfaces.push_back(std::move(body));
         add(f, &a);
+    }
+
+    // The hull as an island contour, clockwise from its first corner, made in
+    // place: strokes of silkscreen artwork come by the hundred thousand.
+    static Contour hull_contour(const std::array<std::pair<double, double>, 8>& corners)
+    {
+        std::array<std::pair<double, double>, 16> h;
+        const std::size_t k = hull(corners, h);
+        if (k < 3) return formats::polygon_contour(std::vector<std::pair<double, double>>(h.begin(), h.begin() + std::ptrdiff_t(k)), true);
+        std::array<Point, 16> q;
+        for (std::size_t i = 0; i < k; ++i) q[i] = {Coord(std::llround(h[i].first)), Coord(std::llround(h[i].second))};
+        // Counter-clockwise corners q0..qk-1 walked backwards: q0, qk-1, ..., q1, q0
+        // (the closing side left out when the last corner rounds onto the first).
+        Contour c;
+        c.start = q[0];
+        const std::size_t last = q[k - 1] == q[0] ? k - 1 : k;
+        c.segments.resize(last);
+        std::size_t s = 0;
+        if (last == k) c.segments[s++].end = q[k - 1];
+        for (std::size_t i = k - 1; i-- > 1;) c.segments[s++].end = q[i];
+        c.segments[s++].end = q[0];
+        for (Segment& seg : c.segments) seg.cw = true;
+        return c;
     }
 
     // The convex hull, counter-clockwise from the lowest-left corner (a
     // monotone chain); on the stack, as it runs once a stroke.
-    static std::vector<std::pair<double, double>> hull(std::array<std::pair<double, double>, 8> corners)
+    static std::size_t hull(std::array<std::pair<double, double>, 8> corners, std::array<std::pair<double, double>, 16>& h)
     {
         std::sort(corners.begin(), corners.end());
         const std::size_t n = std::size_t(std::unique(corners.begin(), corners.end()) - corners.begin());
-        if (n < 3) return std::vector<std::pair<double, double>>(corners.begin(), corners.begin() + std::ptrdiff_t(n));
+        if (n < 3) {
+            std::copy(corners.begin(), corners.begin() + std::ptrdiff_t(n), h.begin());
+            return n;
+        }
         const auto& p = corners;
-        std::array<std::pair<double, double>, 16> h;
         std::size_t k = 0;
         auto cross = [](auto& o, auto& a, auto& b) {
             return (a.first - o.first) * (b.second - o.second) - (a.second - o.second) * (b.first - o.first);
@@ -539,7 +578,7 @@ private:
             while (k >= t && cross(h[k - 2], h[k - 1], p[i - 1]) <= 0) --k;
             h[k++] = p[i - 1];
         }
-        return std::vector<std::pair<double, double>>(h.begin(), h.begin() + std::ptrdiff_t(k - 1));
+        return k - 1;
     }
 
     bool arc_centre(const Point& target, Coord i, Coord j, bool cw, Point& centre, int line)
