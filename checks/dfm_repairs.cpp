@@ -137,10 +137,105 @@ KESTO_HANDLER(New_signal_layer_DFM_op)
                   });
 }
 
+KESTO_HANDLER(solder_mask_DFM)
+{
+    std::string job, step;
+    std::vector<std::string> layers;
+    KESTO::API::solder_mask_DFM_params p;
+    Json::Value ranges;
+    return handle(__func__, request, Form::ElementsLogged,
+                  {{"job", job}, {"step", step}, {"layers", layers},
+                   {"clearance_min", p.clearance_min}, {"clearance_opt", p.clearance_opt},
+                   {"coverage_min", p.coverage_min}, {"coverage_opt", p.coverage_opt}, {"bridge_size", p.bridge_size},
+                   {"apply_to", p.apply_to}, {"use_existing_mask", p.use_existing_mask}, {"use_shaves", p.use_shaves},
+                   {"do_resize", p.do_resize}, {"max_oversized_clearance", p.max_oversized_clearance},
+                   {"intersect_width", p.intersect_width}, {"cut_surplus_width", p.cut_surplus_width},
+                   {"cut_surplus_height", p.cut_surplus_height}, {"is_round", p.is_round}, {"fan_shaved", p.fan_shaved},
+                   {"prevent_vertical_flow_add_sm", p.prevent_vertical_flow_add_sm},
+                   {"prevent_vertical_flow_del_sm", p.prevent_vertical_flow_del_sm},
+                   {"drill_clearance_min", p.drill_clearance_min}, {"drill_clearance_opt", p.drill_clearance_opt},
+                   {"smd_clearance_min", p.smd_clearance_min}, {"smd_clearance_opt", p.smd_clearance_opt},
+                   {"bga_clearance_min", p.bga_clearance_min}, {"bga_clearance_opt", p.bga_clearance_opt},
+                   {"add_outline", p.add_outline}, {"outline_width", p.outline_width},
+                   {"vo_rask_resize_sm_in_surface", p.vo_rask_resize_sm_in_surface},
+                   {"resize_gas_sm_no_drill", p.resize_gas_sm_no_drill},
+                   {"resize_gas_sm_has_drill", p.resize_gas_sm_has_drill}, {"add_v_cut_sm_size", p.add_v_cut_sm_size},
+                   {"resize_sm_surface_size", p.resize_sm_surface_size}, {"pth_fan_shaved", p.pth_fan_shaved},
+                   {"pad_covered_clearance", p.pad_covered_clearance}, {"ranges", ranges}},
+                  [&]() -> char* {
+                      kesto::checks::register_table("SolderMaskOpt");
+                      KESTO::API::dfm_thresholds thresholds;
+                      for (const auto& [item, t] : kesto::checks::signal_thresholds(
+                               kesto::checks::read_ranges(ranges, "SolderMaskOpt")))
+                          thresholds[item] = t;
+                      if (layers.empty()) return refuse_empty_layers("solder_mask_DFM");
+                      std::map<KESTO::API::solder_mask_DFM_op_items, std::vector<KESTO::API::solder_mask_DFM_op_result>> result;
+                      KESTO::COMMON::progress_value<int> progress;
+                      KESTO::API::solder_mask_DFM_op(job, step, layers, p, thresholds, result, &progress);
+                      LOG(INFO) << ValueLog()
+                                       .add("clearance_min:", p.clearance_min)
+                                       .add("clearance_opt:", p.clearance_opt)
+                                       .add("coverage_min:", p.coverage_min)
+                                       .add("coverage_opt:", p.coverage_opt)
+                                       .add("bridge_size:", p.bridge_size)
+                                       .add("apply_to:", p.apply_to)
+                                       .add("use_existing_mask:", p.use_existing_mask)
+                                       .add("use_shaves:", p.use_shaves)
+                                       .add("do_resize:", p.do_resize)
+                                       .add("max_oversized_clearance:", p.max_oversized_clearance)
+                                       .add("intersect_width:", p.intersect_width)
+                                       .add("cut_surplus_width:", p.cut_surplus_width)
+                                       .add("cut_surplus_height:", p.cut_surplus_height)
+                                       .add("is_round:", p.is_round)
+                                       .add("fan_shaved:", p.fan_shaved)
+                                       .add("prevent_vertical_flow_add_sm:", p.prevent_vertical_flow_add_sm)
+                                       .add("prevent_vertical_flow_del_sm:", p.prevent_vertical_flow_del_sm)
+                                       .add("drill_clearance_min:", p.drill_clearance_min)
+                                       .add("drill_clearance_opt:", p.drill_clearance_opt)
+                                       .add("smd_clearance_min:", p.smd_clearance_min)
+                                       .add("smd_clearance_opt:", p.smd_clearance_opt)
+                                       .add("bga_clearance_min:", p.bga_clearance_min)
+                                       .add("bga_clearance_opt:", p.bga_clearance_opt)
+                                       .add("add_outline:", p.add_outline)
+                                       .add("outline_width:", p.outline_width)
+                                       .add("vo_rask_resize_sm_in_surface:", p.vo_rask_resize_sm_in_surface)
+                                       .add("resize_gas_sm_no_drill:", p.resize_gas_sm_no_drill)
+                                       .add("resize_gas_sm_has_drill:", p.resize_gas_sm_has_drill)
+                                       .add("add_v_cut_sm_size:", p.add_v_cut_sm_size)
+                                       .add("resize_sm_surface_size:", p.resize_sm_surface_size)
+                                       .text();
+                      // Counts per category and layer, for review.
+                      for (const auto& [item, per_layer] : result)
+                          for (const auto& r : per_layer)
+                              LOG(INFO) << "solder mask DFM report " << r.layer << ": "
+                                        << kesto::checks::category_name("SolderMaskOpt", int(item)) << " "
+                                        << r.counts[0] + r.counts[1] + r.counts[2];
+                      return kesto::adaptor::pass();
+                  });
+}
+
+KESTO_HANDLER(smd_bga_DFM_op)
+{
+    std::string job, step;
+    std::vector<std::string> layers;
+    KESTO::API::smd_bga_DFM_op_params p;
+    return handle(__func__, request, Form::ElementsLogged,
+                  {{"jobname", job}, {"stepname", step}, {"layernames", layers},
+                   {"smd_bga_spacing_opt", p.smd_bga_spacing_opt}, {"max_padup_value", p.max_padup_value}},
+                  [&]() -> char* {
+                      if (layers.empty()) return refuse_empty_layers("smd_bga_DFM_op");
+                      KESTO::COMMON::progress_value<int> progress;
+                      KESTO::API::smd_bga_DFM_op(job, step, layers, p, &progress);
+                      LOG(INFO) << ValueLog()
+                                       .add("smd_bga_spacing_opt:", p.smd_bga_spacing_opt)
+                                       .add("max_padup_value:", p.max_padup_value)
+                                       .text();
+                      return kesto::adaptor::pass();
+                  });
+}
+
 // Not built yet: these answer the error text.
-KESTO_PENDING(solder_mask_DFM)
 KESTO_PENDING(avoid_conductor_DFM_op)
-KESTO_PENDING(smd_bga_DFM_op)
 KESTO_PENDING(avoid_features_DFM_op)
 
 KESTO_HANDLER(sliver_DFM_op)

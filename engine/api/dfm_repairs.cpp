@@ -1,7 +1,12 @@
 #include "engine/api/dfm_repairs.h"
 
+#include "engine/dfm/dfm_common.h"
+#include "engine/dfm/mask_opt.h"
 #include "engine/dfm/signal_opt.h"
+#include "engine/dfm/smd_spacing.h"
 #include "engine/dfm/slivers.h"
+#include "engine/drc/feature_shapes.h"
+#include "engine/drc/mask_silk_rules.h"
 #include "engine/store/store.h"
 
 #include <glog/logging.h>
@@ -173,6 +178,95 @@ bool sliver_DFM_op(const std::string& job, const std::string& step, const std::v
     }
     edit.finish(filled);
     if (filled) j->changed = true;
+    return true;
+}
+
+bool solder_mask_DFM_op(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                        const solder_mask_DFM_params& p, const dfm_thresholds& thresholds,
+                        std::map<solder_mask_DFM_op_items, std::vector<solder_mask_DFM_op_result>>& result,
+                        COMMON::progress_value<int>* progress)
+{
+    result.clear();
+    if (p.use_shaves || p.fan_shaved || p.pth_fan_shaved || p.add_outline || p.intersect_width > 0 ||
+        p.cut_surplus_width > 0 || p.cut_surplus_height > 0 || p.prevent_vertical_flow_add_sm ||
+        p.prevent_vertical_flow_del_sm || p.vo_rask_resize_sm_in_surface || p.add_v_cut_sm_size > 0 ||
+        p.resize_sm_surface_size > 0 || p.pad_covered_clearance > 0 || p.is_round)
+        LOG(WARNING) << "solder mask DFM: shaves, mask outlines, surface and v-cut openings and reshaping are not made "
+                        "by this engine; openings over pads are resized and bridges kept";
+    Job* j = nullptr;
+    Step* s = nullptr;
+    std::vector<std::string> names;
+    if (!find_layers(job, step, layers, j, s, names, "solder mask DFM")) return false;
+    for (const std::string& name : names) {
+        if (!kesto::drc::iequals(store::find_row(*j, name)->type, "SOLDER_MASK")) {
+            LOG(ERROR) << "solder mask DFM: " << name << " is not a solder-mask layer; nothing is changed";
+            return false;
+        }
+        if (kesto::drc::copper_below(*j, name).empty()) {
+            LOG(ERROR) << "solder mask DFM: no copper layer lies under " << name << "; nothing is changed";
+            return false;
+        }
+    }
+    dfm::MaskOptRules r;
+    r.plain = {nm(p.clearance_min), nm(p.clearance_opt)};
+    r.drilled = {nm(p.drill_clearance_min), nm(p.drill_clearance_opt)};
+    r.smd = {nm(p.smd_clearance_min), nm(p.smd_clearance_opt)};
+    r.bga = {nm(p.bga_clearance_min), nm(p.bga_clearance_opt)};
+    r.coverage_min = nm(p.coverage_min);
+    r.coverage_opt = nm(p.coverage_opt);
+    r.bridge = nm(p.bridge_size);
+    r.max_oversized = nm(p.max_oversized_clearance);
+    r.resize = p.do_resize;
+    r.gasket_undrilled = p.resize_gas_sm_no_drill;
+    r.gasket_drilled = p.resize_gas_sm_has_drill;
+    r.selected_only = p.apply_to == 1;
+    const drc::LevelLimits levels = dfm::limits_of(thresholds);
+    if (progress) progress->total = int(names.size());
+    store::Edit edit(*j, s->name, names);
+    std::size_t changed = 0;
+    for (const std::string& name : names) {
+        if (progress && progress->cancel) break;
+        dfm::MaskOptRun run = dfm::optimise_mask_layer(*j, *s, name, r, levels);
+        changed += run.changed;
+        std::map<solder_mask_DFM_op_items, level_result<3>> layer_report;
+        dfm::merge_levels(run.result, layer_report);
+        for (auto& [item, lr] : layer_report) {
+            solder_mask_DFM_op_result out;
+            static_cast<level_result<3>&>(out) = std::move(lr);
+            out.layer = name;
+            result[item].push_back(std::move(out));
+        }
+        LOG(INFO) << "solder mask DFM " << name << " (copper " << run.copper << "): " << run.changed
+                  << " openings resized";
+        if (progress) ++progress->done;
+    }
+    edit.finish(changed);
+    if (changed) j->changed = true;
+    return true;
+}
+
+bool smd_bga_DFM_op(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                    const smd_bga_DFM_op_params& params, COMMON::progress_value<int>* progress)
+{
+    Job* j = nullptr;
+    Step* s = nullptr;
+    std::vector<std::string> names;
+    if (!find_layers(job, step, layers, j, s, names, "SMD/BGA DFM")) return false;
+    if (progress) progress->total = int(names.size());
+    store::Edit edit(*j, s->name, names);
+    std::size_t shaved = 0;
+    for (const std::string& name : names) {
+        if (progress && progress->cancel) break;
+        const dfm::SmdSpacingRun run =
+            dfm::restore_smd_spacing(*j, *s, name, nm(params.smd_bga_spacing_opt), nm(params.max_padup_value));
+        shaved += run.shaved;
+        LOG(INFO) << "SMD/BGA DFM " << name << ": " << run.repaired << " pairs spaced, " << run.shaved
+                  << " pads shaved, " << run.left.size() << " pairs still too close";
+        for (const std::string& left : run.left) LOG(WARNING) << "SMD/BGA DFM: " << left;
+        if (progress) ++progress->done;
+    }
+    edit.finish(shaved);
+    if (shaved) j->changed = true;
     return true;
 }
 

@@ -78,6 +78,67 @@ struct sliver_DFM_op_params {
 bool sliver_DFM_op(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
                    const sliver_DFM_op_params& params, COMMON::progress_value<int>* progress);
 
+// Solder-mask optimisation. Lengths are integer nanometres; switches false
+// and lengths 0 leave their repair off. Clearance is the copper-free mask
+// opening around a pad's edge, coverage the mask left over copper that must
+// stay covered.
+struct solder_mask_DFM_params {
+    int clearance_min = 0, clearance_opt = 0;          // undrilled pads (and the fallback of the others)
+    int coverage_min = 0, coverage_opt = 0;
+    int bridge_size = 0;                               // narrowest mask bridge between openings
+    int apply_to = 0;                                  // 0 every pad, 1 pads selected on the copper layer
+    bool use_existing_mask = false;                    // openings are always the existing ones (see docs)
+    bool use_shaves = false;                           // not made: WARNING
+    bool do_resize = false;                            // false: measure and report only
+    int max_oversized_clearance = 0;                   // wider clearances brought back to the optimum (0: kept)
+    int intersect_width = 0, cut_surplus_width = 0, cut_surplus_height = 0;
+    bool is_round = false, fan_shaved = false;
+    bool prevent_vertical_flow_add_sm = false, prevent_vertical_flow_del_sm = false;
+    int drill_clearance_min = 0, drill_clearance_opt = 0; // pads of holes (0, 0: clearance_*)
+    int smd_clearance_min = 0, smd_clearance_opt = 0;     // .smd pads (0, 0: clearance_*)
+    int bga_clearance_min = 0, bga_clearance_opt = 0;     // .bga pads (0, 0: smd_clearance_*)
+    bool add_outline = false;
+    int outline_width = 0;
+    bool vo_rask_resize_sm_in_surface = false;
+    bool resize_gas_sm_no_drill = false;               // openings smaller than an undrilled pad grown too
+    bool resize_gas_sm_has_drill = false;              // the same over pads of holes
+    int add_v_cut_sm_size = 0, resize_sm_surface_size = 0;
+    bool pth_fan_shaved = false;
+    int pad_covered_clearance = 0;
+};
+
+// "SolderMaskOpt" rows, numbered from 0.
+enum solder_mask_DFM_op_items : int {
+    MaskNoViolations = 0, MaskViolationsOpt = 1, MaskOptCoverOnly = 2, MaskOptClearOnly = 3, MaskViolationsMin = 4,
+    MaskGasketRemoved = 5, MaskBridgesAll = 6, MaskBridgesViolations = 7, MaskBridgesPositive = 8,
+    MaskBridgesNetIntersected = 9, MaskCannotBridge = 10, MaskTooDense = 11, MaskProblems = 12, MaskResizeProblem = 13,
+    MaskOversizedClearances = 14, MaskPartialClearances = 15, MaskSmallClearances = 16, MaskShaveAvoided = 17,
+    MaskShaves = 18,
+};
+// One entry per layer repaired, in the order the layers were given.
+struct solder_mask_DFM_op_result : level_result<3> {
+    std::string layer;
+};
+
+// Repairs the named solder-mask layers against the outer copper layer each
+// lies on. False when the job, the step or a layer is missing, or a layer has
+// no copper below it (nothing is changed then).
+bool solder_mask_DFM_op(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                        const solder_mask_DFM_params& params, const dfm_thresholds& thresholds,
+                        std::map<solder_mask_DFM_op_items, std::vector<solder_mask_DFM_op_result>>& result,
+                        COMMON::progress_value<int>* progress);
+
+// SMD and BGA spacing: pads marked .smd or .bga of different nets closer than
+// smd_bga_spacing_opt are shaved apart, each giving up no more than
+// max_padup_value of its width (0: nothing is shaved, the pairs are only
+// logged). Nanometres.
+struct smd_bga_DFM_op_params {
+    int smd_bga_spacing_opt = 0;
+    int max_padup_value = 0;
+};
+bool smd_bga_DFM_op(const std::string& job, const std::string& step, const std::vector<std::string>& layers,
+                    const smd_bga_DFM_op_params& params, COMMON::progress_value<int>* progress);
+
 // The report of the latest signal-layer repair of a step, by layer (empty
 // when none ran since the job was opened).
 std::map<std::string, signal_layer_DFM_layer_result> latest_signal_layer_DFM(const std::string& job,

@@ -104,3 +104,35 @@ TEST(DfmRepairCommands, SliverFillKeepsItsFamilyOfKeysAndLogsItsValues)
         EXPECT_NE(read_logs("log", "ERROR_").find("nope is not a layer of step pcb"), std::string::npos);
     });
 }
+
+TEST(DfmRepairCommands, MaskAndSmdRepairsKeepTheirKeysLogsAndRefusals)
+{
+    TempDir dir;
+    in_fresh_process(dir.path(), [] {
+        start_library();
+        ASSERT_EQ(call(R"({"func":"JOB_CREATE","paras":{"job":"b"}})"), "OK");
+        call(R"({"func":"CREATE_STEP","paras":{"jobname":"b","stepname":"pcb","index":1}})");
+        call(R"({"func":"CREATE_NEW_LAYER","paras":{"job":"b","step":"pcb","layer":"top","index":1}})");
+        // Family A for the mask repair, B for SMD spacing; the other family's
+        // keys leave the layer list empty.
+        EXPECT_EQ(call(R"({"func":"SOLDER_MASK_DFM","paras":[{"job":"b","step":"pcb","layers":[]}]})"), "ERROR");
+        EXPECT_EQ(call(R"({"func":"SOLDER_MASK_DFM","paras":[{"jobname":"b","stepname":"pcb","layernames":["top"]}]})"),
+                  "ERROR");
+        EXPECT_EQ(call(R"({"func":"SMD_BGA_DFM_OP","paras":[{"job":"b","step":"pcb","layers":["top"]}]})"), "ERROR");
+        // A copper layer is no mask layer: the engine refuses and says so,
+        // the host still gets the pass text.
+        EXPECT_EQ(call(R"({"func":"SOLDER_MASK_DFM","paras":[{"job":"b","step":"pcb","layers":["top"]},)"
+                       R"({"clearance_min":50000,"clearance_opt":75000,"do_resize":true,"resize_sm_surface_size":3}]})"),
+                  "OK");
+        EXPECT_NE(read_logs("log", "ERROR_").find("top is not a solder-mask layer"), std::string::npos);
+        EXPECT_EQ(call(R"({"func":"SMD_BGA_DFM_OP","paras":[{"jobname":"b","stepname":"pcb","layernames":["top"]},)"
+                       R"({"smd_bga_spacing_opt":150000}]})"),
+                  "OK");
+        const std::string log = read_logs("log", "INFO_");
+        const auto a = log.find("clearance_min:50000\nclearance_opt:75000\ncoverage_min:0"),
+                   b = log.find("do_resize:1"), c = log.find("resize_gas_sm_has_drill:0\nadd_v_cut_sm_size:0\nresize_sm_surface_size:3");
+        EXPECT_TRUE(a != std::string::npos && a < b && b < c) << log;
+        EXPECT_NE(log.find("Begin solder_mask_DFM"), std::string::npos);
+        EXPECT_NE(log.find("smd_bga_spacing_opt:150000\nmax_padup_value:0"), std::string::npos);
+    });
+}
