@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -307,10 +308,21 @@ struct FeatureDelta {
 // What a command changed in one step, as it was before: undo puts it back.
 // Whole layers for most edits; only the touched features for edits of the
 // selection in place, which on large layers would otherwise copy millions.
+// A step's set-up as it was before a change of it: profile, datum, the
+// step-and-repeat table and the other header fields (a panel's margins).
+struct StepSetup {
+    Surface profile;
+    bool has_profile = false;
+    Point datum;
+    std::vector<StepRepeat> repeats;
+    std::map<std::string, std::string> header;
+};
+
 struct UndoRecord {
     std::string step;
     std::map<std::string, Layer> layers;
     std::map<std::string, FeatureDelta> deltas;
+    std::optional<StepSetup> setup;
 };
 
 struct Job {

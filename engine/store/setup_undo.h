@@ -3,20 +3,12 @@
 // go into the same undo history as feature edits, so UNDO takes them back in
 // the order they were made.
 #pragma once
-#include "engine/model/model.h"
+#include "engine/model/model.h" // StepSetup
 
 #include <string>
 #include <vector>
 
 namespace kesto::store {
-
-struct StepSetup {
-    Surface profile;
-    bool has_profile = false;
-    Point datum;
-    std::vector<StepRepeat> repeats;
-    std::map<std::string, std::string> header;
-};
 
 StepSetup setup_of(const Step& step);
 // Records `before`, the step's set-up as it was before a change just made,

@@ -6,9 +6,7 @@
 #include <glog/logging.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <map>
-#include <sstream>
 
 namespace kesto::store {
 namespace {
@@ -103,7 +101,7 @@ bool remember(Job& job, const std::string& step_name, const std::vector<std::str
 {
     Step* step = find_step(job, step_name);
     if (!step) return false;
-    UndoRecord record{step_name, {}, {}};
+    UndoRecord record{step_name, {}, {}, std::nullopt};
     for (const std::string& name : layers)
         if (const MatrixRow* row = find_row(job, name)) {
             Layer& kept = record.layers[row->name] = *find_layer(job, *step, row->name);
@@ -117,7 +115,7 @@ bool remember_selected(Job& job, const std::string& step_name, const std::vector
 {
     Step* step = find_step(job, step_name);
     if (!step) return false;
-    UndoRecord record{step_name, {}, {}};
+    UndoRecord record{step_name, {}, {}, std::nullopt};
     for (const std::string& name : layers) {
         const MatrixRow* row = find_row(job, name);
         if (!row) continue;
@@ -139,64 +137,6 @@ bool remember_selected(Job& job, const std::string& step_name, const std::vector
     return true;
 }
 
-namespace {
-
-// A set-up record travels in the record's layers under a name no matrix row
-// can have (so restoring layers passes it by): the profile as its surface,
-// the datum, table rows and header fields as exact texts among its attributes.
-const std::string kSetup = "\x01step setup";
-
-std::string coords(std::initializer_list<long long> values)
-{
-    std::string out;
-    for (long long v : values) out += (out.empty() ? "" : " ") + std::to_string(v);
-    return out;
-}
-
-Layer encode(StepSetup s)
-{
-    Layer kept;
-    kept.surfaces.push_back(std::move(s.profile));
-    kept.attributes["has_profile"] = s.has_profile ? "1" : "0";
-    kept.attributes["datum"] = coords({s.datum.x, s.datum.y});
-    char angle[40];
-    for (size_t k = 0; k < s.repeats.size(); ++k) {
-        const StepRepeat& r = s.repeats[k];
-        std::snprintf(angle, sizeof angle, "%.17g", r.angle);
-        char key[32];
-        std::snprintf(key, sizeof key, "repeat %06zu", k);
-        kept.attributes[key] = coords({r.origin.x, r.origin.y, r.dx, r.dy, r.nx, r.ny, r.mirror, r.flip}) + " " +
-                               angle + " " + r.step;
-    }
-    for (auto& [field, value] : s.header) kept.attributes["header " + field] = std::move(value);
-    return kept;
-}
-
-void decode(Layer& kept, Step& step)
-{
-    step.profile = kept.surfaces.empty() ? Surface{} : std::move(kept.surfaces.front());
-    step.has_profile = kept.attributes["has_profile"] == "1";
-    std::istringstream(kept.attributes["datum"]) >> step.datum.x >> step.datum.y;
-    step.repeats.clear();
-    step.header.clear();
-    for (auto& [key, value] : kept.attributes) {
-        if (key.rfind("repeat ", 0) == 0) {
-            StepRepeat r;
-            int mirror = 0, flip = 0;
-            std::istringstream in(value);
-            in >> r.origin.x >> r.origin.y >> r.dx >> r.dy >> r.nx >> r.ny >> mirror >> flip >> r.angle;
-            in.get();
-            std::getline(in, r.step);
-            r.mirror = mirror != 0, r.flip = flip != 0;
-            step.repeats.push_back(std::move(r)); // keys sort in table order
-        } else if (key.rfind("header ", 0) == 0) {
-            step.header[key.substr(7)] = std::move(value);
-        }
-    }
-}
-
-} // namespace
-
 StepSetup setup_of(const Step& step)
 {
     return {step.profile, step.has_profile, step.datum, step.repeats, step.header};
@@ -205,8 +145,7 @@ StepSetup setup_of(const Step& step)
 bool remember_setup(Job& job, const std::string& step_name, StepSetup before)
 {
     if (!find_step(job, step_name)) return false;
-    UndoRecord record{step_name, {}, {}};
-    record.layers[kSetup] = encode(std::move(before));
+    UndoRecord record{step_name, {}, {}, std::move(before)};
     keep(job, std::move(record));
     return true;
 }
@@ -245,9 +184,13 @@ bool undo(Job& job, const std::string& step_name)
     for (auto it = job.undo.rbegin(); it != job.undo.rend(); ++it) {
         if (it->step != step_name) continue;
         Step* step = find_step(job, step_name);
-        if (auto setup = it->layers.find(kSetup); step && setup != it->layers.end()) {
-            decode(setup->second, *step);
-            it->layers.erase(setup);
+        if (step && it->setup) {
+            StepSetup& s = *it->setup;
+            step->profile = std::move(s.profile);
+            step->has_profile = s.has_profile;
+            step->datum = s.datum;
+            step->repeats = std::move(s.repeats);
+            step->header = std::move(s.header);
         }
         if (step)
             for (auto& [name, layer] : it->layers) {
