@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Builds Kesto and runs every test, then the sanitizer leg (the library and
-# the hostile-input tests under the address and undefined-behaviour
-# sanitizers). Prints the time of each leg; docs/hostile-input.md gives the
+# Builds Kesto and runs every test, then the sanitizer leg (the library, the
+# hostile-input tests and the fuzz targets' seed replay under the address
+# and undefined-behaviour sanitizers, scripts/sanitize.sh). Prints the time
+# of each leg; docs/hostile-input.md gives the
 # budget of CI's 30 minutes on two cores.
 #   KESTO_SANITIZE_LEG=0   skips the sanitizer leg
 #   KESTO_SANITIZE_START   the latest elapsed second at which the leg still

@@ -197,7 +197,28 @@ Paths offset(const Paths& outline, double delta, Join join) { return offset_with
 
 Paths grow(const Paths& outline, double delta, Join join)
 {
-    return offset_with(outline, delta, join, std::max(kMaxChordError, std::fabs(delta) * 1e-3));
+    const double chord = std::max(kMaxChordError, std::fabs(delta) * 1e-3);
+    if (delta <= chord || outline.size() < 2) return offset_with(outline, delta, join, chord);
+    // A hole whose box is no wider than twice the growth, across its narrow
+    // side, is filled whatever its shape: every point of it lies within half
+    // that width of its edge. Dropping such holes first is exact and keeps a
+    // pour with thousands of clearances from overlapping itself thousands of
+    // times in the sweep.
+    size_t largest = 0;
+    for (size_t k = 1; k < outline.size(); ++k)
+        if (std::fabs(ClipperLib::Area(outline[k])) > std::fabs(ClipperLib::Area(outline[largest]))) largest = k;
+    const bool outer_turn = ClipperLib::Orientation(outline[largest]);
+    const double fills = 2 * (delta - chord);
+    Paths kept;
+    kept.reserve(outline.size());
+    for (const Path& path : outline) {
+        if (ClipperLib::Orientation(path) != outer_turn) {
+            const Box b = box_of(path);
+            if (std::min(b.xmax - b.xmin, b.ymax - b.ymin) <= fills) continue;
+        }
+        kept.push_back(path);
+    }
+    return offset_with(kept, delta, join, chord);
 }
 
 double area(const Paths& outline)

@@ -4,11 +4,14 @@
 #include "engine/api/clickbox.h"
 #include "engine/api/exchange.h"
 #include "engine/api/units.h"
+#include "engine/geometry/geometry.h"
+#include "engine/geometry/grow.h"
 
 #include <gtest/gtest.h>
 
 #include <boost/filesystem.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <sstream>
@@ -178,6 +181,40 @@ TEST(MalformedFiles, ReadersReportOverflowInsteadOfReading)
             ASSERT_FALSE(reports.empty()) << name;
         }
     EXPECT_EQ(files, 8);
+}
+
+} // namespace
+
+namespace {
+
+long long nm(double v) { return std::llround(v * mm); }
+
+geom::Path square_mm(double x, double y, double side, bool hole)
+{
+    geom::Path p{{nm(x), nm(y)}, {nm(x + side), nm(y)}, {nm(x + side), nm(y + side)}, {nm(x), nm(y + side)}};
+    if (hole) std::reverse(p.begin(), p.end());
+    return p;
+}
+
+// A pour with 64 small clearances and one large one grown by half a
+// millimetre: the small ones fill (the growth reaches across them), the
+// large one shrinks by the growth on every side. Hand-worked: 11 x 11 mm
+// with quarter-circle corners of 0.5 mm, less the 3 x 3 mm hole left.
+TEST(GrowLimits, SmallClearancesFillAndLargeOnesShrinkExactly)
+{
+    geom::Paths pour{square_mm(0, 0, 10, false), square_mm(5.5, 5.5, 4, true)};
+    for (int i = 0; i < 8; ++i)
+        for (int j = 0; j < 8; ++j) pour.push_back(square_mm(0.5 + 0.5 * i, 0.5 + 0.5 * j, 0.3, true));
+    const double grown = geom::area(geom::grow(pour, nm(0.5))) / 1e12;
+    const double hand = 121.0 - 0.25 * (4 - M_PI) - 9.0;
+    EXPECT_NEAR(grown, hand, 0.005);
+    // The whole outline offset as it stands, holes and all, agrees.
+    EXPECT_NEAR(grown, geom::area(geom::offset(pour, nm(0.5))) / 1e12, 0.005);
+    // A growth too small to close them keeps the clearances (each 0.3 mm
+    // square shrinks to 0.1 mm: 64 x 0.01 mm^2 still open).
+    const double slight = geom::area(geom::grow(pour, nm(0.1))) / 1e12;
+    const double slight_hand = 10.2 * 10.2 - 0.01 * (4 - M_PI) - 3.8 * 3.8 - 64 * 0.01;
+    EXPECT_NEAR(slight, slight_hand, 0.005);
 }
 
 } // namespace
