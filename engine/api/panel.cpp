@@ -81,7 +81,7 @@ private:
     static inline int depth_ = 0;
     Job& job_;
     std::string step_;
-    std::optional<kesto::store::StepSetup> before_;
+    std::optional<kesto::StepSetup> before_;
 };
 
 // The step's header lengths are written in its own unit (its UNITS field,
@@ -471,7 +471,7 @@ bool auto_set_step_repeat(const std::string& job, const std::string& step, const
         return error = "step \"" + step + "\" cannot be made", false;
     // Table, profile, datum and margins: one undo record, and all or nothing.
     Step& panel_step = *kesto::store::find_step(j, lower(step));
-    const kesto::store::StepSetup before = kesto::store::setup_of(panel_step);
+    const kesto::StepSetup before = kesto::store::setup_of(panel_step);
     SetupChange change(j, panel_step);
     if (!set_step_repeat(job, step, table, error) ||
         !set_step_profile(job, step, 0, 0, request.panel_width, request.panel_height, error) ||
