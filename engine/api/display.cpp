@@ -250,7 +250,7 @@ bool draw_paths(const ClipperLib::Paths& paths)
         LOG(ERROR) << "draw: no canvas (init_canvas first)";
         return false;
     }
-    kesto::render::draw_layer(display().canvas, {kesto::render::Shape{paths, true}}, drawing_colour());
+    kesto::render::draw_layer(display().canvas, {kesto::render::Shape{paths, true, {}}}, drawing_colour());
     return true;
 }
 

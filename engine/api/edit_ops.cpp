@@ -603,10 +603,10 @@ bool layer_compare_bmp(const compare_request& request, const std::string& savepa
     for (const auto& d : found) box.add(d.box);
     if (box.empty()) box = kesto::Box{0, 0, kesto::kNmPerMm, kesto::kNmPerMm};
     kesto::render::zoom_to_box(canvas, box, 0.05);
-    kesto::render::draw_layer(canvas, {{first, true}}, {0.45, 0.45, 0.45, 1});
+    kesto::render::draw_layer(canvas, {{first, true, {}}}, {0.45, 0.45, 0.45, 1});
     std::vector<kesto::render::Shape> only_first, only_second;
     for (const auto& d : found)
-        (d.side == kesto::edit::DifferenceSide::OnlyFirst ? only_first : only_second).push_back({d.outline, true});
+        (d.side == kesto::edit::DifferenceSide::OnlyFirst ? only_first : only_second).push_back({d.outline, true, {}});
     kesto::render::draw_layer(canvas, only_first, {1, 0, 0, 1});
     kesto::render::draw_layer(canvas, only_second, {0, 1, 0, 1});
     const Coord grid = from_working_unit(grid_size);

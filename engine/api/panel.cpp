@@ -142,14 +142,6 @@ Layer* layer_for_drawing(Found& f, const std::string& layer, std::string& error)
     return out;
 }
 
-// A symbol of the given standard name, its sizes in the working unit's
-// symbol unit (microns or mils).
-std::int32_t symbol_of(Layer& layer, const std::string& name)
-{
-    const kesto::Units units = working_unit_is_inch() ? kesto::Units::Inch : kesto::Units::Mm;
-    return edit::symbol_index(layer, kesto::odb::parse_symbol_name(name, units));
-}
-
 // A round symbol of diameter `d` nanometres.
 std::int32_t round_symbol(Layer& layer, Coord d)
 {
