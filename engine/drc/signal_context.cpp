@@ -275,9 +275,8 @@ const EndContacts& LayerContext::end_contacts(std::uint32_t piece, int end) cons
             if (k == piece) continue;
             if (capsule_gap_to_piece(*this, disc, std::uint32_t(k)).distance > double(kJoinGap)) continue;
             const CopperPiece& q = pieces[k];
-            const bool trace = (q.role == CopperRole::Line || q.role == CopperRole::Arc) && q.width > 0;
             const bool pad = q.role == CopperRole::Pad || q.role == CopperRole::Smd;
-            (trace ? out.traces : pad ? out.pads : out.other).push_back(std::uint32_t(k));
+            (is_trace(q) ? out.traces : pad ? out.pads : out.other).push_back(std::uint32_t(k));
         }
     }
     return both[std::size_t(end)];

@@ -38,6 +38,9 @@ struct CopperPiece {
     Coord width = 0;             // lines and arcs drawn with a round symbol: the stroke width
 };
 
+// A line or arc drawn with a round symbol: a trace, whose ends join others.
+inline bool is_trace(const CopperPiece& p) { return (p.role == CopperRole::Line || p.role == CopperRole::Arc) && p.width > 0; }
+
 struct DrilledHole {
     Capsule cap;
     HoleClass cls = HoleClass::Pth;

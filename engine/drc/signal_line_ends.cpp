@@ -18,8 +18,6 @@ using namespace signal_item;
 
 constexpr Coord kNoReach = std::numeric_limits<Coord>::max();
 
-bool is_trace(const CopperPiece& p) { return (p.role == CopperRole::Line || p.role == CopperRole::Arc) && p.width > 0; }
-
 Point end_of(const Feature& f, int end) { return end == 0 ? f.a : f.b; }
 
 double trace_length(const Feature& f)

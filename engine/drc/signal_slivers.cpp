@@ -103,24 +103,16 @@ bool spike(const geom::Edge& a, const geom::Edge& b)
 template <class OnPair>
 void facing_pairs(const geom::PreparedOutline& outline, double width, OnPair&& on_pair)
 {
-    const std::vector<geom::Edge> edges = geom::edges_of(outline.outline());
-    std::vector<Box> boxes;
-    boxes.reserve(edges.size());
-    for (const geom::Edge& e : edges)
-        boxes.push_back({Coord(std::floor(e.xmin)), Coord(std::floor(e.ymin)), Coord(std::ceil(e.xmax)), Coord(std::ceil(e.ymax))});
-    geom::LayerIndex index;
-    index.build(boxes);
-    const Coord reach = Coord(std::ceil(width));
-    for (std::size_t i = 0; i < edges.size(); ++i) {
+    const std::vector<geom::Edge>& edges = outline.edges();
+    for (std::uint32_t i = 0; i < edges.size(); ++i) {
         const geom::Edge& a = edges[i];
-        const Box& bi = boxes[i];
-        for (std::size_t j : index.query({bi.xmin - reach, bi.ymin - reach, bi.xmax + reach, bi.ymax + reach})) {
-            if (j <= i) continue;
+        outline.near_edges(i, width, [&](std::uint32_t j) {
+            if (j <= i) return;
             const geom::Edge& b = edges[j];
             if (!left_of(a, b.x1, b.y1) && !left_of(a, b.x2, b.y2) && !left_of(b, a.x1, a.y1) && !left_of(b, a.x2, a.y2))
-                continue;
+                return;
             const geom::Closest c = geom::segment_segment(a.x1, a.y1, a.x2, a.y2, b.x1, b.y1, b.x2, b.y2);
-            if (c.distance >= width) continue;
+            if (c.distance >= width) return;
             const auto ta = stretch_near(a, b, width, along(a, c.ax, c.ay));
             const auto tb = stretch_near(b, a, width, along(b, c.bx, c.by));
             if (c.distance > 1) {
@@ -134,12 +126,12 @@ void facing_pairs(const geom::PreparedOutline& outline, double width, OnPair&& o
                 const double t = (ta.first + ta.second) / 2;
                 const double px = a.x1 + (a.x2 - a.x1) * t, py = a.y1 + (a.y2 - a.y1) * t;
                 const geom::Closest q = geom::segment_point(b.x1, b.y1, b.x2, b.y2, px, py);
-                if (!open_across(c.ax, c.ay, c.bx, c.by) && !open_across(px, py, q.ax, q.ay)) continue;
+                if (!open_across(c.ax, c.ay, c.bx, c.by) && !open_across(px, py, q.ax, q.ay)) return;
             } else if (!spike(a, b)) {
-                continue;
+                return;
             }
             on_pair(a, b, c, ta, tb);
-        }
+        });
     }
 }
 

@@ -17,7 +17,6 @@ namespace {
 // Stroke ends closer than this are one joint.
 constexpr Coord kJoint = 1000;
 
-bool stroke(const CopperPiece& p) { return (p.role == CopperRole::Line || p.role == CopperRole::Arc) && p.width > 0; }
 
 // An end of one stroke where an end of the other lies, if any.
 bool joint(const Feature& a, const Feature& b, Point& at)
@@ -50,7 +49,7 @@ void silk_spacing_rule(const SilkInput& in)
                 return;
             }
             Point at;
-            if (stroke(a) && stroke(b) && a.width != b.width &&
+            if (is_trace(a) && is_trace(b) && a.width != b.width &&
                 joint(ss.layer->features[a.feature], ss.layer->features[b.feature], at)) {
                 const int item = a.role == CopperRole::Arc || b.role == CopperRole::Arc ? InconsistentArcWidth
                                                                                         : InconsistentLineWidth;

@@ -104,25 +104,6 @@ void PreparedOutline::refine(const Edge& e, Closest& best) const
                 }));
 }
 
-bool PreparedOutline::spike(const Edge& a, const Edge& b) const
-{
-    // The shared end, and the far end of each edge.
-    double vx, vy, ux, uy, wx, wy;
-    if (a.x1 == b.x1 && a.y1 == b.y1) vx = a.x1, vy = a.y1, ux = a.x2, uy = a.y2, wx = b.x2, wy = b.y2;
-    else if (a.x1 == b.x2 && a.y1 == b.y2) vx = a.x1, vy = a.y1, ux = a.x2, uy = a.y2, wx = b.x1, wy = b.y1;
-    else if (a.x2 == b.x1 && a.y2 == b.y1) vx = a.x2, vy = a.y2, ux = a.x1, uy = a.y1, wx = b.x2, wy = b.y2;
-    else if (a.x2 == b.x2 && a.y2 == b.y2) vx = a.x2, vy = a.y2, ux = a.x1, uy = a.y1, wx = b.x1, wy = b.y1;
-    else return false;
-    const double lu = std::hypot(ux - vx, uy - vy), lw = std::hypot(wx - vx, wy - vy);
-    if (lu == 0 || lw == 0) return false;
-    const double dx = (ux - vx) / lu + (wx - vx) / lw, dy = (uy - vy) / lu + (wy - vy) / lw;  // the bisector
-    const double cos_angle = ((ux - vx) * (wx - vx) + (uy - vy) * (wy - vy)) / (lu * lw);
-    if (cos_angle < 0.5) return false;
-    const double step = std::min(lu, lw) / 100;
-    const double len = std::hypot(dx, dy);
-    return locate(vx + dx / len * step, vy + dy / len * step) == Where::Inside;
-}
-
 void PreparedOutline::near_edges(std::uint32_t i, double reach, const std::function<void(std::uint32_t)>& on_edge) const
 {
     const Edge& e = edges_[i];

@@ -37,40 +37,12 @@ public:
     // From a point to the nearest edge, inside or out.
     Closest edge_distance(double x, double y) const;
 
-    // Where the outline's copper is narrower than `width`: calls
-    // on_neck(a, b, c) for each pair of edges (each pair once) whose gap c
-    // (nearest points on a and b) is above a nanometre and below `width`
-    // with the outline's inside between them, as two sides of a thin web
-    // are: the middle of the gap lies inside and no other edge comes nearer
-    // to it than the two do (edges either side of a rounded corner are one
-    // side bending, not two facing sides). Edges that meet count only where
-    // they close on the inside at a sharp angle (under 60 degrees: a spike).
-    template <class OnNeck>
-    void narrow_places(double width, OnNeck&& on_neck) const
-    {
-        for (std::uint32_t i = 0; i < edges_.size(); ++i)
-            near_edges(i, width, [&](std::uint32_t j) {
-                if (j <= i) return;
-                const Edge& a = edges_[i];
-                const Edge& b = edges_[j];
-                const Closest c = segment_segment(a.x1, a.y1, a.x2, a.y2, b.x1, b.y1, b.x2, b.y2);
-                if (c.distance >= width) return;
-                if (c.distance > 1) {
-                    const double mx = (c.ax + c.bx) / 2, my = (c.ay + c.by) / 2;
-                    if (edge_distance(mx, my).distance < 0.75 * c.distance / 2) return;
-                    if (locate(mx, my) != Where::Inside) return;
-                } else if (!spike(a, b)) {
-                    return;
-                }
-                on_neck(a, b, c);
-            });
-    }
+    // The outline's edges, and those whose box comes within `reach` of edge
+    // i's box (through the same R-tree the distance questions use).
+    const std::vector<Edge>& edges() const { return edges_; }
+    void near_edges(std::uint32_t i, double reach, const std::function<void(std::uint32_t)>& on_edge) const;
 
 private:
-    // Two edges sharing an end that close on the inside at under 60 degrees.
-    bool spike(const Edge& a, const Edge& b) const;
-    // Calls on_edge(j) for every edge whose box comes within `reach` of edge i's box.
-    void near_edges(std::uint32_t i, double reach, const std::function<void(std::uint32_t)>& on_edge) const;
 
     using Corner = boost::geometry::model::point<double, 2, boost::geometry::cs::cartesian>;
     using Rect = boost::geometry::model::box<Corner>;
